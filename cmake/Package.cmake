@@ -1,0 +1,24 @@
+# SPDX-License-Identifier: Apache-2.0
+# What is installed: the libraries with their headers, and how other projects find them.
+include(CMakePackageConfigHelpers)
+
+set_target_properties(vellumo navo PROPERTIES INSTALL_RPATH "$ORIGIN")
+install(TARGETS vellumo navo EXPORT VellumoTargets
+        LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR})
+install(DIRECTORY include/ DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/vellumo
+        FILES_MATCHING PATTERN "*.h")
+install(DIRECTORY platform/include/navo DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}
+        FILES_MATCHING PATTERN "*.h")
+
+set(VELLUMO_CMAKE_DIR ${CMAKE_INSTALL_LIBDIR}/cmake/Vellumo)
+install(EXPORT VellumoTargets NAMESPACE Vellumo:: DESTINATION ${VELLUMO_CMAKE_DIR})
+configure_package_config_file(cmake/VellumoConfig.cmake.in
+    ${CMAKE_BINARY_DIR}/VellumoConfig.cmake INSTALL_DESTINATION ${VELLUMO_CMAKE_DIR})
+write_basic_package_version_file(${CMAKE_BINARY_DIR}/VellumoConfigVersion.cmake
+                                 COMPATIBILITY SameMajorVersion)
+install(FILES ${CMAKE_BINARY_DIR}/VellumoConfig.cmake
+              ${CMAKE_BINARY_DIR}/VellumoConfigVersion.cmake
+        DESTINATION ${VELLUMO_CMAKE_DIR})
+
+configure_file(cmake/vellumo.pc.in ${CMAKE_BINARY_DIR}/vellumo.pc @ONLY)
+install(FILES ${CMAKE_BINARY_DIR}/vellumo.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)

@@ -1,0 +1,130 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "ChildProcess.h"
+
+#include <fcntl.h>
+#include <sys/prctl.h>
+#include <sys/resource.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <array>
+#include <cerrno>
+
+#include "Failure.h"
+#include "common/FileDescriptor.h"
+
+namespace vellumo::engine {
+namespace {
+
+using NAVO::VELLUMO::FileDescriptor;
+
+std::string ReadToEnd(int input) {
+    std::string text;
+    std::array<char, 1024> buffer{};
+    ssize_t length = 0;
+    while ((length = read(input, buffer.data(), buffer.size())) > 0) {
+        text.append(buffer.data(), static_cast<size_t>(length));
+    }
+    return text;
+}
+
+int StatusOf(int waitStatus) {
+    return WIFSIGNALED(waitStatus) ? kKilled + WTERMSIG(waitStatus) : WEXITSTATUS(waitStatus);
+}
+
+// Only what the child is to have: a directory of the host that a caller left open would lead out
+// of a sandbox.
+void ArrangeDescriptors(int reports) {
+    const int empty = open("/dev/null", O_RDONLY | O_CLOEXEC);
+    dup2(empty, STDIN_FILENO);
+    if (reports == kReportsDescriptor) {
+        fcntl(reports, F_SETFD, 0);
+    } else {
+        dup2(reports, kReportsDescriptor);
+    }
+    close_range(kReportsDescriptor + 1, ~0U, 0);
+}
+
+}  // namespace
+
+ChildProcess::ChildProcess() {
+    sigemptyset(&_awaited);
+    for (const int signal : {SIGCHLD, SIGTERM, SIGINT, SIGHUP, SIGQUIT}) {
+        sigaddset(&_awaited, signal);
+    }
+    sigprocmask(SIG_BLOCK, &_awaited, &_original);
+    static_cast<void>(
+        std::signal(SIGCHLD, SIG_DFL));  // ignored, it would take the children's statuses with it
+    // Descendants whose own parent is gone become children of this process and can be waited for.
+    prctl(PR_SET_CHILD_SUBREAPER, 1);
+}
+
+Ending ChildProcess::Run(const std::vector<std::string>& argv) {
+    std::array<int, 2> ends{};
+    if (pipe2(ends.data(), O_CLOEXEC) != 0) {
+        throw SystemFailure("cannot make a pipe", errno);
+    }
+    const FileDescriptor output(ends[0]);
+    const int status = WaitForAll(Start(argv, ends[1]));
+    return {status, ReadToEnd(output.Get())};
+}
+
+pid_t ChildProcess::Start(const std::vector<std::string>& argv, int reports) const {
+    const FileDescriptor ours(reports);
+    const pid_t engine = getpid();
+    const pid_t child = fork();
+    if (child == 0) {
+        prctl(PR_SET_PDEATHSIG, SIGKILL);
+        if (getppid() == engine) {
+            Become(argv, reports);
+        }
+        _exit(kEngineFailed);
+    }
+    if (child < 0) {
+        throw SystemFailure("cannot start a process", errno);
+    }
+    return child;
+}
+
+void ChildProcess::Become(std::vector<std::string> argv, int reports) const {
+    const rlimit none{0, 0};
+    setrlimit(RLIMIT_CORE, &none);
+    ArrangeDescriptors(reports);
+    sigprocmask(SIG_SETMASK, &_original, nullptr);
+
+    std::vector<char*> pointers;
+    pointers.reserve(argv.size() + 1);
+    for (std::string& argument : argv) {
+        pointers.push_back(argument.data());
+    }
+    pointers.push_back(nullptr);
+    execv(pointers[0], pointers.data());
+    _exit(kEngineFailed);
+}
+
+int ChildProcess::WaitForAll(pid_t child) const {
+    int status = 0;
+    int stoppedBy = 0;
+    bool isRunning = true;
+    while (true) {
+        int waitStatus = 0;
+        const pid_t ended = waitpid(-1, &waitStatus, WNOHANG);
+        if (ended < 0) {
+            return stoppedBy == 0 ? status : kKilled + stoppedBy;
+        }
+        if (ended == child) {
+            status = StatusOf(waitStatus);
+            isRunning = false;
+        }
+        if (ended > 0) {
+            continue;
+        }
+        const int signal = sigwaitinfo(&_awaited, nullptr);
+        if (isRunning && signal > 0 && signal != SIGCHLD) {
+            stoppedBy = signal;
+            kill(child, SIGKILL);
+        }
+    }
+}
+
+}  // namespace vellumo::engine

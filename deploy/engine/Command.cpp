@@ -1,0 +1,68 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "Command.h"
+
+#include <cctype>
+#include <string_view>
+
+#include "Failure.h"
+#include "vellumo/Constants.h"
+
+namespace vellumo::engine {
+namespace {
+
+bool IsContainerName(const std::string& name) {
+    static constexpr std::string_view kInside =
+        "abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ0123456789_.-";
+    return !name.empty() && name.find_first_not_of(kInside) == std::string::npos &&
+           std::isalnum(static_cast<unsigned char>(name.front())) != 0;
+}
+
+// The file name in an argument S or A=S, where S is a path right in the source directory; empty
+// for every other argument.
+std::string DocumentIn(const std::string& argument) {
+    const std::string directory = NAVO::VELLUMO::SZF_COVERT_SOURCE_DIR;
+    const size_t at = argument.find(directory);
+    if (at == std::string::npos || (at > 0 && argument[at - 1] != '=')) {
+        return "";
+    }
+    std::string name = argument.substr(at + directory.size());
+    const bool isFileName = name.find('/') == std::string::npos && name != "." && name != "..";
+    return isFileName ? name : "";
+}
+
+std::string FindDocument(const std::vector<std::string>& arguments) {
+    std::string document;
+    for (const std::string& argument : arguments) {
+        const std::string name = DocumentIn(argument);
+        if (name.empty() || name == document) {
+            continue;
+        }
+        if (!document.empty()) {
+            throw Failure(kEngineFailed, "the command names more than one document, " + document +
+                                             " first; run it for each on its own");
+        }
+        document = name;
+    }
+    return document;
+}
+
+}  // namespace
+
+Command ParseCommand(const std::vector<std::string>& words) {
+    if (words.empty() || words[0] != "exec") {
+        throw Failure(kEngineFailed, "only exec NAME COMMAND is understood; see --help");
+    }
+    if (words.size() < 3) {
+        throw Failure(kEngineFailed, "exec needs a container's name and a command; see --help");
+    }
+    if (!IsContainerName(words[1])) {
+        throw Failure(kEngineFailed, '"' + words[1] +
+                                         "\" is no container name: letters, digits, _ . and -, "
+                                         "the first a letter or digit; see --help");
+    }
+    Command command{{words.begin() + 2, words.end()}, ""};
+    command.document = FindDocument(command.arguments);
+    return command;
+}
+
+}  // namespace vellumo::engine

@@ -1,0 +1,60 @@
+// SPDX-License-Identifier: Apache-2.0
+#ifndef VELLUMO_ENGINE_SCRATCH_H
+#define VELLUMO_ENGINE_SCRATCH_H
+
+#include <memory>
+#include <string>
+
+#include "common/FileDescriptor.h"
+
+namespace vellumo::engine {
+
+// Where sources and products pass through, on the volume of the docker share: host directories
+// with a trailing slash.
+struct ScratchTree {
+    std::string source;
+    std::string target;
+    std::string above;  // holds both, and this engine's own directories
+};
+
+// Throws Failure when there is no docker share or its directories cannot be made.
+ScratchTree FindScratchTree();
+
+// One command's own part of the scratch tree, `source` and `target` in a directory beside the
+// shared ones, on the same file system. It is locked for as long as the object lives, then removed
+// with all that is in it. What an engine left behind that was killed is removed by the next one:
+// its lock is free.
+class PrivateScratch {
+public:
+    // Throws Failure when the directory cannot be made.
+    explicit PrivateScratch(const std::string& above);
+    ~PrivateScratch();
+    PrivateScratch(const PrivateScratch&) = delete;
+    PrivateScratch& operator=(const PrivateScratch&) = delete;
+
+    std::string Source() const { return _path + "/source/"; }
+    std::string Target() const { return _path + "/target/"; }
+
+    // Makes everything in it the property of the user `nobody`. False where there is no such user:
+    // in a user namespace that has root alone.
+    bool GiveToNobody() const;
+
+    // Moves the command's products to the directory `target` as files of the engine's user with
+    // mode 0644, replacing what is there: regular files that are not hidden and not a tool's
+    // temporary. Throws Failure when one cannot be moved. Nothing may run in here any more.
+    void Publish(const std::string& target) const;
+
+private:
+    void Create(const std::string& above);
+    void MakeRooms() const;
+
+    std::string _path;
+    std::unique_ptr<NAVO::VELLUMO::FileDescriptor> _lock;
+};
+
+// The user and group that own nothing on a server.
+constexpr unsigned kNobody = 65534;
+
+}  // namespace vellumo::engine
+
+#endif

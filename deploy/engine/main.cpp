@@ -1,0 +1,87 @@
+// SPDX-License-Identifier: Apache-2.0
+// `docker exec` without a container engine: see kHelp.
+#include <unistd.h>
+
+#include <exception>
+#include <iostream>
+#include <string>
+#include <vector>
+
+#include "ChildProcess.h"
+#include "Command.h"
+#include "Document.h"
+#include "Failure.h"
+#include "Sandbox.h"
+#include "Scratch.h"
+
+namespace vellumo::engine {
+namespace {
+
+constexpr const char* kHelp =
+    R"(vellumo-engine exec NAME COMMAND [ARGUMENT…]
+vellumo-engine --help | --version
+
+Runs COMMAND as in a container, without a container engine: the system's programs in a bubblewrap
+sandbox without network. It stands at /usr/local/bin/docker; NAME may be any container's name.
+
+A command that names a document, /Vellumo/@tmp/source/FILE, finds a copy of just that one there.
+What it leaves in /Vellumo/@tmp/target/ goes to the scratch directory of that name on the docker
+share's volume when it has ended, unless a signal or `timeout` ended it.
+
+Exit status: the command's own; 1 for a document that is empty, not readable, or a .pdf that is no
+PDF; 125 when the engine cannot do its part, with the reason on standard error.
+
+Example:
+  vellumo-engine exec navo1 timeout --kill-after=5 120 ebook-meta /Vellumo/@tmp/source/a.epub
+)";
+
+// A caller that has only put its effective ids aside is root all the same, and as such it is let
+// at documents that belong to others.
+void BecomeWholeRoot() {
+    if (getuid() == 0 && geteuid() != 0 && (setresuid(0, 0, 0) != 0 || setresgid(0, 0, 0) != 0)) {
+        throw Failure(kEngineFailed, "root's rights cannot be taken back; run it as root");
+    }
+}
+
+int Execute(const Command& command) {
+    BecomeWholeRoot();
+    ChildProcess child;
+    const ScratchTree tree = FindScratchTree();
+    const PrivateScratch scratch(tree.above);
+    if (!command.document.empty()) {
+        CopyDocument(tree.source + command.document, scratch.Source() + command.document);
+    }
+    const int status = RunInSandbox(command.arguments, scratch, child);
+    if (status != kTimeLimit && status < kKilled) {
+        scratch.Publish(tree.target);
+    }
+    return status;
+}
+
+int Run(const std::vector<std::string>& words) {
+    if (words == std::vector<std::string>{"--help"}) {
+        std::cout << kHelp;
+        return 0;
+    }
+    if (words == std::vector<std::string>{"--version"}) {
+        std::cout << "vellumo-engine " VELLUMO_VERSION "\n";
+        return 0;
+    }
+    return Execute(ParseCommand(words));
+}
+
+}  // namespace
+}  // namespace vellumo::engine
+
+int main(int argc, char** argv) {
+    int status = vellumo::engine::kEngineFailed;
+    try {
+        return vellumo::engine::Run({argv + 1, argv + argc});
+    } catch (const vellumo::engine::Failure& failure) {
+        status = failure.Status();
+        std::cerr << "vellumo-engine: " << failure.what() << '\n';
+    } catch (const std::exception& error) {
+        std::cerr << "vellumo-engine: " << error.what() << '\n';
+    }
+    return status;
+}

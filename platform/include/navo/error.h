@@ -1,0 +1,39 @@
+// SPDX-License-Identifier: Apache-2.0
+#ifndef NAVO_ERROR_H
+#define NAVO_ERROR_H
+
+#include "base.h"
+
+// The platform's last error: which operation of this thread failed last, and where.
+//
+// Every operation of these headers that fails sets it, and errno; one that succeeds leaves both as
+// they were. Absence, an answer of NLIBCFileExist and NLIBCFileCheckDir, sets errno alone.
+// It is kept per thread, starts as "no error" and is never cleared.
+
+// What went wrong. The values are stable: they are printed in messages as 0x%04X.
+enum NAVOError : int {
+    NAVO_ERR_NONE = 0x0000,
+    NAVO_ERR_BAD_PARAMETERS = 0x0D00,
+    NAVO_ERR_OPEN_FAILED = 0x0900,
+    NAVO_ERR_NO_PERMISSION = 0x0A00,
+    NAVO_ERR_LOCK_TIMEOUT = 0x2100,
+    NAVO_ERR_LOCK_FAILED = 0x2200,
+    NAVO_ERR_NO_SUCH_SHARE = 0x1400,
+    NAVO_ERR_NO_SUCH_USER = 0x1D00,
+    NAVO_ERR_CONFIG = 0x0500,
+    NAVO_ERR_IO = 0x0300,
+    NAVO_ERR_EXEC_FAILED = 0x0600,
+    NAVO_ERR_NAME_TOO_LONG = 0x0E00
+};
+
+// The code of this thread's last platform error, NAVO_ERR_NONE when there was none.
+NAVO_API int NLIBCErrGet();
+
+// The platform source file in which it arose, a base name such as "lock.cpp"; "" when there was
+// none. The text is static.
+NAVO_API const char* NLIBCErrorGetFile();
+
+// The line in that file, 0 when there was none.
+NAVO_API int NLIBCErrorGetLine();
+
+#endif

@@ -1,0 +1,15 @@
+// SPDX-License-Identifier: Apache-2.0
+#ifndef NAVO_LINUX_CASEFOLD_H
+#define NAVO_LINUX_CASEFOLD_H
+
+#include <string>
+#include <string_view>
+
+namespace NAVO::platform {
+
+// `text` (UTF-8) in lower case, whatever the locale of the process. Bytes that are no UTF-8 stay.
+std::string LowerCase(std::string_view text);
+
+}  // namespace NAVO::platform
+
+#endif

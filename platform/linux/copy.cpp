@@ -1,0 +1,189 @@
+// SPDX-License-Identifier: Apache-2.0
+#include <fcntl.h>
+#include <navo/file.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <array>
+#include <cstdio>
+
+#include "descriptor.h"
+#include "fail.h"
+#include "parameters.h"
+
+namespace NAVO::platform {
+namespace {
+
+constexpr int kOpenFlags = O_CLOEXEC | O_NOCTTY | O_NONBLOCK;  // a pipe must not block
+constexpr mode_t kPermissionBits = 0777;
+constexpr mode_t kUnfinishedMode = 0600;  // until the source's bits are set
+constexpr size_t kBufferSize = size_t{64} * 1024;
+constexpr size_t kMostAtOnce = size_t{1} << 30;
+
+// Where a copy goes. A file that was created for it is removed again unless it is kept.
+class Destination {
+public:
+    explicit Destination(const char* path) : _path(path) {}
+    ~Destination() {
+        if (_created) {
+            const int error = errno;
+            unlink(_path);
+            errno = error;
+        }
+    }
+    Destination(const Destination&) = delete;
+    Destination& operator=(const Destination&) = delete;
+
+    // False with errno. An existing file keeps its content for now.
+    bool Open(bool replace) {
+        const int flags = O_WRONLY | kOpenFlags;
+        _file = Descriptor(open(_path, flags | O_CREAT | O_EXCL, kUnfinishedMode));
+        _created = static_cast<bool>(_file);
+        if (!_file && errno == EEXIST && replace) {
+            _file = Descriptor(open(_path, flags));
+        }
+        return static_cast<bool>(_file);
+    }
+
+    // Ends the writing, which may be the moment when a file system tells that it failed.
+    bool Close() { return close(_file.Release()) == 0; }
+
+    void Keep() { _created = false; }
+    int Get() const { return _file.Get(); }
+
+private:
+    const char* _path;
+    Descriptor _file;
+    bool _created = false;
+};
+
+bool IsSameFile(const struct stat& one, const struct stat& other) {
+    return one.st_dev == other.st_dev && one.st_ino == other.st_ino;
+}
+
+// Lets the file system copy or share blocks as far as it can: not between all file systems, nor for
+// all kinds of files. A reason not to go on shows again, and is told, in the loop that follows.
+void CopyInKernel(int from, int to) {
+    while (copy_file_range(from, nullptr, to, nullptr, kMostAtOnce, 0) > 0) {
+    }
+}
+
+bool WriteAll(int to, const char* data, size_t size) {
+    while (size > 0) {
+        const ssize_t written = Uninterrupted([=] { return write(to, data, size); });
+        if (written < 0) {
+            return false;
+        }
+        data += written;
+        size -= static_cast<size_t>(written);
+    }
+    return true;
+}
+
+// Goes on from where both descriptors stand.
+bool CopyThroughBuffer(int from, int to) {
+    std::array<char, kBufferSize> buffer{};
+    for (;;) {
+        const ssize_t got = Uninterrupted([&] { return read(from, buffer.data(), buffer.size()); });
+        if (got <= 0) {
+            return got == 0;
+        }
+        if (!WriteAll(to, buffer.data(), static_cast<size_t>(got))) {
+            return false;
+        }
+    }
+}
+
+// The bits of a file that belongs to somebody else are his, and some file systems have none; the
+// content is what counts there.
+bool SetPermissions(int file, mode_t mode) {
+    return fchmod(file, mode & kPermissionBits) == 0 || errno == EPERM;
+}
+
+bool CopyContent(int from, int to) {
+    if (ftruncate(to, 0) != 0) {
+        return false;
+    }
+    CopyInKernel(from, to);
+    return CopyThroughBuffer(from, to);
+}
+
+enum class Outcome { Failed, Copied, SameFile };
+
+// Fills `destination` from `source`. Says SameFile, and changes nothing, when both are names of one
+// file: it is a copy of itself already, and emptying the destination would lose it.
+Outcome CopyInto(Destination& destination, const char* source, bool replace) {
+    struct stat from {};
+    struct stat to {};
+    const Descriptor sourceFile(open(source, O_RDONLY | kOpenFlags));
+    if (!sourceFile || fstat(sourceFile.Get(), &from) != 0 || !destination.Open(replace) ||
+        fstat(destination.Get(), &to) != 0) {
+        return Outcome::Failed;
+    }
+    if (IsSameFile(from, to)) {
+        return Outcome::SameFile;
+    }
+    if (!S_ISREG(to.st_mode)) {
+        errno = EINVAL;
+        return Outcome::Failed;
+    }
+    return SetPermissions(destination.Get(), from.st_mode) &&
+                   CopyContent(sourceFile.Get(), destination.Get()) && destination.Close()
+               ? Outcome::Copied
+               : Outcome::Failed;
+}
+
+int Copy(const char* source, const char* path, bool replace) {
+    Destination destination(path);
+    if (CopyInto(destination, source, replace) == Outcome::Failed) {
+        return Fail(NAVO_ERR_IO);
+    }
+    destination.Keep();
+    return 0;
+}
+
+// The same file is possible here too, when a file system is mounted at two places; it stays, as
+// with a rename within one place.
+int CopyThenRemove(const char* source, const char* path, bool replace) {
+    Destination destination(path);
+    const Outcome outcome = CopyInto(destination, source, replace);
+    if (outcome == Outcome::Failed || (outcome == Outcome::Copied && unlink(source) != 0)) {
+        return Fail(NAVO_ERR_IO);
+    }
+    destination.Keep();
+    return 0;
+}
+
+int Move(const char* source, const char* path, bool replace) {
+    const unsigned flags = replace ? 0 : RENAME_NOREPLACE;
+    if (renameat2(AT_FDCWD, source, AT_FDCWD, path, flags) == 0) {
+        return 0;
+    }
+    // EXDEV: another file system. EINVAL: one that cannot rename without replacing.
+    if (errno == EXDEV || errno == EINVAL) {
+        return CopyThenRemove(source, path, replace);
+    }
+    return Fail(NAVO_ERR_IO);
+}
+
+}  // namespace
+}  // namespace NAVO::platform
+
+int NAVOFileCopy(const char* source, const char* destination, const NAVOFILECOPYOPTIONS* options) {
+    using NAVO::platform::Fail;
+    using NAVO::platform::IsEmpty;
+    const NAVO::platform::SuccessKeepsErrno success;
+    if (IsEmpty(source) || IsEmpty(destination) || options == nullptr) {
+        return Fail(NAVO_ERR_BAD_PARAMETERS, EINVAL);
+    }
+    struct stat status {};
+    if (stat(source, &status) != 0) {
+        return Fail(NAVO_ERR_IO);
+    }
+    if (!S_ISREG(status.st_mode)) {
+        return Fail(NAVO_ERR_BAD_PARAMETERS, S_ISDIR(status.st_mode) ? EISDIR : EINVAL);
+    }
+    const bool replace = options->replace != 0;
+    return options->move != 0 ? NAVO::platform::Move(source, destination, replace)
+                              : NAVO::platform::Copy(source, destination, replace);
+}

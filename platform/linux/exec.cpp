@@ -1,0 +1,220 @@
+// SPDX-License-Identifier: Apache-2.0
+#include <fcntl.h>
+#include <navo/exec.h>
+#include <spawn.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <array>
+#include <csignal>
+#include <cstdarg>
+#include <mutex>
+#include <vector>
+
+#include "descriptor.h"
+#include "fail.h"
+
+namespace NAVO::platform {
+namespace {
+
+enum class StandardError { Inherited, Discarded };
+
+// What a new program finds: signals at their defaults and unblocked, standard input and output at
+// /dev/null, standard error as asked for, nothing else open.
+class Surroundings {
+public:
+    explicit Surroundings(StandardError standardError) {
+        sigset_t every;
+        sigset_t none;
+        sigfillset(&every);
+        sigemptyset(&none);
+        Note(posix_spawnattr_init(&_attributes));
+        Note(
+            posix_spawnattr_setflags(&_attributes, POSIX_SPAWN_SETSIGDEF | POSIX_SPAWN_SETSIGMASK));
+        Note(posix_spawnattr_setsigdefault(&_attributes, &every));
+        Note(posix_spawnattr_setsigmask(&_attributes, &none));
+        Note(posix_spawn_file_actions_init(&_actions));
+        Discard(STDIN_FILENO, O_RDONLY);
+        Discard(STDOUT_FILENO, O_WRONLY);
+        if (standardError == StandardError::Discarded) {
+            Discard(STDERR_FILENO, O_WRONLY);
+        }
+        Note(posix_spawn_file_actions_addclosefrom_np(&_actions, STDERR_FILENO + 1));
+    }
+    ~Surroundings() {
+        posix_spawn_file_actions_destroy(&_actions);
+        posix_spawnattr_destroy(&_attributes);
+    }
+    Surroundings(const Surroundings&) = delete;
+    Surroundings& operator=(const Surroundings&) = delete;
+
+    // Starts `program`; 0, or an error as in errno.
+    int Start(const char* program, char* const argv[], pid_t& child) const {
+        return _error != 0 ? _error
+                           : posix_spawn(&child, program, &_actions, &_attributes, argv, environ);
+    }
+
+private:
+    void Note(int error) { _error = _error != 0 ? _error : error; }
+    void Discard(int descriptor, int flags) {
+        Note(posix_spawn_file_actions_addopen(&_actions, descriptor, "/dev/null", flags, 0));
+    }
+
+    posix_spawnattr_t _attributes{};
+    posix_spawn_file_actions_t _actions{};
+    int _error = 0;
+};
+
+// A process that ignores SIGCHLD, or says that it wants no zombies, gets no exit status to wait
+// for. While any object lives the signal is at its default in such a process, and only in such a
+// one; the last object restores it. A child of the loader's own that ends meanwhile stays a zombie
+// until the loader ends: there is one disposition for the whole process.
+class ChildStatusKept {
+public:
+    ChildStatusKept() {
+        const std::lock_guard<std::mutex> guard(mutex);
+        if (users++ == 0) {
+            sigaction(SIGCHLD, nullptr, &before);
+            changed = LosesStatus(before);
+            if (changed) {
+                struct sigaction standard {};
+                standard.sa_handler = SIG_DFL;
+                sigaction(SIGCHLD, &standard, nullptr);
+            }
+        }
+    }
+    ~ChildStatusKept() {
+        const std::lock_guard<std::mutex> guard(mutex);
+        if (--users == 0 && changed && IsDefaultNow()) {
+            sigaction(SIGCHLD, &before, nullptr);
+        }
+    }
+    ChildStatusKept(const ChildStatusKept&) = delete;
+    ChildStatusKept& operator=(const ChildStatusKept&) = delete;
+
+private:
+    static bool LosesStatus(const struct sigaction& action) {
+        return action.sa_handler == SIG_IGN || (action.sa_flags & SA_NOCLDWAIT) != 0;
+    }
+    // Else another thread of the loader has set it meanwhile, and that stands.
+    static bool IsDefaultNow() {
+        struct sigaction present {};
+        sigaction(SIGCHLD, nullptr, &present);
+        return present.sa_handler == SIG_DFL;
+    }
+
+    static std::mutex mutex;
+    static int users;
+    static bool changed;
+    static struct sigaction before;
+};
+
+std::mutex ChildStatusKept::mutex;
+int ChildStatusKept::users = 0;
+bool ChildStatusKept::changed = false;
+struct sigaction ChildStatusKept::before {};
+
+// Programs that nobody waits for. Their exit statuses are collected when the next program is
+// started, so no more zombies are left at a time than ended since then.
+class Unwaited {
+public:
+    static void Add(pid_t child) {
+        const std::lock_guard<std::mutex> guard(mutex);
+        children.push_back(child);
+    }
+    static void CollectEnded() {
+        const std::lock_guard<std::mutex> guard(mutex);
+        // Failure means that somebody else has collected it.
+        std::erase_if(children, [](pid_t child) { return waitpid(child, nullptr, WNOHANG) != 0; });
+    }
+
+private:
+    static std::mutex mutex;
+    static std::vector<pid_t> children;
+};
+
+std::mutex Unwaited::mutex;
+std::vector<pid_t> Unwaited::children;
+
+int ExitStatusOf(pid_t child) {
+    int status = 0;
+    if (Uninterrupted([&] { return waitpid(child, &status, 0); }) < 0) {
+        return Fail(NAVO_ERR_EXEC_FAILED);
+    }
+    return WIFEXITED(status) ? WEXITSTATUS(status) : Fail(NAVO_ERR_EXEC_FAILED, EINTR);
+}
+
+int Start(const char* program, char* const argv[], StandardError standardError, pid_t& child) {
+    if (program == nullptr || *program != '/' || argv == nullptr || argv[0] == nullptr) {
+        return Fail(NAVO_ERR_EXEC_FAILED, EINVAL);
+    }
+    Unwaited::CollectEnded();
+    const int error = Surroundings(standardError).Start(program, argv, child);
+    return error == 0 ? 0 : Fail(NAVO_ERR_EXEC_FAILED, error);
+}
+
+int Run(const char* program, char* const argv[], StandardError standardError) {
+    const ChildStatusKept statusKept;
+    pid_t child = -1;
+    return Start(program, argv, standardError, child) == 0 ? ExitStatusOf(child) : -1;
+}
+
+int Launch(const char* program, char* const argv[], StandardError standardError) {
+    pid_t child = -1;
+    if (Start(program, argv, standardError, child) != 0) {
+        return -1;
+    }
+    Unwaited::Add(child);
+    return 0;
+}
+
+// The argument vector of `program`; posix_spawn takes its elements as changeable but leaves them.
+class Arguments {
+public:
+    explicit Arguments(const char* program) { Add(program); }
+    void Add(const char* argument) {
+        _pointers.insert(_pointers.end() - 1, const_cast<char*>(argument));
+    }
+    char* const* Get() const { return _pointers.data(); }
+
+private:
+    std::vector<char*> _pointers{nullptr};
+};
+
+}  // namespace
+}  // namespace NAVO::platform
+
+int NLIBCExecv(const char* program, char* const argv[], int wait) {
+    using NAVO::platform::StandardError;
+    const NAVO::platform::SuccessKeepsErrno success;
+    return wait != 0 ? NAVO::platform::Run(program, argv, StandardError::Inherited)
+                     : NAVO::platform::Launch(program, argv, StandardError::Inherited);
+}
+
+int NLIBCExecl(const char* program, int options, ...) {
+    const NAVO::platform::SuccessKeepsErrno success;
+    if (options != NLIBC_EXEC_QUIETLY) {
+        return NAVO::platform::Fail(NAVO_ERR_BAD_PARAMETERS, EINVAL);
+    }
+    NAVO::platform::Arguments arguments(program);
+    va_list list;
+    va_start(list, options);
+    while (const char* argument = va_arg(list, const char*)) {
+        arguments.Add(argument);
+    }
+    va_end(list);
+    return NAVO::platform::Run(program, arguments.Get(), NAVO::platform::StandardError::Discarded);
+}
+
+int NLIBCExec(const char* program, const char* argument1, const char* argument2,
+              const char* argument3, const char* argument4) {
+    const NAVO::platform::SuccessKeepsErrno success;
+    NAVO::platform::Arguments arguments(program);
+    for (const char* argument : std::array{argument1, argument2, argument3, argument4}) {
+        if (argument == nullptr) {
+            break;
+        }
+        arguments.Add(argument);
+    }
+    return NAVO::platform::Run(program, arguments.Get(), NAVO::platform::StandardError::Inherited);
+}

@@ -1,0 +1,116 @@
+// SPDX-License-Identifier: Apache-2.0
+#include <fcntl.h>
+#include <navo/lock.h>
+#include <sys/file.h>
+#include <sys/stat.h>
+
+#include <algorithm>
+#include <chrono>
+#include <thread>
+
+#include "descriptor.h"
+#include "fail.h"
+#include "parameters.h"
+
+namespace NAVO::platform {
+namespace {
+
+using Clock = std::chrono::steady_clock;
+using std::chrono::milliseconds;
+
+// Between tries. Most locks are held for about a millisecond; for those held longer a delay of the
+// length of one page flip is not felt, and 50 tries a second cost nothing.
+constexpr milliseconds kFirstPause{1};
+constexpr milliseconds kLongestPause{20};
+
+constexpr mode_t kNewFileMode = 0644;
+
+enum class Attempt { Taken, Busy, Failed };
+
+// A shared lock needs no more than reading. An exclusive one asks for writing as well and gives no
+// second chance: who may not change the file has no reason to shut everybody out, and is told so
+// before the work and not when saving; and network file systems demand such a descriptor for it.
+Descriptor Open(const char* path, bool exclusive) {
+    const int flags =
+        (exclusive ? O_RDWR : O_RDONLY) | O_CLOEXEC | O_NOCTTY | O_NONBLOCK;  // pipes would block
+    const int descriptor = Uninterrupted([=] { return open(path, flags); });
+    if (descriptor >= 0 || errno != ENOENT) {
+        return Descriptor(descriptor);
+    }
+    // Only now: where a directory is sticky and everybody's, the kernel refuses O_CREAT on files
+    // of other users that exist.
+    return Descriptor(Uninterrupted([=] { return open(path, flags | O_CREAT, kNewFileMode); }));
+}
+
+bool LiesAt(const Descriptor& file, const char* path) {
+    struct stat opened {};
+    struct stat present {};
+    return fstat(file.Get(), &opened) == 0 && stat(path, &present) == 0 &&
+           opened.st_dev == present.st_dev && opened.st_ino == present.st_ino;
+}
+
+// Opens the file anew, so that a try is always for the one that lies at `path` now.
+Attempt Try(const char* path, bool exclusive, Descriptor& holder) {
+    holder = Open(path, exclusive);
+    if (!holder) {
+        Fail(NAVO_ERR_OPEN_FAILED);
+        return Attempt::Failed;
+    }
+    if (flock(holder.Get(), (exclusive ? LOCK_EX : LOCK_SH) | LOCK_NB) != 0) {
+        if (errno == EWOULDBLOCK || errno == EINTR) {
+            return Attempt::Busy;
+        }
+        Fail(NAVO_ERR_LOCK_FAILED);
+        return Attempt::Failed;
+    }
+    // The file may have been replaced between opening and locking; then this lock guards nothing.
+    return LiesAt(holder, path) ? Attempt::Taken : Attempt::Busy;
+}
+
+Attempt TryUntil(Clock::time_point deadline, const char* path, bool exclusive, Descriptor& holder) {
+    for (Clock::duration pause = kFirstPause;; pause *= 2) {
+        const Attempt attempt = Try(path, exclusive, holder);
+        if (attempt != Attempt::Busy) {
+            return attempt;
+        }
+        const auto left = deadline - Clock::now();
+        if (left <= Clock::duration::zero()) {
+            return Attempt::Busy;
+        }
+        pause = std::min<Clock::duration>(pause, kLongestPause);
+        std::this_thread::sleep_for(std::min(pause, left));
+    }
+}
+
+}  // namespace
+}  // namespace NAVO::platform
+
+int NLIBCFileLockTimeByFile(const char* path, int exclusive, int timeoutSecs, int* descriptor) {
+    using NAVO::platform::Attempt;
+    const NAVO::platform::SuccessKeepsErrno success;
+    if (NAVO::platform::IsEmpty(path) || descriptor == nullptr) {
+        NAVO::platform::Fail(NAVO_ERR_BAD_PARAMETERS, EINVAL);
+        return 0;
+    }
+    const auto deadline =
+        NAVO::platform::Clock::now() + std::chrono::seconds(std::max(timeoutSecs, 0));
+    NAVO::platform::Descriptor holder;
+    const Attempt attempt = NAVO::platform::TryUntil(deadline, path, exclusive != 0, holder);
+    if (attempt == Attempt::Taken) {
+        *descriptor = holder.Release();
+        return 1;
+    }
+    if (attempt == Attempt::Busy) {
+        NAVO::platform::Fail(NAVO_ERR_LOCK_TIMEOUT, EAGAIN);
+    }
+    return 0;
+}
+
+int NLIBCFileUnlockByFile(int descriptor) {
+    // Closing alone would not do: a plain fork of this process shares the lock and would keep it.
+    if (flock(descriptor, LOCK_UN) != 0) {
+        return NAVO::platform::Fail(NAVO_ERR_LOCK_FAILED);
+    }
+    const NAVO::platform::Descriptor closed(descriptor);
+    return 0;
+}

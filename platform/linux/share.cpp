@@ -1,0 +1,52 @@
+// SPDX-License-Identifier: Apache-2.0
+#include <navo/share.h>
+
+#include <memory>
+#include <string>
+#include <utility>
+
+#include "fail.h"
+#include "parameters.h"
+#include "smbshares.h"
+
+namespace NAVO::platform {
+namespace {
+
+// What a record that is handed out really is: it owns the texts that it shows.
+struct ShareRecord : NAVOSHARE {
+    explicit ShareRecord(Share share)
+        : NAVOSHARE{}, name(std::move(share.name)), path(std::move(share.path)) {
+        szName = name.data();
+        szPath = path.data();
+        status = share.isOnScaleVolume ? NAVO_SHARE_SCALE_VOLUME : 0;
+    }
+
+    std::string name;
+    std::string path;
+};
+
+}  // namespace
+}  // namespace NAVO::platform
+
+int NAVOShareGet(const char* name, PNAVOSHARE* share) {
+    using NAVO::platform::Fail;
+    const NAVO::platform::SuccessKeepsErrno success;
+    if (NAVO::platform::IsEmpty(name) || share == nullptr) {
+        return Fail(NAVO_ERR_BAD_PARAMETERS, EINVAL);
+    }
+    const auto configuration = NAVO::platform::SmbConf::Load(NAVO::platform::kSmbConfFile);
+    if (!configuration) {
+        return Fail(NAVO_ERR_CONFIG);
+    }
+    auto found = NAVO::platform::FindShare(*configuration, name);
+    if (!found) {
+        return Fail(NAVO_ERR_NO_SUCH_SHARE, ENOENT);
+    }
+    *share = std::make_unique<NAVO::platform::ShareRecord>(std::move(*found)).release();
+    return 0;
+}
+
+void NAVOShareFree(PNAVOSHARE share) {
+    const std::unique_ptr<NAVO::platform::ShareRecord> owned(
+        static_cast<NAVO::platform::ShareRecord*>(share));
+}

@@ -1,0 +1,32 @@
+// SPDX-License-Identifier: Apache-2.0
+#ifndef NAVO_LINUX_SMBSHARES_H
+#define NAVO_LINUX_SMBSHARES_H
+
+#include <optional>
+#include <string>
+
+#include "smbconf.h"
+
+// What Samba's configuration says about shared folders and homes. Paths are absolute and have no
+// trailing slash.
+namespace NAVO::platform {
+
+inline constexpr const char* kSmbConfFile = "/etc/samba/smb.conf";
+
+struct Share {
+    std::string name;
+    std::string path;
+    bool isOnScaleVolume = false;
+};
+
+// The share `name`; nothing when no section of that name is a share.
+std::optional<Share> FindShare(const SmbConf& configuration, const std::string& name);
+
+// The home of `user`: the path of [homes] with its variables replaced, or `accountHome` when there
+// is none. Nothing when that has a variable that is not known here, or is not absolute.
+std::optional<std::string> FindHome(const SmbConf& configuration, const std::string& user,
+                                    const std::string& accountHome);
+
+}  // namespace NAVO::platform
+
+#endif

@@ -1,0 +1,53 @@
+# SPDX-License-Identifier: Apache-2.0
+# shellcheck shell=bash disable=SC2034 # the lists are for whoever sources this
+# What the scripts share. Sourced with the tree's root as the working directory.
+
+step() { printf '\n== %s\n' "$*"; }
+fail() {
+    printf '%s: %s\n' "$(basename "$0")" "$1" >&2
+    exit "${2:-1}"
+}
+
+# Packages that are needed to build and test; the converters' tools in a list of their own.
+build_packages=(g++ cmake ninja-build pkg-config libjsoncpp-dev libboost-filesystem-dev
+    libboost-system-dev libsqlite3-dev libcli11-dev libgtest-dev libgmock-dev
+    libbenchmark-dev bubblewrap)
+tool_packages=(libreoffice-writer libreoffice-calc libreoffice-impress libreoffice-draw
+    libreoffice-math python3-uno unoconv pdftk-java qpdf imagemagick ghostscript calibre
+    fonts-dejavu fonts-liberation)
+test_packages=(procps poppler-utils abigail-tools mandoc acl shellcheck)
+check_packages=(clang clang-format clang-tidy libclang-rt-dev)
+
+missing_packages() {
+    local package
+    for package in "$@"; do
+        dpkg-query -W -f '${db:Status-Abbrev}' "$package" 2>/dev/null | grep -q '^ii' ||
+            printf '%s\n' "$package"
+    done
+}
+
+# Installs what is missing of the packages given; an ordinary user is told what to ask for.
+need_packages() {
+    command -v dpkg-query >/dev/null ||
+        fail "this machine has no Debian packages; install the equivalents of: $*" 69
+    local missing
+    mapfile -t missing < <(missing_packages "$@")
+    [ ${#missing[@]} -gt 0 ] || return 0
+    [ "$(id -u)" -eq 0 ] ||
+        fail "these packages are missing; ask an administrator to run:
+    apt-get install --no-install-recommends ${missing[*]}" 69
+    step "Installing ${#missing[@]} packages: ${missing[*]}"
+    export DEBIAN_FRONTEND=noninteractive
+    apt-get update -qq
+    apt-get install -y -qq --no-install-recommends "${missing[@]}" >/dev/null
+}
+
+# Configures a preset and builds it, or only the targets that are named after it.
+build_preset() {
+    local preset=$1 targets=()
+    shift
+    [ $# -eq 0 ] || targets=(--target "$@")
+    step "Building ($preset)"
+    cmake --preset "$preset" -Wno-dev >/dev/null
+    cmake --build --preset "$preset" "${targets[@]}"
+}

@@ -1,0 +1,75 @@
+// SPDX-License-Identifier: Apache-2.0
+#include <unistd.h>
+
+#include <sstream>
+
+#include "cache/Statements.h"
+#include "common/Log.h"
+#include "vellumo/CacheManager.h"
+
+namespace NAVO::VELLUMO {
+namespace {
+
+constexpr const char* kSource = "CacheManager";
+
+}  // namespace
+
+int64_t CacheManager::CalculateGCSize() {
+    std::vector<Row> rows;
+    if (!_db.QueryResult(cache::kTotalSize, rows)) {
+        log::Plain(kSource, __LINE__, "calculate GC size fail");
+        return 0;
+    }
+    if (rows.size() != 1) {
+        return 0;
+    }
+    int64_t total = 0;  // stays so for an empty table, whose sum is NULL
+    std::istringstream(rows.front()["SUM(size)"]) >> total;
+    return sizeLimit <= total ? total - sizeLimit : 0;
+}
+
+void CacheManager::GarbageCollect() {
+    const int64_t excess = CalculateGCSize();
+    if (excess == 0) {
+        return;
+    }
+    std::vector<Row> rows;
+    if (!_db.QueryResult(cache::kByAccess, rows)) {
+        return;
+    }
+    // Read once: the stream's state is kept, so every row counts as much as the first. A run then
+    // stops early or late by the spread of the sizes, and the next run corrects it.
+    std::stringstream sizeText;
+    int64_t size = 0;
+    int64_t freed = 0;
+    for (Row& row : rows) {
+        sizeText.str(row["size"]);
+        sizeText >> size;
+        if (!RemoveCollected(row["target"], row["stream"])) {
+            continue;
+        }
+        freed += size;
+        if (freed > excess) {
+            break;
+        }
+    }
+    if (!_db.ExecTransaction(cache::kForgetUnreferencedTargets)) {
+        log::Plain(kSource, __LINE__, "GC UnRef fail");
+    }
+}
+
+bool CacheManager::RemoveCollected(const std::string& target, const std::string& stream) {
+    std::string path;
+    if (!GetEAPath(target, stream, path)) {
+        return false;
+    }
+    if (unlink(path.c_str()) != 0) {
+        log::Plain(kSource, __LINE__, "GC fail %s", path.c_str());
+    }
+    if (!_db.ExecTransaction(cache::ForgetStream(target, stream))) {
+        log::Plain(kSource, __LINE__, "GC DB fail %s, stream: %s", target.c_str(), stream.c_str());
+    }
+    return true;
+}
+
+}  // namespace NAVO::VELLUMO

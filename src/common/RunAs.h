@@ -1,0 +1,39 @@
+// SPDX-License-Identifier: Apache-2.0
+#ifndef VELLUMO_COMMON_RUNAS_H
+#define VELLUMO_COMMON_RUNAS_H
+
+#include <sys/types.h>
+
+namespace NAVO::VELLUMO {
+
+// Acts as root for as long as it lives: the effective user and group become 0 and, at the end, what
+// they were before. Real and saved ids stay. The effective ids are the whole process's, so no two
+// threads may do this at once.
+//
+//   const RunAsRoot root("utils", 126);
+//   if (!root) { ...not root: skip the step... }
+class RunAsRoot {
+public:
+    // `source` and `line` name the place in the messages about steps that fail.
+    RunAsRoot(const char* source, int line);
+    ~RunAsRoot();
+    RunAsRoot(const RunAsRoot&) = delete;
+    RunAsRoot& operator=(const RunAsRoot&) = delete;
+
+    // Whether the ids are root's.
+    explicit operator bool() const { return _entered; }
+
+private:
+    static bool Enter();
+    bool Leave() const;
+
+    const char* _source;
+    int _line;
+    uid_t _user;
+    gid_t _group;
+    bool _entered;
+};
+
+}  // namespace NAVO::VELLUMO
+
+#endif

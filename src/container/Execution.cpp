@@ -1,0 +1,99 @@
+// SPDX-License-Identifier: Apache-2.0
+#include <navo/exec.h>
+#include <sys/resource.h>
+
+#include <numeric>
+
+#include "common/Log.h"
+#include "common/ResultCode.h"
+#include "vellumo/ContainerPoolManager.h"
+
+namespace NAVO::VELLUMO {
+namespace {
+
+constexpr const char* kSource = "ContainerPoolManager";
+constexpr const char* kDocker = "/usr/local/bin/docker";
+constexpr int kTimeLimitSecs = 120;
+constexpr int kTimeLimitExitStatus = 124;  // how `timeout` says that the limit was reached
+
+// Nice to the rest of the server: work that nobody waits for gives way. The calling process keeps
+// the niceness, and the docker client started next inherits it.
+void LowerSchedulingPriority(ContainerPoolManager::Priority priority) {
+    if (priority == ContainerPoolManager::PRIORITY_LOW) {
+        setpriority(PRIO_PROCESS, 0, 19);
+    } else if (priority == ContainerPoolManager::PRIORITY_NORMAL) {
+        setpriority(PRIO_PROCESS, 0, 10);
+    }
+}
+
+std::vector<std::string> CommandInContainer(const std::string& container,
+                                            const std::vector<std::string>& command) {
+    std::vector<std::string> full{kDocker,   "exec",           container,
+                                  "timeout", "--kill-after=5", std::to_string(kTimeLimitSecs)};
+    full.insert(full.end(), command.begin(), command.end());
+    return full;
+}
+
+int RunAndWait(std::vector<std::string> command) {
+    std::vector<char*> argv;
+    argv.reserve(command.size() + 1);
+    for (std::string& element : command) {
+        argv.push_back(element.data());
+    }
+    argv.push_back(nullptr);
+    return NLIBCExecv(argv.front(), argv.data(), 1);
+}
+
+// A claimed slot: at the end, whatever came of the command, the container and the running queue
+// lose this job.
+class ClaimedSlot {
+public:
+    ClaimedSlot(ContainerPoolManager& pool, const ContainerPoolManager::Task& task,
+                const std::string& container)
+        : _pool(pool), _task(task), _container(container) {}
+    ~ClaimedSlot() {
+        _pool.DecUsingCount(_container);
+        _pool.RemoveRunningQueue(_task);
+    }
+    ClaimedSlot(const ClaimedSlot&) = delete;
+    ClaimedSlot& operator=(const ClaimedSlot&) = delete;
+
+private:
+    ContainerPoolManager& _pool;
+    const ContainerPoolManager::Task& _task;
+    const std::string& _container;
+};
+
+}  // namespace
+
+int ContainerPoolManager::Execute(const std::vector<std::string>& command, Priority priority) {
+    const std::string key = std::accumulate(command.begin(), command.end(), std::string());
+    const Task task{key, command, priority};
+    if (IsJobExist(task)) {
+        log::Failed(kSource, 85, "IsJobExist(task)");
+        return kResultNotPrepared;
+    }
+    AddWaitingQueue(task);
+    std::string container;
+    WaitToExecute(task, container);
+    const ClaimedSlot slot(*this, task, container);
+    return ExecuteCommand(task, container);
+}
+
+// An operation of the pool like the others, though it needs nothing of the object.
+// NOLINTNEXTLINE(readability-convert-member-functions-to-static)
+int ContainerPoolManager::ExecuteCommand(const Task& task, const std::string& container) {
+    LowerSchedulingPriority(task.priority);
+    const int status = RunAndWait(CommandInContainer(container, task.command));
+    if (status == kTimeLimitExitStatus) {
+        log::Error(kSource, 235, "ExecuteCommand timeout");
+        return kResultTimeLimit;
+    }
+    if (status < 0) {
+        log::Error(kSource, 238, "ExecuteCommand failed: %d", status);
+        return kResultToolFailed;
+    }
+    return kResultSuccess;
+}
+
+}  // namespace NAVO::VELLUMO

@@ -1,0 +1,95 @@
+// SPDX-License-Identifier: Apache-2.0
+#include <navo/exec.h>
+
+#include "common/Log.h"
+#include "common/ResultCode.h"
+#include "common/RunAs.h"
+#include "converter/ScratchEnvironment.h"
+#include "vellumo/Constants.h"
+#include "vellumo/Converter.h"
+#include "vellumo/utils.h"
+
+namespace NAVO::VELLUMO::converter {
+namespace {
+
+constexpr const char* kSource = "Converter";
+
+void RemoveEADir(const path::Path& file) {
+    // Absolute, or else not known: rm must never meet anything but a path made here.
+    const std::string directory = file.GetEAPathWithType("", "");
+    if (directory.empty()) {
+        return;
+    }
+    // Made by root, so only root can be sure to remove it.
+    const RunAsRoot root(kSource, 194);
+    if (!root || NLIBCExec("/usr/bin/rm", "-rf", directory.c_str(), nullptr, nullptr) < 0) {
+        log::Error(kSource, 194, "remove eadir failed");
+    }
+}
+
+// The scratch files of one run, as far as they were made: the source goes at the end of the run,
+// the product goes too unless it is kept for the caller.
+class ScratchFiles {
+public:
+    ScratchFiles(const path::Path& source, const path::Path& target)
+        : _source(source), _target(target) {}
+    ~ScratchFiles() {
+        if (!_source.GetRealPath("").empty()) {
+            RemoveEADir(_source);
+            RemoveFileDropCache(_source.GetRealPath(""));
+        }
+        if (!_productKept && !_target.GetRealPath("").empty()) {
+            RemoveFileDropCache(_target.GetRealPath(""));
+        }
+    }
+    ScratchFiles(const ScratchFiles&) = delete;
+    ScratchFiles& operator=(const ScratchFiles&) = delete;
+
+    void KeepProduct() { _productKept = true; }
+
+private:
+    const path::Path& _source;
+    const path::Path& _target;
+    bool _productKept = false;
+};
+
+int RunTool(ConverterBase& converter, ContainerPoolManager& pool) {
+    std::vector<std::string> argv;
+    converter.GetCommand(argv);
+    const int result = pool.Execute(argv, converter._priority);
+    if (result == kResultSuccess && !IsFileValidSize(converter._tmpTgtPath.GetRealPath(""))) {
+        return kResultToolFailed;
+    }
+    return result;
+}
+
+}  // namespace
+
+ConverterBase::ConverterBase(ContainerPoolManager::Priority priority) : _priority(priority) {}
+
+ConverterBase::~ConverterBase() = default;
+
+bool ConverterBase::IsNeedSameFolder() {
+    return false;
+}
+
+int ConverterBase::Convert(const std::string& targetType, const path::Path& src, path::Path& dst) {
+    ContainerPoolManager* pool =
+        ContainerPoolManager::Instance(MAX_USING_COUNT, MAX_MEMORY_COUNT, PARALLEL_COUNT);
+
+    ScratchFiles scratch(_tmpSrcPath, _tmpTgtPath);
+    if (!CreateConvertEnvironment(src, targetType, _tmpSrcPath, _tmpTgtPath, IsNeedSameFolder())) {
+        log::Failed(kSource, 179,
+                    "! CreateConvertEnvironment(originPath, strFileType, _tmpSrcPath, _tmpTgtPath, "
+                    "IsNeedSameFolder())");
+        return kResultNotPrepared;
+    }
+    const int result = RunTool(*this, *pool);
+    if (result == kResultSuccess) {
+        dst.SetData("realPath", _tmpTgtPath.GetRealPath(""), true);
+        scratch.KeepProduct();
+    }
+    return result;
+}
+
+}  // namespace NAVO::VELLUMO::converter

@@ -1,0 +1,161 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "converter/ScratchEnvironment.h"
+
+#include <navo/exec.h>
+#include <navo/file.h>
+#include <unistd.h>
+
+#include "common/Log.h"
+#include "vellumo/Constants.h"
+#include "vellumo/utils.h"
+
+namespace NAVO::VELLUMO::converter {
+namespace {
+
+constexpr const char* kSource = "Converter";
+constexpr mode_t kScratchMode = 0755;
+
+// The text of a path up to its second slash: /volume1 for /volume1/a/b.
+std::string VolumeOf(const std::string& path) {
+    return path.substr(0, path.find('/', 1));
+}
+
+// A hard link costs nothing, whatever the document's size; a copy that shares extents costs little.
+void LinkOrCopyWithinVolume(const std::string& sourceFile, const std::string& targetFile) {
+    if (NLIBCExecl("/bin/ln", NLIBC_EXEC_QUIETLY, "-f", sourceFile.c_str(), targetFile.c_str(),
+                   nullptr) == 0) {
+        return;
+    }
+    // A copy that fails too leaves an empty scratch source, which the converters refuse.
+    NLIBCExecl("/bin/cp", NLIBC_EXEC_QUIETLY, "-f", "--reflink=auto", sourceFile.c_str(),
+               targetFile.c_str(), nullptr);
+}
+
+bool CopyOrLinkFile(const std::string& sourceFile, const std::string& targetFile) {
+    if (NLIBCFileExist(sourceFile.c_str()) == FALSE) {
+        log::Failed(kSource, 43, "FALSE == NLIBCFileExist(strSourceFile.c_str())");
+        return false;
+    }
+    if (VolumeOf(sourceFile) == VolumeOf(targetFile)) {
+        LinkOrCopyWithinVolume(sourceFile, targetFile);
+    } else if (!CopyFile(sourceFile, targetFile)) {
+        log::Failed(kSource, 51, "! CopyFile(strSourceFile, strTargetFile)");
+        return false;
+    }
+    if (NLIBCFileExist(targetFile.c_str()) == FALSE) {
+        log::Failed(kSource, 54, "FALSE == NLIBCFileExist(strTargetFile.c_str())");
+        return false;
+    }
+    return true;
+}
+
+bool MakeScratchDirectory(const std::string& directory) {
+    return NAVOFSMkdirP(directory.c_str(), nullptr, TRUE, UID_ERR, UID_ERR, kScratchMode) ==
+           ERR_SUCCESS;
+}
+
+bool MakeScratchDirectories(const std::string& sourceDir, const std::string& targetDir) {
+    if (!MakeScratchDirectory(sourceDir)) {
+        log::Failed(kSource, 79,
+                    "ERR_SUCCESS != NAVOFSMkdirP(strConvertSourceDir.c_str(), NULL, TRUE, UID_ERR, "
+                    "UID_ERR, 0755)");
+        return false;
+    }
+    if (!MakeScratchDirectory(targetDir)) {
+        log::Failed(kSource, 80,
+                    "ERR_SUCCESS != NAVOFSMkdirP(strConvertTargetDir.c_str(), NULL, TRUE, UID_ERR, "
+                    "UID_ERR, 0755)");
+        return false;
+    }
+    return true;
+}
+
+struct ScratchNames {
+    std::string sourceType;
+    std::string sourceDir;
+    std::string targetType;
+    std::string targetDir;
+};
+
+bool ReserveOwnNames(const ScratchNames& names, path::Path& source, path::Path& target) {
+    if (!CreateTmpFileNameWithType(names.sourceType, names.sourceDir, source)) {
+        log::Failed(kSource, 83,
+                    "! CreateTmpFileNameWithType(strSrcType, strConvertSourceDir, convertSrcPath)");
+        return false;
+    }
+    if (!CreateTmpFileNameWithType(names.targetType, names.targetDir, target)) {
+        log::Failed(
+            kSource, 84,
+            "! CreateTmpFileNameWithType(strTargetType, strConvertTargetDir, convertTgtPath)");
+        return false;
+    }
+    return true;
+}
+
+// The name that a tool gives its product when it is told a directory only.
+std::string ProductName(const std::string& sourceName, const ScratchNames& names) {
+    const bool hasType = sourceName.find("." + names.sourceType) != std::string::npos;
+    const std::string base = hasType ? sourceName.substr(0, sourceName.rfind('.')) : sourceName;
+    return names.targetDir + base + "." + names.targetType;
+}
+
+bool ReserveSameName(const ScratchNames& names, path::Path& source, path::Path& target) {
+    while (true) {
+        if (!CreateTmpFileNameWithType(names.sourceType, names.sourceDir, source)) {
+            log::Failed(
+                kSource, 91,
+                "! CreateTmpFileNameWithType(strSrcType, strConvertSourceDir, convertSrcPath)");
+            return false;
+        }
+        const std::string product = ProductName(source.GetFileName(""), names);
+        if (NLIBCFileExist(product.c_str()) == FALSE) {
+            target.SetData("realPath", product, true);
+            return true;
+        }
+        unlink(source.GetRealPath("").c_str());
+        source.ClearData("realPath");
+    }
+}
+
+void Forget(path::Path& path) {
+    path.SetData(Json::Value(Json::objectValue), true);
+}
+
+}  // namespace
+
+bool CreateConvertEnvironment(const path::Path& src, const std::string& targetType,
+                              path::Path& scratchSource, path::Path& scratchTarget, bool sameName) {
+    // What an earlier run on the same converter left here belongs to its caller by now.
+    Forget(scratchSource);
+    Forget(scratchTarget);
+
+    const std::string sourceType = src.GetFileType("");
+    if (sourceType.empty()) {
+        log::Failed(kSource, 73, "strSrcType.empty()");
+        return false;
+    }
+    std::string volume;
+    if (!VolumePathGet(SZF_DOCKER_DIR, volume)) {
+        log::Failed(kSource, 74, "! VolumePathGet(SZF_DOCKER_DIR, strDockerVolume)");
+        return false;
+    }
+    const std::string scratchRoot = volume + SZF_DOCKER_DIR;
+    const ScratchNames names{sourceType, scratchRoot + SZF_COVERT_SOURCE_DIR, targetType,
+                             scratchRoot + SZF_COVERT_TARGET_DIR};
+    if (!MakeScratchDirectories(names.sourceDir, names.targetDir)) {
+        return false;
+    }
+    const bool reserved = sameName ? ReserveSameName(names, scratchSource, scratchTarget)
+                                   : ReserveOwnNames(names, scratchSource, scratchTarget);
+    if (!reserved) {
+        return false;
+    }
+    if (!CopyOrLinkFile(src.GetRealPath(""), scratchSource.GetRealPath(""))) {
+        log::Failed(kSource, 107,
+                    "! CopyOrLinkFile(originPath.GetRealPath(), convertSrcPath.GetRealPath())");
+        return false;
+    }
+    return true;
+}
+
+}  // namespace NAVO::VELLUMO::converter

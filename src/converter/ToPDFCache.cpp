@@ -1,0 +1,62 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "common/Log.h"
+#include "common/ResultCode.h"
+#include "converter/ConvertingManager.h"
+#include "vellumo/CacheManager.h"
+#include "vellumo/Constants.h"
+#include "vellumo/Converter.h"
+#include "vellumo/utils.h"
+
+namespace NAVO::VELLUMO::converter {
+namespace {
+
+constexpr const char* kSource = "Converter";
+constexpr long kCacheSizeLimit = 1073741824;  // 1 GiB
+
+// A conversion's product on its way into the cache; what the cache did not take is removed.
+class ScratchProduct {
+public:
+    ScratchProduct() = default;
+    ~ScratchProduct() {
+        const std::string path = output.GetRealPath("");
+        if (!path.empty()) {
+            RemoveFileDropCache(path);
+        }
+    }
+    ScratchProduct(const ScratchProduct&) = delete;
+    ScratchProduct& operator=(const ScratchProduct&) = delete;
+
+    path::Path output;
+};
+
+void Keep(CacheManager& cache, const path::Path& product, const path::Path& source) {
+    if (!cache.opened) {
+        log::Error(kSource, 375, "CacheManager's DB is broken");
+        return;
+    }
+    const std::string productPath = product.GetRealPath("");
+    const std::string document = source.GetRealPath("");
+    if (!cache.Set(productPath, document, SZK_THUMB_PDF_TYPE, true)) {
+        log::Error(kSource, 379, "Failed to cache (%s : %s, type: %s)", productPath.c_str(),
+                   document.c_str(), SZK_THUMB_PDF_TYPE);
+    }
+}
+
+}  // namespace
+
+int ToPDFCache(const path::Path& source) {
+    ConvertingManager converting(source.GetRealPath("") + ":origin");
+    CacheManager cache(true, kCacheSizeLimit);
+    if (!converting.Insert()) {
+        converting.WaitUntilGone();
+        return kResultSuccess;
+    }
+    ScratchProduct product;
+    const int result = ToPDF(source, product.output, nullptr);
+    if (result == kResultSuccess) {
+        Keep(cache, product.output, source);
+    }
+    return result;
+}
+
+}  // namespace NAVO::VELLUMO::converter

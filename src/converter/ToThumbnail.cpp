@@ -1,0 +1,91 @@
+// SPDX-License-Identifier: Apache-2.0
+#include <fcntl.h>
+#include <navo/file.h>
+
+#include "common/FileDescriptor.h"
+#include "common/Log.h"
+#include "common/ResultCode.h"
+#include "converter/ConvertingManager.h"
+#include "converter/ErrorFileManager.h"
+#include "vellumo/Constants.h"
+#include "vellumo/Converter.h"
+#include "vellumo/utils.h"
+
+namespace NAVO::VELLUMO::converter {
+namespace {
+
+constexpr const char* kSource = "Converter";
+constexpr const char* kFirstPage = "1-1";
+
+// What one attempt has on its hands.
+struct Attempt {
+    std::string thumbnail;
+    path::Path page;     // the first page's PDF (or an e-book's cover), in the scratch directory
+    path::Path picture;  // the PNG, in the scratch directory
+};
+
+std::string FirstPageSource(const path::Path& source) {
+    const std::string cachedPdf = source.GetEAPathWithType(SZK_THUMB_PDF_TYPE, "");
+    return NLIBCFileExist(cachedPdf.c_str()) != FALSE ? cachedPdf : source.GetRealPath("");
+}
+
+bool PutInPlace(const path::Path& picture, const std::string& thumbnail) {
+    const std::string path = picture.GetRealPath("");
+    const FileDescriptor file(open(path.c_str(), O_RDWR | O_CLOEXEC));
+    if (!file) {
+        return false;
+    }
+    const bool moved = MoveFile(path, thumbnail);
+    posix_fadvise(file.Get(), 0, 0, POSIX_FADV_DONTNEED);
+    return moved;
+}
+
+int Make(const path::Path& source, Attempt& attempt) {
+    path::Path first;
+    first.SetData("realPath", FirstPageSource(source), true);
+    int result = ToPDF(first, attempt.page, kFirstPage);
+    if (result != kResultSuccess) {
+        return result;
+    }
+    ImageMagickConverter renderer(ContainerPoolManager::PRIORITY_LOW);
+    result = renderer.Convert("png", attempt.page, attempt.picture);
+    if (result != kResultSuccess) {
+        return result;
+    }
+    return PutInPlace(attempt.picture, attempt.thumbnail) ? kResultSuccess : kResultNotPrepared;
+}
+
+void RemoveIfKnown(const path::Path& scratch) {
+    const std::string path = scratch.GetRealPath("");
+    if (!path.empty() && NLIBCFileExist(path.c_str()) != FALSE) {
+        RemoveFileDropCache(path);
+    }
+}
+
+}  // namespace
+
+int ToThumbnail(const path::Path& source) {
+    Attempt attempt;
+    attempt.thumbnail = source.GetEAPathWithType(SZK_THUMB_TYPE, "");
+    ConvertingManager converting(source.GetRealPath("") + ":thumbnail");
+    if (!converting.Insert()) {
+        return kResultSuccess;  // another process is making it
+    }
+    thumbnail::ErrorFileManager errorFile(attempt.thumbnail);
+    int result = kResultNotPrepared;
+    if (errorFile.Touch()) {
+        result = Make(source, attempt);
+    } else {
+        log::Failed(kSource, 403, "! errMgr.Touch()");
+    }
+    RemoveIfKnown(attempt.page);
+    RemoveIfKnown(attempt.picture);
+    if (result == kResultSuccess) {
+        errorFile.Remove();
+    } else if (!attempt.thumbnail.empty()) {
+        RemoveFileDropCache(attempt.thumbnail);
+    }
+    return result;
+}
+
+}  // namespace NAVO::VELLUMO::converter

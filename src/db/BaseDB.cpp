@@ -1,0 +1,103 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "vellumo/BaseDB.h"
+
+#include <sqlite3.h>
+
+#include <cstring>
+#include <ctime>
+
+#include "common/Log.h"
+
+namespace NAVO::VELLUMO {
+namespace {
+
+constexpr const char* kSource = "include/BaseDB";
+constexpr int kBusyTimeoutMs = 1000;
+constexpr int kBeginAttempts = 100;
+constexpr timespec kBeginRetryPause{0, 500000000};
+
+bool Run(sqlite3* db, const std::string& sql) {
+    return sqlite3_exec(db, sql.c_str(), nullptr, nullptr, nullptr) == SQLITE_OK;
+}
+
+int CollectRow(void* context, int columns, char** values, char** names) {
+    Row row;
+    for (int i = 0; i < columns; ++i) {
+        row[names[i]] = values[i] == nullptr ? "NULL" : values[i];
+    }
+    static_cast<std::vector<Row>*>(context)->push_back(row);
+    return 0;
+}
+
+// Takes the write lock up front. False when that fails for another reason than somebody else's
+// lock; when the lock stays until the end of all attempts, the statements are tried without it.
+bool BeginImmediate(sqlite3* db) {
+    for (int attempt = 0; attempt < kBeginAttempts; ++attempt) {
+        if (Run(db, "BEGIN IMMEDIATE;")) {
+            return true;
+        }
+        if (std::strstr(sqlite3_errmsg(db), "locked") == nullptr) {
+            return false;
+        }
+        nanosleep(&kBeginRetryPause, nullptr);
+    }
+    return true;
+}
+
+}  // namespace
+
+BaseDB::~BaseDB() {
+    if (db != nullptr) {
+        sqlite3_close(db);
+        db = nullptr;
+    }
+}
+
+bool BaseDB::Open() {
+    return sqlite3_open(path.c_str(), &db) == SQLITE_OK &&
+           sqlite3_busy_timeout(db, kBusyTimeoutMs) == SQLITE_OK;
+}
+
+// What they change is the database, not the handle of it; to their callers that is no constant.
+// NOLINTBEGIN(readability-make-member-function-const)
+bool BaseDB::QueryResult(const std::string& sql, std::vector<Row>& rows) {
+    if (sqlite3_exec(db, sql.c_str(), CollectRow, &rows, nullptr) != SQLITE_OK) {
+        log::Error(kSource, __LINE__, "error: %s", sqlite3_errmsg(db));
+        return false;
+    }
+    return true;
+}
+
+bool BaseDB::ExecTransaction(const std::string& sql) {
+    if (BeginImmediate(db) && Run(db, sql) && Run(db, "COMMIT")) {
+        return true;
+    }
+    Run(db, "ROLLBACK");
+    // What is logged is how the roll-back went: an error text is the sign of a transaction that
+    // was never begun.
+    log::Error(kSource, __LINE__, "error: %s", sqlite3_errmsg(db));
+    return false;
+}
+
+bool BaseDB::Exec(const std::string& sql) {
+    if (!Run(db, sql)) {
+        log::Error(kSource, __LINE__, "error: %s", sqlite3_errmsg(db));
+        return false;
+    }
+    return true;
+}
+// NOLINTEND(readability-make-member-function-const)
+
+std::string BaseDB::EscapeString(const std::string& value, bool quoted) {
+    char* escaped = sqlite3_mprintf(quoted ? "'%q'" : "%q", value.c_str());
+    if (escaped == nullptr) {
+        std::string nothing;
+        log::Error(kSource, __LINE__, "escape string %s failed", nothing.c_str());
+        return nothing;
+    }
+    std::string text = escaped;
+    sqlite3_free(escaped);
+    return text;
+}
+
+}  // namespace NAVO::VELLUMO

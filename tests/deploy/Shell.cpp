@@ -1,0 +1,82 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "Shell.h"
+
+#include <unistd.h>
+
+#include <cstdlib>
+#include <filesystem>
+#include <stdexcept>
+#include <vector>
+
+#include "Process.h"
+
+namespace vellumo::test {
+namespace {
+
+namespace fs = std::filesystem;
+
+constexpr const char* kCommon = R"sh(
+exec 2>&1
+device=)sh" VELLUMO_DEVICE_LAUNCHER R"sh( engine=)sh" VELLUMO_ENGINE R"sh(
+nobody='setpriv --reuid=65534 --regid=65534 --clear-groups'
+await() {
+    for i in {1..500}; do "$@" >/dev/null && return; sleep 0.02; done
+    echo "waited in vain for: $*"; exit 99
+}
+export -f await
+)sh";
+
+constexpr const char* kInView = R"sh(
+PATH=/usr/local/bin:$PATH
+source=/Vellumo/@tmp/source target=/Vellumo/@tmp/target
+S=/volume1/docker/@tmp$source T=/volume1/docker/@tmp$target
+mkdir -p "$S" "$T"
+tool() { docker exec navo1 timeout --kill-after=5 120 "$@"; }
+)sh";
+
+}  // namespace
+
+void PrintTo(const Said& said, std::ostream* stream) {
+    *stream << "status " << said.status << " and\n" << said.text;
+}
+
+ShellTest::ShellTest() : _folder(testing::TempDir() + "vellumo-deploy.XXXXXX") {
+    if (mkdtemp(_folder.data()) == nullptr) {
+        throw std::runtime_error("cannot make " + _folder);
+    }
+    // Other users' tests enter it.
+    fs::permissions(_folder, fs::perms{0755});
+}
+
+ShellTest::~ShellTest() {
+    RunProgram({"chmod", "-R", "u+rwX", _folder});
+    std::error_code error;
+    fs::remove_all(_folder, error);
+}
+
+Said ShellTest::OnHost(const std::string& script) const {
+    const Finished finished = RunProgram({"bash", "-c", "folder=" + _folder + kCommon + script});
+    return {finished.status, finished.output};
+}
+
+Said ShellTest::InView(const std::string& script) const {
+    const Finished finished = RunProgram({VELLUMO_DEVICE_LAUNCHER, "--root", _folder + "/root",
+                                          "--engine", VELLUMO_ENGINE, "--log", "none", "--", "bash",
+                                          "-c", "folder=" + _folder + kCommon + kInView + script});
+    return {finished.status, finished.output};
+}
+
+bool IsRoot() {
+    return geteuid() == 0;
+}
+
+std::string FirstMissing(const std::vector<std::string>& programs) {
+    for (const std::string& program : programs) {
+        if (RunProgram({"bash", "-c", "type -P " + program}).status != 0) {
+            return program;
+        }
+    }
+    return "";
+}
+
+}  // namespace vellumo::test

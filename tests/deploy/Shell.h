@@ -1,0 +1,58 @@
+// SPDX-License-Identifier: Apache-2.0
+#ifndef VELLUMO_TESTS_DEPLOY_SHELL_H
+#define VELLUMO_TESTS_DEPLOY_SHELL_H
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <string>
+
+namespace vellumo::test {
+
+// What a script had to say.
+struct Said {
+    int status;
+    std::string text;  // standard output and error together
+};
+void PrintTo(const Said& said, std::ostream* stream);
+
+// A folder of its own for each test, removed at the end, and a shell to work in.
+//
+// Scripts are bash's. They find $folder (the test's), $device (vellumo-device), $engine, $nobody
+// (what to put in front of a command to run it as an ordinary user) and `await`, which repeats a
+// command until it succeeds and gives the script up after a while.
+class ShellTest : public ::testing::Test {
+protected:
+    ShellTest();
+    ~ShellTest() override;
+
+    // Runs `script` on the host.
+    Said OnHost(const std::string& script) const;
+
+    // Runs `script` in a device view over $folder/root, with the engine and without /dev/log. It
+    // finds $source and $target, the scratch directories as the tools see them, $S and $T, the
+    // same on the host, and `tool`, which runs a command as the core does.
+    Said InView(const std::string& script) const;
+
+    const std::string& Folder() const { return _folder; }
+
+private:
+    std::string _folder;
+};
+
+bool IsRoot();
+
+// Skips the test, saying why, when one of the programs is missing.
+#define SKIP_WITHOUT(...)                                                          \
+    if (const std::string missing = FirstMissing({__VA_ARGS__}); !missing.empty()) \
+    GTEST_SKIP() << missing << " is not installed"
+
+std::string FirstMissing(const std::vector<std::string>& programs);
+
+MATCHER_P2(Says, status, text, "") {
+    return arg.status == status && arg.text == text;
+}
+
+}  // namespace vellumo::test
+
+#endif

@@ -1,0 +1,168 @@
+// SPDX-License-Identifier: Apache-2.0
+// A process of the package, for tests of several:
+//   pool_worker jobs NAME COUNT   runs COUNT jobs of changing priority through the pool
+//   pool_worker count NAME COUNT  raises the member NAME of the state file COUNT times
+//   pool_worker hold read|write   takes the state file's lock, says so, and keeps it for ever
+//   pool_worker lock read|write   takes it for a moment; exit status 0 when it was had, 1 when not
+//   pool_worker pdf DOCUMENT      converts it into the cache; exit status 0 when that returned 1000
+//   pool_worker thumbnail DOCUMENT  likewise
+//   pool_worker store NAME SECONDS  stores streams of documents NAME… and reads them back, over and
+//                                 over; exit status 1 when a stream just stored is not served
+//   pool_worker child             takes the write lock, starts a command that outlives it, ends
+#include <dlfcn.h>
+#include <fcntl.h>
+#include <navo/exec.h>
+#include <navo/lock.h>
+#include <unistd.h>
+
+#include <cstdlib>
+#include <ctime>
+#include <fstream>
+#include <iostream>
+#include <iterator>
+#include <string>
+
+#include "vellumo/CacheManager.h"
+#include "vellumo/ConfigManager.h"
+#include "vellumo/Constants.h"
+#include "vellumo/ContainerPoolManager.h"
+#include "vellumo/Converter.h"
+
+using namespace NAVO::VELLUMO;
+
+namespace {
+
+using Pool = ContainerPoolManager;
+
+bool tracing = false;
+
+// Appends the state file, one line a version, to the history of all processes. Called while its
+// lock is held, so that the versions stand in the order in which they were true.
+void TraceState() {
+    std::ifstream state(SZF_CONFIG_PATH);
+    std::string line(std::istreambuf_iterator<char>(state), {});
+    line += '\n';
+    const int trace =
+        open("/device/state-history", O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC, 0666);
+    if (write(trace, line.data(), line.size()) != static_cast<ssize_t>(line.size())) {
+        _exit(99);
+    }
+    close(trace);
+}
+
+int RunJobs(const std::string& name, int count) {
+    tracing = true;
+    Pool* pool = Pool::Instance(MAX_USING_COUNT, MAX_MEMORY_COUNT, PARALLEL_COUNT);
+    for (int i = 0; i < count; ++i) {
+        const auto priority = static_cast<Pool::Priority>(i % 3);
+        const std::string key =
+            "p" + std::to_string(priority) + "-" + name + "-" + std::to_string(i);
+        if (pool->Execute({"job-", key}, priority) != 1000) {
+            return 1;
+        }
+    }
+    return 0;
+}
+
+int Count(const std::string& name, int count) {
+    ConfigManager state(SZF_CONFIG_PATH, 60);
+    for (int i = 0; i < count; ++i) {
+        const ConfigWriter writer(state);
+        state.config[name] = state.config[name].asInt() + 1;
+        state.config["total"] = state.config["total"].asInt() + 1;
+    }
+    return 0;
+}
+
+bool Lock(ConfigManager& state, const std::string& mode) {
+    return mode == "write" ? state.LockW() : state.LockR();
+}
+
+int Hold(const std::string& mode) {
+    ConfigManager state(SZF_CONFIG_PATH, LOCK_TIMEOUT_SECS);
+    if (!Lock(state, mode)) {
+        return 1;
+    }
+    std::cout << "held" << std::endl;
+    pause();
+    return 0;
+}
+
+int TryLock(const std::string& mode) {
+    ConfigManager state(SZF_CONFIG_PATH, LOCK_TIMEOUT_SECS);
+    return Lock(state, mode) ? 0 : 1;
+}
+
+int Make(const std::string& document, int (*service)(const path::Path&)) {
+    path::Path source;
+    source.SetData("realPath", document, true);
+    return service(source) == 1000 ? 0 : 1;
+}
+
+// Every document is this process's own, and no stream is as large as the cache may become.
+int Store(const std::string& name, int seconds) {
+    const std::time_t end = std::time(nullptr) + seconds;
+    for (int i = 0; std::time(nullptr) < end; ++i) {
+        const std::string document = "/volume1/docs/" + name + std::to_string(i % 50);
+        const std::string product = document + ".product";
+        std::ofstream(document) << "document";
+        std::ofstream(product) << std::string(100, 'x');
+        CacheManager cache(true, 8000);
+        std::ifstream in;
+        if (!cache.opened || !cache.Set(product, document, SZK_THUMB_PDF_TYPE, true)) {
+            return 1;
+        }
+        cache.Get(document, SZK_THUMB_PDF_TYPE, in);
+    }
+    return 0;
+}
+
+int LeaveChild() {
+    ConfigManager state(SZF_CONFIG_PATH, LOCK_TIMEOUT_SECS);
+    char program[] = "/bin/sleep";
+    char seconds[] = "30";
+    char* argv[] = {program, seconds, nullptr};
+    if (!state.LockW() || NLIBCExecv(program, argv, 0) != 0) {
+        return 1;
+    }
+    _exit(0);  // without giving the lock back: only a descriptor in the child could still hold it
+}
+
+}  // namespace
+
+// Stands before the platform's own, to see every version of the state file under its lock.
+__attribute__((visibility("default"))) int NLIBCFileUnlockByFile(int descriptor) {
+    if (tracing) {
+        TraceState();
+    }
+    using Unlock = int (*)(int);
+    return reinterpret_cast<Unlock>(dlsym(RTLD_NEXT, "_Z21NLIBCFileUnlockByFilei"))(descriptor);
+}
+
+int main(int argc, char** argv) {
+    const std::string command = argc > 1 ? argv[1] : "";
+    const std::string name = argc > 2 ? argv[2] : "";
+    const int count = argc > 3 ? std::atoi(argv[3]) : 0;
+    if (command == "jobs") {
+        return RunJobs(name, count);
+    }
+    if (command == "count") {
+        return Count(name, count);
+    }
+    if (command == "hold") {
+        return Hold(name);
+    }
+    if (command == "lock") {
+        return TryLock(name);
+    }
+    if (command == "pdf") {
+        return Make(name, converter::ToPDFCache);
+    }
+    if (command == "thumbnail") {
+        return Make(name, converter::ToThumbnail);
+    }
+    if (command == "store") {
+        return Store(name, count);
+    }
+    return command == "child" ? LeaveChild() : 2;
+}

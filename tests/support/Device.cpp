@@ -1,0 +1,147 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "Device.h"
+
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+#include <sstream>
+
+#include "StateFile.h"
+#include "SyslogSink.h"
+
+namespace vellumo::test {
+namespace {
+
+namespace fs = std::filesystem;
+
+constexpr const char* kDocker = "/device/bin/docker";
+constexpr const char* kScript = "/device/tool-script";
+constexpr const char* kCalls = "/device/docker-calls";
+constexpr const char* kOverlap = "/device/overlap";
+
+constexpr const char* kShares =
+    "[global]\n"
+    "[docs]\n  path = /volume1/docs\n"
+    "[archive]\n  path = /volume2/archive\n  navo:scale volume = yes\n"
+    "[docker]\n  path = /volume1/docker\n"
+    "[homes]\n  path = /volume1/homes/%S\n";
+
+void Empty(const std::string& directory) {
+    std::error_code error;
+    for (const auto& entry : fs::directory_iterator(directory, error)) {
+        fs::remove_all(entry.path(), error);
+    }
+}
+
+void InstallDocker(const char* program) {
+    fs::remove(kDocker);
+    fs::create_symlink(program, kDocker);
+}
+
+void InstallScriptedDocker() {
+    InstallDocker(VELLUMO_FAKE_DOCKER);
+    for (const char* trace : {kScript, kCalls, kOverlap, "/device/seen-source"}) {
+        fs::remove(trace);
+    }
+}
+
+}  // namespace
+
+void WriteFile(const std::string& path, const std::string& content) {
+    std::ofstream file(path, std::ios::binary | std::ios::trunc);
+    file << content;
+    ASSERT_TRUE(file.flush().good()) << "cannot write " << path;
+}
+
+std::string ReadFile(const std::string& path) {
+    std::ifstream file(path, std::ios::binary);
+    return {std::istreambuf_iterator<char>(file), {}};
+}
+
+bool Exists(const std::string& path) {
+    struct stat status {};
+    return lstat(path.c_str(), &status) == 0;
+}
+
+void MakeDirectory(const std::string& path) {
+    fs::create_directories(path);
+}
+
+std::vector<std::string> Names(const std::string& directory) {
+    std::vector<std::string> names;
+    std::error_code error;
+    for (const auto& entry : fs::directory_iterator(directory, error)) {
+        if (entry.path().filename() != ".navoea" || !fs::is_empty(entry.path())) {
+            names.push_back(entry.path().filename());
+        }
+    }
+    std::sort(names.begin(), names.end());
+    return names;
+}
+
+void PlayTool(const Script& script) {
+    std::ostringstream text;
+    text << script.exitStatus << ' ' << script.productSize << ' ' << script.sleepMs << ' '
+         << script.signal << ' ' << script.keepSource << '\n';
+    WriteFile(kScript, text.str());
+}
+
+void UseEmbeddedEngine() {
+    InstallDocker(VELLUMO_ENGINE);
+}
+
+std::vector<std::vector<std::string>> DockerCalls() {
+    std::vector<std::vector<std::string>> calls;
+    std::istringstream lines(ReadFile(kCalls));
+    for (std::string line; std::getline(lines, line);) {
+        std::istringstream elements(line);
+        calls.emplace_back();
+        for (std::string element; std::getline(elements, element, '\x1f');) {
+            calls.back().push_back(element);
+        }
+    }
+    return calls;
+}
+
+bool ContainersEverOverlapped() {
+    return Exists(kOverlap);
+}
+
+bool SetEffectiveUser(uid_t user) {
+    return setresuid(static_cast<uid_t>(-1), user, static_cast<uid_t>(-1)) == 0;
+}
+
+bool SetEffectiveGroup(gid_t group) {
+    return setresgid(static_cast<gid_t>(-1), group, static_cast<gid_t>(-1)) == 0;
+}
+
+bool HasOtherUsers() {
+    // In a user namespace that holds root alone, no other user can be taken.
+    return geteuid() == 0 && SetEffectiveUser(65534) && SetEffectiveUser(0);
+}
+
+void PrepareFreshDevice() {
+    Empty("/volume1");
+    Empty("/volume2");
+    for (const char* directory :
+         {"/volume1/docs", "/volume1/docker", "/volume1/homes/ann", "/volume2/archive",
+          "/var/packages/Vellumo/etc", "/var/packages/Vellumo/target/conf"}) {
+        MakeDirectory(directory);
+    }
+    WriteFile("/etc/samba/smb.conf", kShares);
+    WriteState(R"({"navo1":{"using":0,"used":0},"navo2":{"using":0,"used":0}})");
+    InstallScriptedDocker();
+    PlayTool({});
+}
+
+DeviceTest::DeviceTest() {
+    PrepareFreshDevice();
+    SyslogSink::Get().Clear();
+    errno = 0;
+}
+
+}  // namespace vellumo::test

@@ -1,0 +1,66 @@
+// SPDX-License-Identifier: Apache-2.0
+#ifndef VELLUMO_TESTS_DEVICE_H
+#define VELLUMO_TESTS_DEVICE_H
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <sys/types.h>
+
+#include <string>
+#include <vector>
+
+// The device view that a test runs in: the server's fixed locations, all of them the test's own.
+namespace vellumo::test {
+
+inline constexpr const char* kSourceDir = "/volume1/docker/@tmp/Vellumo/@tmp/source/";
+inline constexpr const char* kTargetDir = "/volume1/docker/@tmp/Vellumo/@tmp/target/";
+
+void WriteFile(const std::string& path, const std::string& content);
+std::string ReadFile(const std::string& path);
+bool Exists(const std::string& path);
+void MakeDirectory(const std::string& path);
+
+// Names in a directory, sorted; none when it is missing. The platform's own directory for
+// extended attributes, .navoea, is left out while it is empty.
+std::vector<std::string> Names(const std::string& directory);
+
+// What is played in place of a converter, as the next calls of /usr/local/bin/docker see it.
+struct Script {
+    int exitStatus = 0;
+    int productSize = 100;    // bytes that the tool writes to its product; -1: it writes none
+    int sleepMs = 0;          // how long the tool takes
+    int signal = 0;           // the signal that ends the docker client, 0 for none
+    bool keepSource = false;  // copies the source, as the tool sees it, to /device/seen-source
+};
+void PlayTool(const Script& script);
+
+// Puts the embedded engine in the scripted tools' place: commands run the real converters.
+void UseEmbeddedEngine();
+
+// The argument vectors that /usr/local/bin/docker has received, in order.
+std::vector<std::vector<std::string>> DockerCalls();
+
+// Whether two commands were ever in one container at the same time.
+bool ContainersEverOverlapped();
+
+// Makes the device fresh: nothing on its volumes but the folders of its shares, containers navo1
+// and navo2 in the state file, the scripted tools.
+void PrepareFreshDevice();
+
+// A test on a fresh device, with no messages in the system log yet.
+class DeviceTest : public ::testing::Test {
+protected:
+    DeviceTest();
+};
+
+// Takes other effective ids; the real and saved ones stay root's.
+bool SetEffectiveUser(uid_t user);
+bool SetEffectiveGroup(gid_t group);
+
+// Whether the test runs as real root, with other users to be.
+bool HasOtherUsers();
+
+}  // namespace vellumo::test
+
+#endif

@@ -1,0 +1,206 @@
+// SPDX-License-Identifier: Apache-2.0
+#include <csignal>
+#include <filesystem>
+
+#include "Process.h"
+#include "StateFile.h"
+#include "Tool.h"
+
+using namespace vellumo::test;
+using testing::HasSubstr;
+using testing::IsEmpty;
+
+namespace {
+
+constexpr int kLongMs = 60000;  // longer than any test waits
+
+bool HasWaitingJob() {
+    return State()["waitingQueue"].isArray() && State()["waitingQueue"][2].size() == 1;
+}
+
+bool IsIdle() {
+    const Json::Value state = State();
+    return state.isObject() && state["runningQueue"].empty() && !HasWaitingJob() &&
+           state["navo1"]["using"] == 0 && state["navo2"]["using"] == 0;
+}
+
+bool ScratchIsEmpty() {
+    return Names(kSourceDir).empty() && Names(kTargetDir).empty();
+}
+
+// The ids of all processes that run the program.
+std::vector<pid_t> ToolProcesses() {
+    std::vector<pid_t> processes;
+    for (const auto& process : std::filesystem::directory_iterator("/proc")) {
+        if (ReadFile(process.path() / "comm") == "vellumo\n") {
+            processes.push_back(std::stoi(process.path().filename()));
+        }
+    }
+    return processes;
+}
+
+class InterruptTest : public ToolTest {
+protected:
+    InterruptTest() { MakeDocument("a.docx"); }
+
+    static void OccupyContainers() {
+        WriteState(R"({"navo1":{"using":1,"used":0},"navo2":{"using":1,"used":0}})");
+    }
+    static void WaitForTool() {
+        ASSERT_TRUE(ComesTrue([] { return !DockerCalls().empty(); }));
+    }
+    // Nothing of the call is left in the pool, in the scratch directories or in the output, and
+    // no process of it lives.
+    static void ExpectAllGone() {
+        EXPECT_TRUE(ComesTrue(IsIdle)) << StateText();
+        EXPECT_TRUE(ComesTrue(ScratchIsEmpty));
+        EXPECT_TRUE(ComesTrue([] { return ToolProcesses().empty(); }));
+        EXPECT_THAT(Names(kOutputDir), IsEmpty());
+    }
+};
+
+class InterruptBy : public InterruptTest, public testing::WithParamInterface<int> {};
+
+}  // namespace
+
+TEST_P(InterruptBy, EndsTheToolAndGivesTheSlotBack) {
+    PlayTool({.sleepMs = kLongMs});
+    RunningTool tool({"pdf", "/docs/a.docx"});
+    WaitForTool();
+    tool.Signal(GetParam());
+    const Outcome outcome = tool.Wait();
+    ExpectStatus(outcome, ExitCode::kInterrupted);
+    EXPECT_LT(outcome.took, Milliseconds(5000));
+    EXPECT_THAT(outcome.err, HasSubstr("cannot convert /docs/a.docx: interrupted"));
+    ExpectPoolIdle();
+    ExpectScratchEmpty();
+    ExpectAllGone();
+}
+
+INSTANTIATE_TEST_SUITE_P(Signal, InterruptBy, testing::Values(SIGINT, SIGTERM, SIGHUP));
+
+TEST_F(InterruptTest, EndsAToolThatIgnoresItByForce) {
+    InstallDocker("trap '' TERM\necho x > /device/docker-calls\nwhile :; do sleep 0.1; done\n");
+    RunningTool tool({"pdf", "/docs/a.docx"});
+    WaitForTool();
+    tool.Signal(SIGINT);
+    ExpectStatus(tool.Wait(), ExitCode::kInterrupted);
+    ExpectAllGone();
+}
+
+TEST_F(InterruptTest, DoesNotStartTheRemainingDocuments) {
+    MakeDocument("b.docx");
+    PlayTool({.sleepMs = kLongMs});
+    RunningTool tool({"pdf", "/docs/a.docx", "/docs/b.docx"});
+    WaitForTool();
+    tool.Signal(SIGINT);
+    const Outcome outcome = tool.Wait();
+    ExpectStatus(outcome, ExitCode::kInterrupted);
+    EXPECT_THAT(outcome.out, HasSubstr("0 of 2 documents converted"));
+    EXPECT_EQ(DockerCalls().size(), 1U);
+    ExpectAllGone();
+}
+
+TEST_F(InterruptTest, TellsProgramsToo) {
+    PlayTool({.sleepMs = kLongMs});
+    RunningTool tool({"pdf", "--json", "/docs/a.docx"});
+    WaitForTool();
+    tool.Signal(SIGINT);
+    const Json::Value json = Parsed(tool.Wait().out);
+    EXPECT_EQ(json["exitCode"], 130);
+    EXPECT_EQ(json["error"]["kind"], "interrupted");
+}
+
+TEST_F(InterruptTest, LeavesAWaitingRequestInTheQueueUntilItsTurnComes) {
+    OccupyContainers();
+    PlayTool({.sleepMs = kLongMs});
+    RunningTool tool({"pdf", "/docs/a.docx"});
+    ASSERT_TRUE(ComesTrue(HasWaitingJob));
+    tool.Signal(SIGTERM);
+    const Outcome outcome = tool.Wait();
+    ExpectStatus(outcome, ExitCode::kInterrupted);
+    EXPECT_THAT(outcome.err, HasSubstr("stays queued and is dropped when its turn comes"));
+    EXPECT_TRUE(ComesTrue(HasWaitingJob));
+    EXPECT_EQ(ToolProcesses().size(), 2U) << "the request is watched in the background";
+
+    FreeContainers();
+    ExpectAllGone();
+}
+
+TEST_F(InterruptTest, DropsTheProductOfAWaitingRequestThatWasFasterThanItsEnd) {
+    OccupyContainers();
+    RunningTool tool({"pdf", "/docs/a.docx"});
+    ASSERT_TRUE(ComesTrue(HasWaitingJob));
+    tool.Signal(SIGINT);
+    ExpectStatus(tool.Wait(), ExitCode::kInterrupted);
+    FreeContainers();
+    WaitForTool();
+    ExpectAllGone();
+}
+
+TEST_F(InterruptTest, LeavesAtOnceWhenInterruptedTwice) {
+    OccupyContainers();
+    PlayTool({.sleepMs = kLongMs});
+    RunningTool tool({"pdf", "--progress", "plain", "/docs/a.docx"});
+    ASSERT_TRUE(ComesTrue(HasWaitingJob));
+    const auto begin = std::chrono::steady_clock::now();
+    tool.Signal(SIGINT);
+    ASSERT_TRUE(ComesTrue(
+        [] { return ReadFile("/device/stderr").find("giving up") != std::string::npos; }));
+    tool.Signal(SIGINT);
+    ExpectStatus(tool.Wait(), ExitCode::kInterrupted);
+    EXPECT_LT(std::chrono::steady_clock::now() - begin, Milliseconds(900));
+    FreeContainers();
+    ExpectAllGone();
+}
+
+TEST_F(InterruptTest, StaysWithAWaitingRequestWhereItsEndWouldTakeItAlong) {
+    OccupyContainers();
+    PlayTool({.sleepMs = kLongMs});
+    // Orphaned, the program is a child of process 1, as the main command of a device view is.
+    const std::string start = std::string("cd /device/out && { ") + VELLUMO_TOOL +
+                              " pdf /docs/a.docx </dev/null >/dev/null 2>/device/stderr & } && "
+                              "echo $!";
+    const pid_t tool = std::stoi(RunProgram({"bash", "-c", start}).output);
+    ASSERT_TRUE(ComesTrue(HasWaitingJob));
+    kill(tool, SIGTERM);
+    EXPECT_FALSE(ComesTrue([tool] { return kill(tool, 0) != 0; }, Milliseconds(2000)));
+
+    FreeContainers();
+    ExpectAllGone();
+    EXPECT_THAT(ReadFile("/device/stderr"),
+                testing::EndsWith("cannot convert /docs/a.docx: interrupted\n"));
+}
+
+TEST_F(InterruptTest, GoesOnAfterASignalThatItsCallerIgnores) {
+    PlayTool({.sleepMs = 700});
+    const Outcome outcome = [] {
+        std::signal(SIGHUP, SIG_IGN);  // as nohup does
+        RunningTool tool({"pdf", "/docs/a.docx"});
+        std::signal(SIGHUP, SIG_DFL);
+        EXPECT_TRUE(ComesTrue([] { return !DockerCalls().empty(); }));
+        tool.Signal(SIGHUP);
+        return tool.Wait();
+    }();
+    ExpectStatus(outcome, ExitCode::kDone);
+}
+
+TEST_F(InterruptTest, AKilledProcessGroupLeavesNothingBehindOnceItsToolHasEnded) {
+    PlayTool({.sleepMs = 500});
+    RunningTool tool({"pdf", "/docs/a.docx"});
+    WaitForTool();
+    kill(-tool.Process(), SIGKILL);
+    EXPECT_EQ(tool.Wait().status, -SIGKILL);
+    ExpectAllGone();
+}
+
+TEST_F(InterruptTest, ASignalToAllProcessesOfTheProgramCostsNoSlot) {
+    PlayTool({.sleepMs = 500});
+    RunningTool tool({"pdf", "/docs/a.docx"});
+    WaitForTool();
+    for (const pid_t process : ToolProcesses()) {
+        kill(process, SIGQUIT);
+    }
+    EXPECT_EQ(tool.Wait().status, -SIGQUIT);
+    ExpectAllGone();
+}

@@ -1,0 +1,156 @@
+// SPDX-License-Identifier: Apache-2.0
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <chrono>
+#include <thread>
+
+#include "../cache/Cache.h"
+#include "PlatformDouble.h"
+#include "StateFile.h"
+#include "SyslogSink.h"
+#include "vellumo/ConfigManager.h"
+#include "vellumo/Constants.h"
+#include "vellumo/Converter.h"
+
+using namespace NAVO::VELLUMO;
+using namespace vellumo::test;
+using testing::Contains;
+using testing::ElementsAre;
+using testing::HasSubstr;
+using testing::IsEmpty;
+using testing::SizeIs;
+
+namespace {
+
+constexpr const char* kDocument = "/volume1/docs/a.docx";
+constexpr const char* kCached = "/volume1/docs/.navoea/a.docx/NAVODOC_THUMB.pdf";
+constexpr const char* kMark = "/volume1/docs/a.docx:origin";
+
+class CachedPdf : public CacheTest {
+protected:
+    CachedPdf() { WriteFile(kDocument, "the document"); }
+
+    static int Convert(const std::string& document = kDocument) {
+        path::Path source;
+        source.SetData("realPath", document, true);
+        return converter::ToPDFCache(source);
+    }
+    static void SetMark() {
+        ConfigManager state(SZF_CONFIG_PATH, 5);
+        const ConfigWriter writer(state);
+        state.config["runningFiles"][kMark] = Json::Value(Json::objectValue);
+    }
+    static void ClearMark() {
+        ConfigManager state(SZF_CONFIG_PATH, 5);
+        const ConfigWriter writer(state);
+        state.config["runningFiles"].removeMember(kMark);
+    }
+    static void ExpectNothingLeft() {
+        EXPECT_THAT(Names(kSourceDir), IsEmpty());
+        EXPECT_THAT(Names(kTargetDir), IsEmpty());
+        EXPECT_EQ(State()["runningFiles"], Parsed("{}"));
+    }
+};
+
+}  // namespace
+
+TEST_F(CachedPdf, IsKeptBesideTheDocumentWithOneRow) {
+    EXPECT_EQ(Convert(), 1000);
+    EXPECT_EQ(ReadFile(kCached), std::string(100, 'p'));
+    EXPECT_THAT(Column("SELECT stream FROM cache", "stream"), ElementsAre("NAVODOC_THUMB.pdf"));
+    EXPECT_THAT(Column("SELECT path FROM cache_target", "path"), ElementsAre(kDocument));
+    EXPECT_THAT(SyslogSink::Get().Texts(), IsEmpty());
+    ExpectNothingLeft();
+}
+
+TEST_F(CachedPdf, IsMarkedWhileItIsMade) {
+    Json::Value marks;
+    PlatformDouble::Get().SetAnswer([&](const PlatformCall& call) -> std::optional<int> {
+        if (call.operation == "NLIBCExecv") {
+            marks = State()["runningFiles"];
+        }
+        return std::nullopt;
+    });
+    EXPECT_EQ(Convert(), 1000);
+    EXPECT_EQ(marks, Parsed(R"({"/volume1/docs/a.docx:origin":{}})"));
+}
+
+TEST_F(CachedPdf, IsMadeAnewThoughThereIsOne) {
+    EXPECT_EQ(Convert(), 1000);
+    EXPECT_EQ(Convert(), 1000);
+    EXPECT_THAT(DockerCalls(), SizeIs(2));
+    EXPECT_THAT(Rows("SELECT * FROM cache"), SizeIs(1));
+}
+
+TEST_F(CachedPdf, UnsupportedTypeCachesNothingAndLeavesNoMark) {
+    WriteFile("/volume1/docs/a.zip", "zip");
+    EXPECT_EQ(Convert("/volume1/docs/a.zip"), 1003);
+    EXPECT_THAT(Rows("SELECT * FROM cache"), IsEmpty());
+    EXPECT_EQ(State()["runningFiles"], Parsed("{}"));
+}
+
+TEST_F(CachedPdf, FailedConversionLeavesNoMark) {
+    PlayTool({.exitStatus = 124});
+    EXPECT_EQ(Convert(), 1001);
+    EXPECT_FALSE(Exists(kCached));
+    ExpectNothingLeft();
+}
+
+TEST_F(CachedPdf, WaitsForWhoeverIsMakingItAndConvertsNothing) {
+    SetMark();
+    std::thread other([] {
+        std::this_thread::sleep_for(std::chrono::milliseconds(700));
+        ClearMark();
+    });
+    const auto start = std::chrono::steady_clock::now();
+    EXPECT_EQ(Convert(), 1000);
+    const auto waited = std::chrono::steady_clock::now() - start;
+    other.join();
+    EXPECT_GE(waited, std::chrono::milliseconds(1000)) << "gone after 0.7 s, seen at the next look";
+    EXPECT_LT(waited, std::chrono::milliseconds(1450));
+    EXPECT_THAT(DockerCalls(), IsEmpty());
+    EXPECT_THAT(Rows("SELECT * FROM cache"), IsEmpty());
+}
+
+TEST_F(CachedPdf, BrokenDatabaseKeepsTheConversionsResultAndNothingElse) {
+    WriteFile(SZF_CACHE_DB_PATH, std::string(5000, 'x'));
+    EXPECT_EQ(Convert(), 1000);
+    EXPECT_THAT(SyslogSink::Get().Texts(),
+                Contains(HasSubstr("Converter:375 (" + std::to_string(getpid()) +
+                                   ") CacheManager's DB is broken")));
+    EXPECT_FALSE(Exists(kCached));
+    ExpectNothingLeft();
+}
+
+TEST_F(CachedPdf, ThatCannotBeKeptIsLoggedWithItsPlaces) {
+    PlatformDouble::Get().SetAnswer([](const PlatformCall& call) -> std::optional<int> {
+        return call.operation == "NLIBCFileStat" ? std::optional(-1) : std::nullopt;
+    });
+    EXPECT_EQ(Convert(), 1000);
+    EXPECT_THAT(
+        SyslogSink::Get().Texts(),
+        Contains(testing::ContainsRegex(
+            "Converter:379 \\([0-9]+\\) Failed to cache \\(/volume1/docker/@tmp/Vellumo/"
+            "@tmp/target/......\\.pdf : /volume1/docs/a.docx, type: NAVODOC_THUMB.pdf\\)")));
+    ExpectNothingLeft();
+}
+
+TEST_F(CachedPdf, ThatCouldNotBeMovedLeavesNothingInTheScratchDirectories) {
+    PlatformDouble::Get().Always("NAVOFileCopy", -1);
+    EXPECT_EQ(Convert(), 1000);
+    EXPECT_FALSE(Exists(kCached));
+    ExpectNothingLeft();
+}
+
+TEST_F(CachedPdf, MarksOfOtherDocumentsStay) {
+    WriteState(R"({"navo1":{},"runningFiles":{"/volume1/docs/b.docx:origin":{}}})");
+    EXPECT_EQ(Convert(), 1000);
+    EXPECT_EQ(State()["runningFiles"], Parsed(R"({"/volume1/docs/b.docx:origin":{}})"));
+}
+
+TEST_F(CachedPdf, MarksOfAWrongKindAreReplaced) {
+    WriteState(R"({"navo1":{},"runningFiles":["x"]})");
+    EXPECT_EQ(Convert(), 1000);
+    ExpectNothingLeft();
+}

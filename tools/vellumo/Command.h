@@ -1,0 +1,45 @@
+// SPDX-License-Identifier: Apache-2.0
+#ifndef VELLUMO_TOOLS_COMMAND_H
+#define VELLUMO_TOOLS_COMMAND_H
+
+#include <json/value.h>
+
+#include <CLI/CLI.hpp>
+#include <string>
+
+#include "ExitCode.h"
+
+namespace vellumo::cli {
+
+// How a command ended, and what it has to say to programs.
+struct CommandResult {
+    ExitCode code;
+    Json::Value json{Json::objectValue};
+};
+
+// One command of the program. It adds itself to the command line when it is made, and is run when
+// it has been chosen there.
+class Command {
+public:
+    virtual ~Command() = default;
+    Command(const Command&) = delete;
+    Command& operator=(const Command&) = delete;
+
+    // Does what the arguments say, and prints for people unless `json`. Throws Failure when it has
+    // come to nothing.
+    virtual CommandResult Run(bool json) = 0;
+
+    bool IsChosen() const { return _arguments->parsed(); }
+    std::string Name() const { return _arguments->get_name(); }
+
+protected:
+    explicit Command(CLI::App* arguments) : _arguments(arguments) {}
+    CLI::App* Arguments() const { return _arguments; }
+
+private:
+    CLI::App* _arguments;  // the command line's
+};
+
+}  // namespace vellumo::cli
+
+#endif

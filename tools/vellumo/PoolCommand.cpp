@@ -1,0 +1,310 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "PoolCommand.h"
+
+#include <algorithm>
+#include <iomanip>
+#include <iostream>
+
+#include "Messages.h"
+#include "PoolState.h"
+#include "vellumo/Constants.h"
+
+namespace vellumo::cli {
+namespace {
+
+namespace core = NAVO::VELLUMO;
+using Purpose = StateFileVisit::Purpose;
+
+constexpr const char* kExamples =
+    "Examples:\n"
+    "  vellumo pool                       containers, waiting and running jobs\n"
+    "  vellumo pool add navo1 navo2       register two containers\n"
+    "  vellumo pool remove navo2          take one out again\n"
+    "  vellumo pool remove --force navo2  also when it counts as busy, for instance after a crash\n"
+    "  vellumo pool reset --yes           back to the factory default\n"
+    "Register two containers at the least: the first by name is kept for whole documents, so\n"
+    "'vellumo pdf --pages' needs a second one.";
+
+constexpr size_t kShownJobs = 10;
+
+// Urgent first, as a person wants to read it.
+struct PriorityName {
+    size_t priority;
+    const char* name;
+};
+constexpr PriorityName kPriorities[] = {{2, "high"}, {1, "normal"}, {0, "low"}};
+
+bool IsAlphanumeric(char c) {
+    return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9');
+}
+
+bool IsNameCharacter(char c) {
+    return IsAlphanumeric(c) || c == '_' || c == '.' || c == '-';
+}
+
+// The text that CLI11 wants: "" for a name that a container of the pool may have.
+std::string CheckContainerName(const std::string& name) {
+    if (!name.starts_with(kContainerPrefix)) {
+        return "'" + name + "' cannot be a container of the pool: its name must begin with '" +
+               kContainerPrefix + "'";
+    }
+    if (!std::all_of(name.begin(), name.end(), IsNameCharacter)) {
+        return "'" + name +
+               "' cannot be a container's name: letters, digits, '_', '.' and '-' only";
+    }
+    return "";
+}
+
+Json::Value ContainersJson(const PoolState& pool) {
+    Json::Value containers(Json::arrayValue);
+    for (const Container& container : pool.containers) {
+        Json::Value entry(Json::objectValue);
+        entry["name"] = container.name;
+        entry["using"] = container.inUse;
+        entry["used"] = container.used;
+        containers.append(entry);
+    }
+    return containers;
+}
+
+Json::Value ToJson(const PoolState& pool) {
+    Json::Value value(Json::objectValue);
+    value["stateFile"] = core::SZF_CONFIG_PATH;
+    value["containers"] = ContainersJson(pool);
+    for (const PriorityName& level : kPriorities) {
+        value["waiting"][level.name] = JsonArray(pool.waiting.at(level.priority));
+    }
+    value["running"] = JsonArray(pool.running);
+    return value;
+}
+
+void PrintContainers(const PoolState& pool) {
+    if (pool.containers.empty()) {
+        std::cout << "No container is registered. Register some: vellumo pool add navo1 navo2\n";
+        return;
+    }
+    std::cout << std::left << std::setw(24) << "CONTAINER" << std::right << std::setw(6) << "USING"
+              << std::setw(10) << "USED" << '\n';
+    for (const Container& container : pool.containers) {
+        std::cout << std::left << std::setw(24) << Printable(container.name) << std::right
+                  << std::setw(6) << container.inUse << std::setw(10) << container.used << '\n';
+    }
+}
+
+void PrintJobs(const std::string& title, const std::vector<std::string>& jobs) {
+    std::cout << title << ": " << jobs.size() << '\n';
+    for (size_t i = 0; i < std::min(jobs.size(), kShownJobs); ++i) {
+        std::cout << "  " << Printable(jobs[i]) << '\n';
+    }
+    if (jobs.size() > kShownJobs) {
+        std::cout << "  ... and " << jobs.size() - kShownJobs << " more (--json shows all)\n";
+    }
+}
+
+void Print(const PoolState& pool) {
+    PrintContainers(pool);
+    for (const PriorityName& level : kPriorities) {
+        PrintJobs(std::string("Waiting, ") + level.name, pool.waiting.at(level.priority));
+    }
+    PrintJobs("Running", pool.running);
+}
+
+void PrintAdvice(const PoolState& pool) {
+    if (pool.containers.size() == 1) {
+        std::cout << "This is the only container, and the first one by name never takes page "
+                     "ranges:\nadd another for them, as in: vellumo pool add "
+                  << (pool.containers.front().name == "navo2" ? "navo1" : "navo2") << '\n';
+    }
+}
+
+Json::Value NewContainer() {
+    Json::Value entry(Json::objectValue);
+    entry["using"] = 0;
+    entry["used"] = 0;
+    return entry;
+}
+
+[[noreturn]] void RefuseChange(const std::string& what, const std::string& why,
+                               const std::string& next) {
+    throw Failure({ExitCode::kPool, what, why, next, {}});
+}
+
+// All names are looked at before one is removed, so that a refusal changes nothing.
+void CheckRemovable(const PoolState& pool, const std::string& name, bool force) {
+    const Container* container = pool.Find(name);
+    const std::string what = "cannot remove " + name;
+    if (container == nullptr) {
+        RefuseChange(what, "no container of this name is registered; nothing was changed",
+                     "'vellumo pool' lists the containers.");
+    }
+    if (container->inUse > 0 && !force) {
+        RefuseChange(what,
+                     "it is in use (\"using\" is " + std::to_string(container->inUse) +
+                         "); nothing was changed",
+                     "Wait until its command has ended. If none runs in it, as after a crash, "
+                     "remove it with --force and add it again.");
+    }
+}
+
+// Members of the file that are not the pool's.
+size_t OtherMembers(const Json::Value& document) {
+    const std::vector<std::string> names = document.getMemberNames();
+    return static_cast<size_t>(
+        std::count_if(names.begin(), names.end(), [](const std::string& name) {
+            return !name.starts_with(kContainerPrefix) && name != "waitingQueue" &&
+                   name != "runningQueue";
+        }));
+}
+
+// What a reset of `visit`'s document loses, for people; "" when it loses nothing.
+std::string Losses(StateFileVisit& visit) {
+    if (visit.IsDamaged()) {
+        return "content that is no JSON object";
+    }
+    const PoolState pool = PoolState::Of(visit.Document());
+    std::string losses;
+    const auto add = [&losses](size_t number, const std::string& noun) {
+        if (number != 0) {
+            losses += (losses.empty() ? "" : ", ") + Count(number, noun);
+        }
+    };
+    add(pool.containers.size(), "container");
+    add(pool.Waiting(), "waiting job");
+    add(pool.running.size(), "running job");
+    add(OtherMembers(visit.Document()), "other member");
+    return losses;
+}
+
+}  // namespace
+
+PoolCommand::PoolCommand(CLI::App& app)
+    : Command(app.add_subcommand("pool", "Show or set up the pool of converter containers")) {
+    Arguments()->footer(kExamples);
+    Arguments()->require_subcommand(0, 1);
+    AddList();
+    AddAdd();
+    AddRemove();
+    AddReset();
+}
+
+CLI::App* PoolCommand::AddAction(const std::string& name, const std::string& description,
+                                 CommandResult (PoolCommand::*run)() const) {
+    CLI::App* arguments = Arguments()->add_subcommand(name, description);
+    _actions.push_back({arguments, run});
+    return arguments;
+}
+
+void PoolCommand::AddList() {
+    AddAction("list", "Show containers, waiting and running jobs (the default)",
+              &PoolCommand::List);
+}
+
+void PoolCommand::AddAdd() {
+    AddAction("add", "Register containers; what is registered already is kept",
+              &PoolCommand::Register)
+        ->add_option("NAME", _names, "Containers, as the engine names them: navo1 navo2")
+        ->required()
+        ->check(CheckContainerName)
+        ->option_text("...");
+}
+
+void PoolCommand::AddRemove() {
+    CLI::App* arguments =
+        AddAction("remove", "Take containers out of the pool", &PoolCommand::Remove);
+    arguments->add_option("NAME", _names, "Registered containers")->required()->option_text("...");
+    arguments->add_flag("--force", _force, "Also those that count as busy");
+}
+
+void PoolCommand::AddReset() {
+    AddAction("reset", "Restore the state file's factory default", &PoolCommand::Reset)
+        ->add_flag("--yes", _yes, "Also when containers or jobs are lost by it");
+}
+
+CommandResult PoolCommand::Run(bool json) {
+    _json = json;
+    for (const Action& action : _actions) {
+        if (action.arguments->parsed()) {
+            CommandResult result = (this->*action.run)();
+            result.json["action"] = action.arguments->get_name();
+            return result;
+        }
+    }
+    CommandResult result = List();
+    result.json["action"] = "list";
+    return result;
+}
+
+CommandResult PoolCommand::List() const {
+    const PoolState pool = ReadPool("cannot list the pool", core::LOCK_TIMEOUT_SECS);
+    if (!_json) {
+        Print(pool);
+    }
+    return {ExitCode::kDone, ToJson(pool)};
+}
+
+CommandResult PoolCommand::Register() const {
+    StateFileVisit visit(Purpose::kChange, "cannot register containers", core::LOCK_TIMEOUT_SECS);
+    visit.RequireSound();
+    CommandResult result{ExitCode::kDone, Json::Value(Json::objectValue)};
+    std::string told;
+    for (const std::string& name : _names) {
+        const bool kept = visit.Document()[name].isObject();
+        if (!kept) {
+            visit.Document()[name] = NewContainer();
+        }
+        result.json["changes"][name] = kept ? "kept" : "registered";
+        told += name + (kept ? ": registered already, kept as it is\n" : ": registered\n");
+    }
+    visit.Save();
+    const PoolState pool = PoolState::Of(visit.Document());
+    result.json["containers"] = ContainersJson(pool);
+    if (!_json) {
+        std::cout << told;
+        PrintAdvice(pool);
+    }
+    return result;
+}
+
+CommandResult PoolCommand::Remove() const {
+    StateFileVisit visit(Purpose::kChange, "cannot remove containers", core::LOCK_TIMEOUT_SECS);
+    visit.RequireSound();
+    const PoolState before = PoolState::Of(visit.Document());
+    for (const std::string& name : _names) {
+        CheckRemovable(before, name, _force);
+    }
+    for (const std::string& name : _names) {
+        visit.Document().removeMember(name);
+    }
+    visit.Save();
+    CommandResult result{ExitCode::kDone, Json::Value(Json::objectValue)};
+    result.json["removed"] = JsonArray(_names);
+    result.json["containers"] = ContainersJson(PoolState::Of(visit.Document()));
+    if (!_json) {
+        for (const std::string& name : _names) {
+            std::cout << name << ": removed\n";
+        }
+    }
+    return result;
+}
+
+CommandResult PoolCommand::Reset() const {
+    StateFileVisit visit(Purpose::kChange, "cannot reset the pool", core::LOCK_TIMEOUT_SECS);
+    const std::string losses = Losses(visit);
+    if (!losses.empty() && !_yes) {
+        RefuseChange("cannot reset the pool", "this would drop " + losses,
+                     "Confirm with 'vellumo pool reset --yes'; then register the containers with "
+                     "'vellumo pool add'.");
+    }
+    CommandResult result{ExitCode::kDone, Json::Value(Json::objectValue)};
+    result.json["dropped"] =
+        visit.IsDamaged() ? Json::Value() : ToJson(PoolState::Of(visit.Document()));
+    visit.Reset();
+    if (!_json) {
+        std::cout << "The factory default is restored; " << (losses.empty() ? "nothing" : losses)
+                  << " dropped.\n"
+                  << "Register the containers next: vellumo pool add navo1 navo2\n";
+    }
+    return result;
+}
+
+}  // namespace vellumo::cli

@@ -1,0 +1,160 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "PoolState.h"
+
+#include <navo/error.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <cstring>
+
+#include "Messages.h"
+#include "vellumo/Constants.h"
+
+namespace vellumo::cli {
+namespace {
+
+namespace core = NAVO::VELLUMO;
+
+const Json::Value& Member(const Json::Value& value, const std::string& key) {
+    return value.isObject() && value.isMember(key) ? value[key] : Json::Value::nullSingleton();
+}
+
+int Integer(const Json::Value& value) {
+    return value.isInt() ? value.asInt() : 0;
+}
+
+std::vector<std::string> Names(const Json::Value& value) {
+    return value.isObject() ? value.getMemberNames() : std::vector<std::string>();
+}
+
+bool IsBusy(const Container& container) {
+    return container.inUse >= core::PARALLEL_COUNT;
+}
+
+std::string BusyContainers(const PoolState& pool, size_t first) {
+    const size_t usable = pool.containers.size() - std::min(first, pool.containers.size());
+    if (usable == 0) {
+        return "no container can take it";
+    }
+    const auto begin = pool.containers.end() - static_cast<std::ptrdiff_t>(usable);
+    const auto busy = std::count_if(begin, pool.containers.end(), IsBusy);
+    return std::to_string(busy) + " of " + Count(usable, "container") + " busy";
+}
+
+}  // namespace
+
+PoolState PoolState::Of(const Json::Value& document) {
+    PoolState pool;
+    for (const std::string& name : Names(document)) {
+        if (name.starts_with(kContainerPrefix)) {
+            const Json::Value& entry = document[name];
+            pool.containers.push_back(
+                {name, Integer(Member(entry, "using")), Integer(Member(entry, "used"))});
+        }
+    }
+    const Json::Value& queue = Member(document, "waitingQueue");
+    for (Json::ArrayIndex i = 0; queue.isArray() && i < pool.waiting.size(); ++i) {
+        pool.waiting.at(i) = queue.isValidIndex(i) ? Names(queue[i]) : std::vector<std::string>();
+    }
+    pool.running = Names(Member(document, "runningQueue"));
+    return pool;
+}
+
+size_t PoolState::Waiting() const {
+    size_t jobs = 0;
+    for (const auto& queue : waiting) {
+        jobs += queue.size();
+    }
+    return jobs;
+}
+
+const Container* PoolState::Find(const std::string& name) const {
+    const auto found =
+        std::find_if(containers.begin(), containers.end(),
+                     [&name](const Container& container) { return container.name == name; });
+    return found == containers.end() ? nullptr : &*found;
+}
+
+std::string PoolState::Obstacle(core::ContainerPoolManager::Priority priority) const {
+    // The first container is kept for work that is more urgent than the lowest.
+    const size_t first = priority == core::ContainerPoolManager::PRIORITY_LOW ? 1 : 0;
+    std::string obstacle = BusyContainers(*this, first);
+    size_t urgent = 0;
+    for (auto i = static_cast<size_t>(priority) + 1; i < waiting.size(); ++i) {
+        urgent += waiting.at(i).size();
+    }
+    if (urgent != 0) {
+        obstacle += ", " + Count(urgent, "more urgent job") + (urgent == 1 ? " waits" : " wait");
+    }
+    return obstacle;
+}
+
+StateFileVisit::StateFileVisit(Purpose purpose, std::string what, int timeoutSecs)
+    : _what(std::move(what)), _manager(core::SZF_CONFIG_PATH, timeoutSecs) {
+    const bool locked = purpose == Purpose::kRead ? _manager.LockR() : _manager.LockW();
+    if (!locked) {
+        FailLock();
+    }
+    _damaged = !LoadDocument();
+}
+
+bool StateFileVisit::LoadDocument() {
+    if (_manager.Load() && (_manager.config.isObject() || _manager.config.isNull())) {
+        return true;
+    }
+    _manager.config = Json::Value(Json::objectValue);
+    struct stat status {};
+    return stat(core::SZF_CONFIG_PATH, &status) == 0 && status.st_size == 0;
+}
+
+void StateFileVisit::Fail(const std::string& why, const std::string& next) const {
+    throw Failure({ExitCode::kStateFile, _what, why, next, {}});
+}
+
+void StateFileVisit::FailLock() const {
+    const std::string file = core::SZF_CONFIG_PATH;
+    if (NLIBCErrGet() == NAVO_ERR_LOCK_TIMEOUT) {
+        Fail("another process keeps the state file " + file + " locked",
+             "Try again; 'fuser -v " + file + "' shows who has it open.");
+    }
+    const bool accessible = access(file.c_str(), R_OK | W_OK) == 0;
+    const int error = errno;
+    Fail("cannot open the state file " + file +
+             (accessible ? "" : std::string(": ") + std::strerror(error)),
+         "Run the command as root, on a server (or in a device view) where the package is "
+         "installed.");
+}
+
+void StateFileVisit::RequireSound() const {
+    if (_damaged) {
+        Fail(std::string("the state file ") + core::SZF_CONFIG_PATH + " is no JSON object",
+             "'vellumo pool reset' restores the factory default; register the containers again "
+             "afterwards with 'vellumo pool add'.");
+    }
+}
+
+void StateFileVisit::Save() {
+    if (!_manager.Save()) {
+        const int error = errno;
+        Fail(std::string("cannot write the state file ") + core::SZF_CONFIG_PATH +
+                 (error == 0 ? "" : std::string(": ") + std::strerror(error)),
+             "Check the file's permissions and the free space beside it.");
+    }
+}
+
+void StateFileVisit::Reset() {
+    if (!core::ConfigManager::Reset(core::SZF_CONFIG_PATH)) {
+        Fail("cannot copy the factory default /var/packages/Vellumo/target/conf/config",
+             "Check that the file exists; installing the package puts it there.");
+    }
+}
+
+PoolState ReadPool(const std::string& what, int timeoutSecs) {
+    StateFileVisit visit(StateFileVisit::Purpose::kRead, what, timeoutSecs);
+    visit.RequireSound();
+    return PoolState::Of(visit.Document());
+}
+
+}  // namespace vellumo::cli

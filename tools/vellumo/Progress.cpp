@@ -1,0 +1,86 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "Progress.h"
+
+#include <sys/ioctl.h>
+#include <unistd.h>
+
+#include <iostream>
+
+#include "Messages.h"
+
+namespace vellumo::cli {
+namespace {
+
+constexpr auto kRedraw = std::chrono::milliseconds(250);
+constexpr auto kRepeat = std::chrono::seconds(10);
+constexpr size_t kUsualWidth = 80;
+constexpr const char* kEraseLine = "\r\x1b[K";
+
+size_t TerminalWidth() {
+    winsize size{};
+    const bool known = ioctl(STDERR_FILENO, TIOCGWINSZ, &size) == 0 && size.ws_col > 1;
+    return known ? size.ws_col : kUsualWidth;
+}
+
+bool ContinuesCharacter(char c) {
+    return (static_cast<unsigned char>(c) & 0xc0U) == 0x80U;
+}
+
+// A line that is as wide as the terminal would wrap, and could not be drawn over.
+std::string Fitted(const std::string& text) {
+    const size_t width = TerminalWidth() - 1;
+    if (text.size() <= width) {
+        return text;
+    }
+    size_t end = width;
+    while (end > 0 && ContinuesCharacter(text[end])) {
+        --end;
+    }
+    return text.substr(0, end);
+}
+
+}  // namespace
+
+void Progress::Begin(size_t number, const std::string& name) {
+    _document =
+        "[" + std::to_string(number) + "/" + std::to_string(_total) + "] " + Printable(name);
+    _phase.clear();
+}
+
+void Progress::Show(const std::string& phase, const std::string& detail) {
+    const auto now = Clock::now();
+    if (phase != _phase) {
+        _phase = phase;
+        _phaseBegin = now;
+        _shown = {};
+    }
+    if (!IsShown() || !IsDue(now)) {
+        return;
+    }
+    _shown = now;
+    _lineDrawn = _mode == Mode::kLine;
+    if (_lineDrawn) {
+        std::cerr << kEraseLine << Fitted(Text(detail, now)) << std::flush;
+    } else {
+        std::cerr << Text(detail, now) << std::endl;
+    }
+}
+
+void Progress::Clear() {
+    if (_lineDrawn) {
+        std::cerr << kEraseLine << std::flush;
+        _lineDrawn = false;
+    }
+}
+
+std::string Progress::Text(const std::string& detail, Clock::time_point now) const {
+    const auto elapsed = std::chrono::duration_cast<std::chrono::seconds>(now - _phaseBegin);
+    const std::string note = detail.empty() ? "" : " (" + Printable(detail) + ")";
+    return _document + ": " + _phase + ", " + std::to_string(elapsed.count()) + " s" + note;
+}
+
+bool Progress::IsDue(Clock::time_point now) const {
+    return now - _shown >= (_mode == Mode::kLine ? Clock::duration(kRedraw) : kRepeat);
+}
+
+}  // namespace vellumo::cli

@@ -1,0 +1,53 @@
+// SPDX-License-Identifier: Apache-2.0
+#ifndef VELLUMO_TOOLS_PROGRESS_H
+#define VELLUMO_TOOLS_PROGRESS_H
+
+#include <chrono>
+#include <string>
+
+namespace vellumo::cli {
+
+// What a person sees on the standard error while a conversion takes its time.
+class Progress {
+public:
+    enum class Mode {
+        kNone,
+        kPlain,  // a line for each new phase, and one every ten seconds
+        kLine    // one line, drawn again and again; for terminals
+    };
+
+    Progress(Mode mode, size_t total) : _mode(mode), _total(total) {}
+    ~Progress() { Clear(); }
+    Progress(const Progress&) = delete;
+    Progress& operator=(const Progress&) = delete;
+
+    bool IsShown() const { return _mode != Mode::kNone; }
+
+    // The `number`-th document, called `name`, comes now.
+    void Begin(size_t number, const std::string& name);
+
+    // It is in `phase` ("waiting for a slot"), about which there is `detail` to say (may be empty).
+    // To be called several times a second.
+    void Show(const std::string& phase, const std::string& detail);
+
+    // Takes the line away; before anything else is printed.
+    void Clear();
+
+private:
+    using Clock = std::chrono::steady_clock;
+
+    std::string Text(const std::string& detail, Clock::time_point now) const;
+    bool IsDue(Clock::time_point now) const;
+
+    Mode _mode;
+    size_t _total;
+    std::string _document;
+    std::string _phase;
+    Clock::time_point _phaseBegin;
+    Clock::time_point _shown;
+    bool _lineDrawn = false;
+};
+
+}  // namespace vellumo::cli
+
+#endif
