@@ -6,8 +6,11 @@
 //   pool_worker lock read|write   takes it for a moment; exit status 0 when it was had, 1 when not
 //   pool_worker pdf DOCUMENT      converts it into the cache; exit status 0 when that returned 1000
 //   pool_worker thumbnail DOCUMENT  likewise
-//   pool_worker store NAME SECONDS  stores streams of documents NAME… and reads them back, over and
-//                                 over; exit status 1 when a stream just stored is not served
+//   pool_worker store NAME SECONDS  stores a stream of each of the new documents NAME0, NAME1, …
+//                                 with the collection on; exit status 1 when one is not taken
+//   pool_worker read NAME SECONDS  reads the streams of these, as far as there are documents, over
+//                                 and over; exit status 1 when one is served that is not whole
+//   pool_worker index             holds the cache index write-locked, says so, for ever
 //   pool_worker child             takes the write lock, starts a command that outlives it, ends
 #include <dlfcn.h>
 #include <fcntl.h>
@@ -15,6 +18,7 @@
 #include <navo/lock.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cstdlib>
 #include <ctime>
 #include <fstream>
@@ -22,6 +26,7 @@
 #include <iterator>
 #include <string>
 
+#include "vellumo/BaseDB.h"
 #include "vellumo/CacheManager.h"
 #include "vellumo/ConfigManager.h"
 #include "vellumo/Constants.h"
@@ -99,21 +104,55 @@ int Make(const std::string& document, int (*service)(const path::Path&)) {
     return service(source) == 1000 ? 0 : 1;
 }
 
-// Every document is this process's own, and no stream is as large as the cache may become.
+const std::string kStream(100, 'x');
+
+// No document is stored twice: one that is collected while it is stored anew may keep its stream
+// without a row, and nothing could then be said of rows and streams.
 int Store(const std::string& name, int seconds) {
     const std::time_t end = std::time(nullptr) + seconds;
     for (int i = 0; std::time(nullptr) < end; ++i) {
-        const std::string document = "/volume1/docs/" + name + std::to_string(i % 50);
+        const std::string document = "/volume1/docs/" + name + std::to_string(i);
         const std::string product = document + ".product";
+        std::ofstream(product) << kStream;
         std::ofstream(document) << "document";
-        std::ofstream(product) << std::string(100, 'x');
         CacheManager cache(true, 8000);
-        std::ifstream in;
         if (!cache.opened || !cache.Set(product, document, SZK_THUMB_PDF_TYPE, true)) {
             return 1;
         }
-        cache.Get(document, SZK_THUMB_PDF_TYPE, in);
     }
+    return 0;
+}
+
+int Read(const std::string& name, int seconds) {
+    const std::time_t end = std::time(nullptr) + seconds;
+    int served = 0;
+    for (int i = 0; std::time(nullptr) < end; ++i) {
+        const std::string document = "/volume1/docs/" + name + std::to_string(i);
+        if (access(document.c_str(), F_OK) != 0) {
+            i = std::max(-1, i - 100);  // the streams before that are collected already
+            continue;
+        }
+        CacheManager cache(true, 8000);
+        std::ifstream in;
+        if (!cache.opened || !cache.Get(document, SZK_THUMB_PDF_TYPE, in)) {
+            continue;
+        }
+        ++served;
+        if (std::string(std::istreambuf_iterator<char>(in), {}) != kStream) {
+            return 1;
+        }
+    }
+    return served > 0 ? 0 : 1;
+}
+
+int HoldIndex() {
+    BaseDB index;
+    index.path = SZF_CACHE_DB_PATH;
+    if (!index.Open() || !index.Exec("BEGIN IMMEDIATE;")) {
+        return 1;
+    }
+    std::cout << "held" << std::endl;
+    pause();
     return 0;
 }
 
@@ -163,6 +202,12 @@ int main(int argc, char** argv) {
     }
     if (command == "store") {
         return Store(name, count);
+    }
+    if (command == "read") {
+        return Read(name, count);
+    }
+    if (command == "index") {
+        return HoldIndex();
     }
     return command == "child" ? LeaveChild() : 2;
 }
