@@ -30,7 +30,7 @@ std::string Help(std::vector<std::string> command) {
 std::vector<std::string> OptionsIn(const std::string& text) {
     std::vector<std::string> options;
     for (size_t at = text.find("--"); at != std::string::npos; at = text.find("--", at + 2)) {
-        const size_t end = text.find_first_not_of("abcdefghijklmnopqrstuvwxyz", at + 2);
+        const size_t end = text.find_first_not_of("abcdefghijklmnopqrstuvwxyz-", at + 2);
         options.push_back(text.substr(at, end - at));
     }
     return options;
@@ -58,7 +58,7 @@ class DocumentationTest : public ToolTest {};
 }  // namespace
 
 TEST_F(DocumentationTest, EveryCommandTeachesByExamples) {
-    for (const char* command : {"pdf", "path", "pool"}) {
+    for (const char* command : {"pdf", "thumbnail", "cache", "path", "pool"}) {
         EXPECT_THAT(Help({command}), AllOf(HasSubstr("Usage: vellumo "), HasSubstr("Examples:"),
                                            HasSubstr(std::string("  vellumo ") + command)));
     }
@@ -95,6 +95,13 @@ TEST_F(DocumentationTest, TheManualTellsEveryOption) {
     const std::string manual = ReadFile(kManual);
     for (const std::vector<std::string>& command : {std::vector<std::string>{},
                                                     {"pdf"},
+                                                    {"thumbnail"},
+                                                    {"cache"},
+                                                    {"cache", "list"},
+                                                    {"cache", "size"},
+                                                    {"cache", "clean"},
+                                                    {"cache", "remove"},
+                                                    {"cache", "collect"},
                                                     {"path"},
                                                     {"pool"},
                                                     {"pool", "remove"},
@@ -137,6 +144,12 @@ TEST_F(DocumentationTest, CompletionOffersCommands) {
 
 TEST_F(DocumentationTest, CompletionOffersEveryOptionOfACommand) {
     for (const std::vector<std::string>& command : {std::vector<std::string>{"pdf"},
+                                                    {"thumbnail"},
+                                                    {"cache", "list"},
+                                                    {"cache", "size"},
+                                                    {"cache", "clean"},
+                                                    {"cache", "remove"},
+                                                    {"cache", "collect"},
                                                     {"path"},
                                                     {"pool", "list"},
                                                     {"pool", "add"},

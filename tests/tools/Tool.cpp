@@ -13,6 +13,7 @@
 
 #include "StateFile.h"
 #include "vellumo/ConfigManager.h"
+#include "vellumo/Constants.h"
 
 namespace vellumo::test {
 namespace {
@@ -130,6 +131,7 @@ void MakeDocument(const std::string& name, const std::string& content) {
 }
 
 ToolTest::ToolTest() {
+    std::filesystem::remove(NAVO::VELLUMO::SZF_CACHE_DB_PATH);
     std::filesystem::remove_all(kOutputDir);
     std::filesystem::create_directory(kOutputDir);
     std::filesystem::permissions(kOutputDir, std::filesystem::perms(0777));

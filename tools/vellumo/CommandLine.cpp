@@ -5,20 +5,23 @@
 #include <iostream>
 #include <sstream>
 
+#include "CacheCommand.h"
 #include "PathCommand.h"
 #include "PdfCommand.h"
 #include "PoolCommand.h"
+#include "ThumbnailCommand.h"
 
 namespace vellumo::cli {
 namespace {
 
 constexpr const char* kDescription =
-    "Turns documents of this server's shares into PDFs, in converter containers.";
+    "Turns documents of this server's shares into PDFs and thumbnails, in converter containers.";
 
 constexpr const char* kExamples =
     "First steps, as root:\n"
     "  vellumo pool add navo1 navo2       register the converter containers, once\n"
     "  vellumo pdf /docs/report.docx      make ./report.pdf of a document in the share docs\n"
+    "  vellumo thumbnail -r /docs         keep a picture of every document in that share\n"
     "  vellumo path /docs/report.docx     show where it lies, and what converts it\n"
     "  vellumo pool                       show containers, waiting and running jobs\n"
     "'vellumo COMMAND --help' tells more, and so does 'man vellumo'. With --json every command\n"
@@ -71,6 +74,8 @@ CommandLine::CommandLine() : _app(kDescription, "vellumo") {
     _app.set_version_flag("--version", "vellumo " VELLUMO_VERSION);
     _app.require_subcommand(1);
     _commands.push_back(std::make_unique<PdfCommand>(_app));
+    _commands.push_back(std::make_unique<ThumbnailCommand>(_app));
+    _commands.push_back(std::make_unique<CacheCommand>(_app));
     _commands.push_back(std::make_unique<PathCommand>(_app));
     _commands.push_back(std::make_unique<PoolCommand>(_app));
     AddJsonFlag(_app, _json);

@@ -121,7 +121,7 @@ const char* KindOf(mode_t mode) {
 void CheckKind(const Document& document, const std::string& kind) {
     if (kind == "directory") {
         Refuse(document.sharePath, document.realPath + " is a directory",
-               "Name the documents in it, one by one.");
+               "Convert all documents in it with -r.");
     }
     // A container sees the document alone, so a link would lead nowhere there.
     if (kind == "link") {
@@ -183,7 +183,8 @@ FileFacts FactsOf(const std::string& realPath) {
 void CheckConvertible(const Document& document) {
     if (NamesShareOnly(document.sharePath)) {
         Refuse(document.sharePath, "it is a share, not a document in one",
-               "Name a document in it, as in " + document.sharePath + "/report.docx.");
+               "Name a document in it, as in " + document.sharePath +
+                   "/report.docx, or convert all of them with -r.");
     }
     const FileFacts facts = FactsOf(document.realPath);
     if (!facts.exists) {

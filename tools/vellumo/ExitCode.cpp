@@ -20,6 +20,7 @@ constexpr ExitCodeEntry kExitCodes[] = {
     {ExitCode::kPool, "pool", "the pool lacks containers, or refuses the change"},
     {ExitCode::kStateFile, "state-file", "the state file cannot be locked, read or written"},
     {ExitCode::kOutput, "output", "the output exists already or cannot be written"},
+    {ExitCode::kDatabase, "database", "a database cannot be opened, read or written"},
     {ExitCode::kInterrupted, "interrupted", "interrupted by a signal"},
 };
 

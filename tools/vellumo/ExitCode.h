@@ -20,6 +20,7 @@ enum class ExitCode : int {
     kPool = 8,
     kStateFile = 9,
     kOutput = 10,
+    kDatabase = 11,
     kInterrupted = 130
 };
 

@@ -88,14 +88,14 @@ private:
     bool _kept = false;
 };
 
-void Move(const std::string& product, const std::string& path) {
+void Bring(const std::string& product, const std::string& path, Transfer transfer) {
     errno = 0;
-    if (!core::MoveFile(product, path)) {
+    if (!core::MoveOrCopyFile(product, path, transfer == Transfer::kMove)) {
         const int error = errno;
-        Refuse(path, error == 0 ? "the product cannot be moved there" : std::strerror(error),
+        Refuse(path, error == 0 ? "the product cannot be brought there" : std::strerror(error),
                "Check the free space and the permissions there, or choose another place with -o.");
     }
-    // Scratch products are private; what was asked for is an ordinary file of the caller's.
+    // Products are private; what was asked for is an ordinary file of the caller's.
     chmod(path.c_str(), kNewFileMode & ~Umask());
 }
 
@@ -154,9 +154,10 @@ bool IsSameFile(const std::string& path, const std::string& other) {
     return first && second && first->st_dev == second->st_dev && first->st_ino == second->st_ino;
 }
 
-void HandOver(const std::string& product, const std::string& path, bool replace) {
+void HandOver(const std::string& product, const std::string& path, Transfer transfer,
+              bool replace) {
     if (replace) {
-        Move(product, path);
+        Bring(product, path, transfer);
         return;
     }
     ReservedName name(path);
@@ -166,7 +167,7 @@ void HandOver(const std::string& product, const std::string& path, bool replace)
     if (name.Error() != 0) {
         Refuse(path, std::strerror(name.Error()), "Choose another place with -o.");
     }
-    Move(product, path);
+    Bring(product, path, transfer);
     name.Keep();
 }
 

@@ -32,9 +32,12 @@ void CheckOutput(const std::string& path, bool replace);
 // Whether `path` is the file `other`, under whatever names.
 bool IsSameFile(const std::string& path, const std::string& other);
 
-// Moves the product of a conversion to `path`, with the permissions of a new file of the caller's.
-// Throws Failure when that fails, and without `replace` also when something lies there by now.
-void HandOver(const std::string& product, const std::string& path, bool replace);
+enum class Transfer { kMove, kCopy };
+
+// Moves or copies the product of a conversion to `path`, with the permissions of a new file of the
+// caller's. Throws Failure when that fails, and without `replace` also when something lies there by
+// now.
+void HandOver(const std::string& product, const std::string& path, Transfer transfer, bool replace);
 
 }  // namespace vellumo::cli
 

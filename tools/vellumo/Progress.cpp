@@ -14,6 +14,7 @@ namespace {
 constexpr auto kRedraw = std::chrono::milliseconds(250);
 constexpr auto kRepeat = std::chrono::seconds(10);
 constexpr size_t kUsualWidth = 80;
+constexpr size_t kBarWidth = 20;
 constexpr const char* kEraseLine = "\r\x1b[K";
 
 size_t TerminalWidth() {
@@ -41,9 +42,10 @@ std::string Fitted(const std::string& text) {
 
 }  // namespace
 
-void Progress::Begin(size_t number, const std::string& name) {
-    _document =
-        "[" + std::to_string(number) + "/" + std::to_string(_total) + "] " + Printable(name);
+void Progress::Begin(size_t number, const std::string& name, const std::string& pace) {
+    _number = number;
+    _document = Printable(name);
+    _pace = pace;
     _phase.clear();
 }
 
@@ -76,7 +78,20 @@ void Progress::Clear() {
 std::string Progress::Text(const std::string& detail, Clock::time_point now) const {
     const auto elapsed = std::chrono::duration_cast<std::chrono::seconds>(now - _phaseBegin);
     const std::string note = detail.empty() ? "" : " (" + Printable(detail) + ")";
-    return _document + ": " + _phase + ", " + std::to_string(elapsed.count()) + " s" + note;
+    const std::string place = "[" + std::to_string(_number) + "/" + std::to_string(_total) + "] ";
+    const std::string state =
+        _document + ": " + _phase + ", " + std::to_string(elapsed.count()) + " s" + note;
+    if (_total < 2) {
+        return place + state;
+    }
+    // The end of a drawn line may be cut off, and the names are what is longest.
+    return _mode == Mode::kLine ? Bar() + place + _pace + "; " + state
+                                : place + state + "; " + _pace;
+}
+
+std::string Progress::Bar() const {
+    const size_t filled = (_number - 1) * kBarWidth / _total;
+    return std::string(filled, '#') + std::string(kBarWidth - filled, '.') + " ";
 }
 
 bool Progress::IsDue(Clock::time_point now) const {

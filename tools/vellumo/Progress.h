@@ -23,8 +23,9 @@ public:
 
     bool IsShown() const { return _mode != Mode::kNone; }
 
-    // The `number`-th document, called `name`, comes now.
-    void Begin(size_t number, const std::string& name);
+    // The `number`-th document, called `name`, comes now; `pace` tells how all of them come along
+    // (may be empty).
+    void Begin(size_t number, const std::string& name, const std::string& pace);
 
     // It is in `phase` ("waiting for a slot"), about which there is `detail` to say (may be empty).
     // To be called several times a second.
@@ -37,11 +38,14 @@ private:
     using Clock = std::chrono::steady_clock;
 
     std::string Text(const std::string& detail, Clock::time_point now) const;
+    std::string Bar() const;
     bool IsDue(Clock::time_point now) const;
 
     Mode _mode;
     size_t _total;
+    size_t _number = 0;
     std::string _document;
+    std::string _pace;
     std::string _phase;
     Clock::time_point _phaseBegin;
     Clock::time_point _shown;

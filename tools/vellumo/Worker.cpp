@@ -106,12 +106,25 @@ void WaitForEndOf(int connection) {
     }
 }
 
-void ConvertAndReport(const Document& document, const char* pages, int connection) {
+int CarryOut(const Assignment& assignment, const core::path::Path& source,
+             core::path::Path& output) {
+    switch (assignment.service) {
+        case Assignment::Service::kCachedPdf:
+            return core::converter::ToPDFCache(source);
+        case Assignment::Service::kThumbnail:
+            return core::converter::ToThumbnail(source);
+        case Assignment::Service::kPdf:
+            break;
+    }
+    return core::converter::ToPDF(source, output, assignment.pages);
+}
+
+void ConvertAndReport(const Document& document, const Assignment& assignment, int connection) {
     core::path::Path source;
     source.SetData("sharePath", document.sharePath, true);
     source.SetData("user", document.user, true);
     core::path::Path output;
-    const int result = core::converter::ToPDF(source, output, pages);
+    const int result = CarryOut(assignment, source, output);
 
     const Product product(output.GetRealPath(""));
     const std::string report = std::to_string(result) + '\n' + output.GetRealPath("");
@@ -119,12 +132,12 @@ void ConvertAndReport(const Document& document, const char* pages, int connectio
     WaitForEndOf(connection);
 }
 
-[[noreturn]] void RunWorker(const Document& document, const char* pages, int connection,
+[[noreturn]] void RunWorker(const Document& document, const Assignment& assignment, int connection,
                             int toolOutput) {
     IgnoreInterrupts();
     const int kept = Detach(connection, toolOutput);
     try {
-        ConvertAndReport(document, pages, kept);
+        ConvertAndReport(document, assignment, kept);
     } catch (const std::exception& error) {
         std::cerr << error.what() << std::endl;
         std::exit(EXIT_FAILURE);
@@ -162,15 +175,16 @@ std::string Tail(int file) {
 
 }  // namespace
 
-Worker::Worker(const Document& document, const char* pages) : _toolOutput(std::tmpfile()) {
-    Start(document, pages);
+Worker::Worker(const Document& document, const Assignment& assignment)
+    : _toolOutput(std::tmpfile()) {
+    Start(document, assignment);
 }
 
-void Worker::Start(const Document& document, const char* pages) {
+void Worker::Start(const Document& document, const Assignment& assignment) {
     ConnectionEnds ends = Connect("cannot convert " + document.sharePath);
     _process = Fork();
     if (_process == 0) {
-        RunWorker(document, pages, ends.workers.Get(),
+        RunWorker(document, assignment, ends.workers.Get(),
                   _toolOutput ? fileno(_toolOutput.get()) : -1);
     }
     if (_process < 0) {

@@ -15,9 +15,20 @@
 
 namespace vellumo::cli {
 
+// What a worker is to make of a document.
+struct Assignment {
+    enum class Service {
+        kPdf,        // a PDF in the scratch directory
+        kCachedPdf,  // a PDF kept beside the document
+        kThumbnail   // a thumbnail kept beside the document
+    };
+    Service service;
+    const char* pages = nullptr;  // for kPdf: a page range, null for the whole document
+};
+
 // What one conversion came to.
 struct WorkerReport {
-    int result;           // of converter::ToPDF
+    int result;           // of the library's service
     std::string product;  // in the scratch directory; "" when there is none
 };
 
@@ -30,9 +41,8 @@ struct WorkerReport {
 // was not taken. So nothing is left behind however this side ends.
 class Worker {
 public:
-    // Starts converting `document`; `pages` null for all of it. Throws Failure when no process can
-    // be started.
-    Worker(const Document& document, const char* pages);
+    // Starts converting `document`. Throws Failure when no process can be started.
+    Worker(const Document& document, const Assignment& assignment);
     // Dismisses it.
     ~Worker();
     Worker(const Worker&) = delete;
@@ -64,7 +74,7 @@ private:
         }
     };
 
-    void Start(const Document& document, const char* pages);
+    void Start(const Document& document, const Assignment& assignment);
 
     Descriptor _connection;
     std::unique_ptr<std::FILE, FileCloser> _toolOutput;  // null when no file can be had for it

@@ -7,7 +7,8 @@ _vellumo_candidates() {
     local word command='' action='' previous=''
     for word in "$@"; do
         case $command:$word in
-            :pdf | :path | :pool) command=$word ;;
+            :pdf | :thumbnail | :cache | :path | :pool) command=$word ;;
+            cache:list | cache:size | cache:clean | cache:remove | cache:collect) action=$word ;;
             pool:list | pool:add | pool:remove | pool:reset) action=$word ;;
         esac
         previous=$word
@@ -15,11 +16,24 @@ _vellumo_candidates() {
     case $previous in
         --user) compgen -u && return ;;
         --progress) printf '%s\n' auto plain none && return ;;
-        --pages | -o | --output) return ;;
+        --pages | -o | --output | --limit) return ;;
     esac
     case $command:$action in
-        :) printf '%s\n' pdf path pool --help --version --json ;;
-        pdf:) printf '%s\n' --user --pages --output --force --quiet --progress --json --help ;;
+        :) printf '%s\n' pdf thumbnail cache path pool --help --version --json ;;
+        pdf:)
+            printf '%s\n' --user --pages --output --recursive --refresh --force --quiet --progress \
+                --no-cache --json --help
+            ;;
+        thumbnail:)
+            printf '%s\n' --user --output --recursive --refresh --force --quiet --progress --json \
+                --help
+            ;;
+        cache:) printf '%s\n' list size clean remove collect --json --help ;;
+        cache:list) printf '%s\n' --user --json --help ;;
+        cache:size) printf '%s\n' --json --help ;;
+        cache:clean) printf '%s\n' --user --recursive --json --help ;;
+        cache:remove) printf '%s\n' --user --pdf --thumbnail --json --help ;;
+        cache:collect) printf '%s\n' --limit --json --help ;;
         path:) printf '%s\n' --user --json --help ;;
         pool:) printf '%s\n' list add remove reset --json --help ;;
         pool:list) printf '%s\n' --json --help ;;

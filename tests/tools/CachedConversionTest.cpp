@@ -1,0 +1,309 @@
+// SPDX-License-Identifier: Apache-2.0
+#include <utime.h>
+
+#include <csignal>
+
+#include "StateFile.h"
+#include "Tool.h"
+#include "vellumo/Constants.h"
+
+using namespace vellumo::test;
+using testing::AllOf;
+using testing::ElementsAre;
+using testing::HasSubstr;
+using testing::IsEmpty;
+using testing::Not;
+using testing::SizeIs;
+using testing::UnorderedElementsAre;
+
+namespace {
+
+const std::string kKeptPdf = "/volume1/docs/.navoea/a.docx/NAVODOC_THUMB.pdf";
+const std::string kKeptPicture = "/volume1/docs/.navoea/a.docx/NAVODOC_THUMB.png";
+const std::string kMark = kKeptPicture + ".err.0063";
+
+class CachedConversionTest : public ToolTest {
+protected:
+    CachedConversionTest() { MakeDocument("a.docx"); }
+
+    // Sets the document's time, seconds from now.
+    static void Age(const std::string& path, int seconds) {
+        const std::time_t time = std::time(nullptr) + seconds;
+        const utimbuf times{time, time};
+        ASSERT_EQ(utime(path.c_str(), &times), 0);
+    }
+
+    // As `vellumo pdf` and `vellumo thumbnail` do it; returns how many tools have run for it.
+    static size_t ToolsRunBy(const std::vector<std::string>& arguments) {
+        const size_t before = DockerCalls().size();
+        ExpectStatus(RunTool(arguments), ExitCode::kDone);
+        return DockerCalls().size() - before;
+    }
+};
+
+class FolderConversionTest : public CachedConversionTest {
+protected:
+    FolderConversionTest() {
+        MakeDirectory("/volume1/docs/sub/deeper");
+        for (const char* name : {"b.xlsx", "sub/c.pdf", "sub/deeper/d.odt"}) {
+            MakeDocument(name);
+        }
+    }
+};
+
+}  // namespace
+
+TEST_F(CachedConversionTest, KeepsThePdfBesideTheDocument) {
+    ExpectStatus(RunTool({"pdf", "/docs/a.docx"}), ExitCode::kDone);
+    EXPECT_EQ(ReadFile(kKeptPdf), std::string(100, 'p'));
+    EXPECT_EQ(ReadFile("/device/out/a.pdf"), std::string(100, 'p'));
+    ExpectScratchEmpty();
+}
+
+TEST_F(CachedConversionTest, TakesAFreshPdfFromTheCache) {
+    ExpectStatus(RunTool({"pdf", "/docs/a.docx"}), ExitCode::kDone);
+    const Outcome second = RunTool({"pdf", "/docs/a.docx", "-o", "second.pdf"});
+    ExpectStatus(second, ExitCode::kDone);
+    EXPECT_THAT(second.out, HasSubstr("/docs/a.docx -> /device/out/second.pdf (from the cache)"));
+    EXPECT_EQ(ReadFile("/device/out/second.pdf"), std::string(100, 'p'));
+    EXPECT_THAT(DockerCalls(), SizeIs(1));
+    EXPECT_TRUE(Exists(kKeptPdf)) << "it is copied, not moved";
+}
+
+TEST_F(CachedConversionTest, NeedsNoContainersForWhatIsFresh) {
+    ExpectStatus(RunTool({"pdf", "/docs/a.docx"}), ExitCode::kDone);
+    WriteState("{}");
+    ExpectStatus(RunTool({"pdf", "/docs/a.docx", "--force"}), ExitCode::kDone);
+}
+
+TEST_F(CachedConversionTest, ConvertsAChangedDocumentAgain) {
+    EXPECT_EQ(ToolsRunBy({"pdf", "/docs/a.docx"}), 1U);
+    Age("/volume1/docs/a.docx", -1000);
+    EXPECT_EQ(ToolsRunBy({"pdf", "/docs/a.docx", "--force"}), 1U);
+    EXPECT_EQ(ToolsRunBy({"pdf", "/docs/a.docx", "--force"}), 0U);
+}
+
+TEST_F(CachedConversionTest, TakesNoPdfThatIsOlderThanItsDocumentWhenTheIndexIsLost) {
+    EXPECT_EQ(ToolsRunBy({"pdf", "/docs/a.docx"}), 1U);
+    unlink(NAVO::VELLUMO::SZF_CACHE_DB_PATH);
+    EXPECT_EQ(ToolsRunBy({"pdf", "/docs/a.docx", "--force"}), 0U);
+    Age(kKeptPdf, -1000);
+    EXPECT_EQ(ToolsRunBy({"pdf", "/docs/a.docx", "--force"}), 1U);
+}
+
+TEST_F(CachedConversionTest, TrustsTheIndexAboutADocumentFromTheFuture) {
+    Age("/volume1/docs/a.docx", 100000);
+    EXPECT_EQ(ToolsRunBy({"pdf", "/docs/a.docx"}), 1U);
+    EXPECT_EQ(ToolsRunBy({"pdf", "/docs/a.docx", "--force"}), 0U);
+}
+
+TEST_F(CachedConversionTest, RefreshConvertsWhatIsFresh) {
+    EXPECT_EQ(ToolsRunBy({"pdf", "/docs/a.docx"}), 1U);
+    PlayTool({.productSize = 200});
+    EXPECT_EQ(ToolsRunBy({"pdf", "/docs/a.docx", "--force", "--refresh"}), 1U);
+    EXPECT_EQ(ReadFile(kKeptPdf), std::string(200, 'p'));
+}
+
+TEST_F(CachedConversionTest, NoCacheGoesPastIt) {
+    EXPECT_EQ(ToolsRunBy({"pdf", "/docs/a.docx", "--no-cache"}), 1U);
+    EXPECT_FALSE(Exists(kKeptPdf));
+    ExpectStatus(RunTool({"pdf", "/docs/a.docx", "-o", "kept.pdf"}), ExitCode::kDone);
+    EXPECT_EQ(ToolsRunBy({"pdf", "/docs/a.docx", "--no-cache", "--force"}), 1U);
+    EXPECT_TRUE(Exists(kKeptPdf)) << "what is kept stays";
+}
+
+TEST_F(CachedConversionTest, PagesAreNotKept) {
+    EXPECT_EQ(ToolsRunBy({"pdf", "/docs/a.docx", "--pages", "1"}), 1U);
+    EXPECT_FALSE(Exists(kKeptPdf));
+}
+
+TEST_F(CachedConversionTest, RefusesOptionsThatContradictOneAnother) {
+    for (const std::vector<std::string>& options :
+         {std::vector<std::string>{"--no-cache", "--refresh"},
+          {"--no-cache", "-r"},
+          {"--pages", "1", "-r"},
+          {"--pages", "1", "--refresh"},
+          {"-r", "-o", "x"}}) {
+        std::vector<std::string> arguments{"pdf", "/docs/a.docx"};
+        arguments.insert(arguments.end(), options.begin(), options.end());
+        const Outcome outcome = RunTool(arguments);
+        ExpectStatus(outcome, ExitCode::kUsage);
+        EXPECT_THAT(outcome.err, HasSubstr("excludes"));
+    }
+    EXPECT_THAT(DockerCalls(), IsEmpty());
+}
+
+TEST_F(CachedConversionTest, ExplainsAnIndexThatIsDamaged) {
+    WriteFile(NAVO::VELLUMO::SZF_CACHE_DB_PATH, std::string(5000, '?'));
+    const Outcome outcome = RunTool({"pdf", "/docs/a.docx"});
+    ExpectStatus(outcome, ExitCode::kDatabase);
+    EXPECT_THAT(outcome.err, AllOf(HasSubstr("cannot convert /docs/a.docx"), HasSubstr("cache.db"),
+                                   HasSubstr("may be removed")));
+    EXPECT_THAT(DockerCalls(), IsEmpty());
+}
+
+TEST_F(CachedConversionTest, ExplainsThatNothingCanBeKeptBesideTheDocument) {
+    WriteFile("/volume1/docs/.navoea", "a file where the directory belongs");
+    const Outcome outcome = RunTool({"pdf", "/docs/a.docx"});
+    ExpectStatus(outcome, ExitCode::kOutput);
+    EXPECT_THAT(outcome.err, AllOf(HasSubstr("nothing can be kept"), HasSubstr("--no-cache")));
+    EXPECT_THAT(DockerCalls(), IsEmpty());
+    ExpectStatus(RunTool({"pdf", "/docs/a.docx", "--no-cache"}), ExitCode::kDone);
+}
+
+TEST_F(CachedConversionTest, SaysWhereTheThumbnailLies) {
+    const Outcome outcome = RunTool({"thumbnail", "/docs/a.docx"});
+    ExpectStatus(outcome, ExitCode::kDone);
+    EXPECT_THAT(outcome.out, HasSubstr("/docs/a.docx -> " + kKeptPicture + " ("));
+    EXPECT_TRUE(Exists(kKeptPicture));
+    EXPECT_THAT(Names(kOutputDir), IsEmpty());
+    ExpectScratchEmpty();
+    ExpectPoolIdle();
+}
+
+TEST_F(CachedConversionTest, BringsACopyOfTheThumbnail) {
+    ExpectStatus(RunTool({"thumbnail", "/docs/a.docx", "-o", "."}), ExitCode::kDone);
+    EXPECT_THAT(Names(kOutputDir), ElementsAre("a.png"));
+    EXPECT_TRUE(Exists(kKeptPicture));
+}
+
+TEST_F(CachedConversionTest, MakesNoThumbnailTwice) {
+    EXPECT_EQ(ToolsRunBy({"thumbnail", "/docs/a.docx"}), 2U) << "one page cut, one picture";
+    EXPECT_EQ(ToolsRunBy({"thumbnail", "/docs/a.docx"}), 0U);
+    EXPECT_EQ(ToolsRunBy({"thumbnail", "/docs/a.docx", "--refresh"}), 2U);
+    Age(kKeptPicture, -1000);
+    EXPECT_EQ(ToolsRunBy({"thumbnail", "/docs/a.docx"}), 2U);
+}
+
+TEST_F(CachedConversionTest, MakesNoThumbnailOfAStalePdf) {
+    ExpectStatus(RunTool({"pdf", "/docs/a.docx"}), ExitCode::kDone);
+    Age("/volume1/docs/a.docx", -1000);
+    ExpectStatus(RunTool({"thumbnail", "/docs/a.docx"}), ExitCode::kDone);
+    EXPECT_FALSE(Exists(kKeptPdf));
+    EXPECT_THAT(DockerCalls()[1], testing::Contains("PageRange=1-1"))
+        << "the document itself is cut, by the office";
+}
+
+TEST_F(CachedConversionTest, ThumbnailsNeedASecondContainer) {
+    WriteState(R"({"navo1":{"using":0,"used":0}})");
+    const Outcome outcome = RunTool({"thumbnail", "/docs/a.docx"});
+    ExpectStatus(outcome, ExitCode::kPool);
+    EXPECT_THAT(outcome.err, HasSubstr("vellumo pool add"));
+}
+
+TEST_F(CachedConversionTest, AnInterruptedThumbnailHasNotFailed) {
+    PlayTool({.sleepMs = 60000});
+    RunningTool tool({"thumbnail", "/docs/a.docx"});
+    ASSERT_TRUE(ComesTrue([] { return !DockerCalls().empty(); }));
+    EXPECT_TRUE(Exists(kMark)) << "it stands while the thumbnail is made";
+    tool.Signal(SIGINT);
+    ExpectStatus(tool.Wait(), ExitCode::kInterrupted);
+    EXPECT_FALSE(Exists(kMark));
+}
+
+TEST_F(CachedConversionTest, TellsProgramsWhereProductsLie) {
+    const Json::Value first = RunForJson({"thumbnail", "/docs/a.docx"})["results"][0];
+    EXPECT_EQ(first["kept"], kKeptPicture);
+    EXPECT_EQ(first["fromCache"], false);
+    EXPECT_TRUE(first["output"].isNull());
+    const Json::Value second = RunForJson({"thumbnail", "/docs/a.docx", "-o", "."});
+    EXPECT_EQ(second["fresh"], 1);
+    EXPECT_EQ(second["results"][0]["fromCache"], true);
+    EXPECT_EQ(second["results"][0]["output"], "/device/out/a.png");
+}
+
+TEST_F(FolderConversionTest, ConvertsEverythingBelowTheFolder) {
+    const Outcome outcome = RunTool({"pdf", "-r", "/docs"});
+    ExpectStatus(outcome, ExitCode::kDone);
+    EXPECT_THAT(outcome.out, HasSubstr("4 of 4 documents converted\n"));
+    EXPECT_TRUE(Exists("/volume1/docs/sub/deeper/.navoea/d.odt/NAVODOC_THUMB.pdf"));
+    EXPECT_THAT(Names(kOutputDir), IsEmpty());
+}
+
+TEST_F(FolderConversionTest, PassesOverWhatIsNoDocument) {
+    for (const char* name : {"x.txt", "noextension", ".hidden.docx"}) {
+        MakeDocument(name);
+    }
+    MakeDirectory("/volume1/docs/.trash");
+    MakeDocument(".trash/old.docx");
+    ASSERT_EQ(symlink("/volume1/docs/a.docx", "/volume1/docs/link.docx"), 0);
+    const Json::Value json = RunForJson({"pdf", "-r", "/docs/"});
+    std::vector<std::string> sources;
+    for (const Json::Value& result : json["results"]) {
+        sources.push_back(result["source"].asString());
+    }
+    EXPECT_THAT(sources, ElementsAre("/docs/a.docx", "/docs/b.xlsx", "/docs/sub/c.pdf",
+                                     "/docs/sub/deeper/d.odt"));
+}
+
+TEST_F(FolderConversionTest, ASecondRunSkipsWhatIsFreshAndSaysSo) {
+    EXPECT_EQ(ToolsRunBy({"pdf", "-r", "/docs"}), 4U);
+    MakeDocument("new.odt");
+    const Outcome second = RunTool({"pdf", "-r", "/docs"});
+    EXPECT_THAT(second.out, HasSubstr("1 of 5 documents converted, 4 fresh already\n"));
+    EXPECT_THAT(DockerCalls(), SizeIs(5));
+}
+
+TEST_F(FolderConversionTest, AnInterruptedRunGoesOnWhereItWas) {
+    PlayTool({.sleepMs = 400});
+    RunningTool tool({"pdf", "-r", "/docs"});
+    ASSERT_TRUE(ComesTrue([] { return DockerCalls().size() == 2; }));
+    tool.Signal(SIGINT);
+    const Outcome first = tool.Wait();
+    ExpectStatus(first, ExitCode::kInterrupted);
+    EXPECT_THAT(first.out, HasSubstr("1 of 4 documents converted, 1 failed, 2 not tried"));
+    const Outcome second = RunTool({"pdf", "-r", "/docs"});
+    ExpectStatus(second, ExitCode::kDone);
+    EXPECT_THAT(second.out, HasSubstr("3 of 4 documents converted, 1 fresh already"));
+}
+
+TEST_F(FolderConversionTest, ListsTheFailuresAtTheEndWithWhatToDo) {
+    MakeDocument("empty.docx", "");
+    const Outcome outcome = RunTool({"pdf", "-r", "/docs"});
+    ExpectStatus(outcome, ExitCode::kBadInput);
+    EXPECT_THAT(outcome.out, HasSubstr("4 of 5 documents converted, 1 failed"));
+    EXPECT_THAT(outcome.err, AllOf(HasSubstr("cannot use /docs/empty.docx"), HasSubstr("is empty"),
+                                   HasSubstr("was it copied completely?")));
+}
+
+TEST_F(FolderConversionTest, ShowsHowFarItIs) {
+    PlayTool({.sleepMs = 300});
+    const Outcome outcome = RunTool({"pdf", "-r", "/docs", "--progress", "plain"});
+    EXPECT_THAT(outcome.err,
+                AllOf(HasSubstr("[1/4] /docs/a.docx: tool running"), HasSubstr("0 done, 0 failed"),
+                      HasSubstr("3 done, 0 failed, "), HasSubstr(" left")));
+}
+
+TEST_F(FolderConversionTest, TriesNoFailedThumbnailAgainUntilItsDocumentChanges) {
+    PlayTool({.exitStatus = 1, .productSize = -1});
+    ExpectStatus(RunTool({"thumbnail", "-r", "/docs/sub"}), ExitCode::kToolFailed);
+    PlayTool({});
+    EXPECT_THAT(DockerCalls(), SizeIs(2));
+    const Outcome second = RunTool({"thumbnail", "-r", "/docs/sub"});
+    ExpectStatus(second, ExitCode::kToolFailed);
+    EXPECT_THAT(second.err, AllOf(HasSubstr("an earlier attempt failed"), HasSubstr("--refresh")));
+    EXPECT_THAT(DockerCalls(), SizeIs(2)) << "nothing was tried";
+    EXPECT_EQ(ToolsRunBy({"thumbnail", "-r", "/docs/sub", "--refresh"}), 4U);
+}
+
+TEST_F(FolderConversionTest, TriesAFailedThumbnailThatIsNamed) {
+    PlayTool({.exitStatus = 1, .productSize = -1});
+    ExpectStatus(RunTool({"thumbnail", "/docs/a.docx"}), ExitCode::kToolFailed);
+    EXPECT_TRUE(Exists(kMark));
+    PlayTool({});
+    EXPECT_EQ(ToolsRunBy({"thumbnail", "/docs/a.docx"}), 2U);
+    EXPECT_FALSE(Exists(kMark));
+}
+
+TEST_F(FolderConversionTest, SaysThatAFolderHoldsNoDocument) {
+    MakeDirectory("/volume1/docs/nothing");
+    const Outcome outcome = RunTool({"pdf", "-r", "/docs/nothing"});
+    ExpectStatus(outcome, ExitCode::kDone);
+    EXPECT_THAT(outcome.out, HasSubstr("No document that a converter takes lies there"));
+}
+
+TEST_F(FolderConversionTest, TakesSingleDocumentsToo) {
+    const Outcome outcome = RunTool({"pdf", "-r", "/docs/a.docx", "/docs/sub", "/docs/none"});
+    ExpectStatus(outcome, ExitCode::kBadInput);
+    EXPECT_THAT(outcome.out, HasSubstr("3 of 4 documents converted, 1 failed"));
+}
