@@ -53,8 +53,8 @@ Tally Tally::Of(const std::vector<Job>& jobs) {
 }
 
 std::string Pace(const Tally& begun, const Tally& now, double seconds) {
-    const std::string ended = std::to_string(now.converted + now.fresh) + " done, " +
-                              std::to_string(now.failed) + " failed";
+    std::string ended = std::to_string(now.converted + now.fresh) + " done, " +
+                        std::to_string(now.failed) + " failed";
     const size_t worked = now.Ended() - begun.Ended();
     if (worked == 0 || seconds <= 0) {
         return ended;
