@@ -11,8 +11,11 @@
 
 namespace vellumo::test {
 
-Worker::Worker(const std::vector<std::string>& arguments) {
-    std::vector<std::string> command{VELLUMO_POOL_WORKER};
+Worker::Worker(const std::vector<std::string>& arguments)
+    : Worker(VELLUMO_POOL_WORKER, arguments) {}
+
+Worker::Worker(const std::string& program, const std::vector<std::string>& arguments) {
+    std::vector<std::string> command{program};
     command.insert(command.end(), arguments.begin(), arguments.end());
     std::vector<char*> argv;
     for (std::string& element : command) {

@@ -9,10 +9,11 @@
 
 namespace vellumo::test {
 
-// A running pool_worker; killed at the end when it has not ended before.
+// A running pool_worker, or another program; killed at the end when it has not ended before.
 class Worker {
 public:
     explicit Worker(const std::vector<std::string>& arguments);
+    Worker(const std::string& program, const std::vector<std::string>& arguments);
     ~Worker();
     Worker(Worker&& other) noexcept;
     Worker(const Worker&) = delete;
