@@ -58,7 +58,8 @@ class DocumentationTest : public ToolTest {};
 }  // namespace
 
 TEST_F(DocumentationTest, EveryCommandTeachesByExamples) {
-    for (const char* command : {"pdf", "thumbnail", "cache", "path", "pool"}) {
+    for (const char* command :
+         {"pdf", "thumbnail", "cache", "path", "pool", "queue", "record"}) {
         EXPECT_THAT(Help({command}), AllOf(HasSubstr("Usage: vellumo "), HasSubstr("Examples:"),
                                            HasSubstr(std::string("  vellumo ") + command)));
     }
@@ -105,7 +106,12 @@ TEST_F(DocumentationTest, TheManualTellsEveryOption) {
                                                     {"path"},
                                                     {"pool"},
                                                     {"pool", "remove"},
-                                                    {"pool", "reset"}}) {
+                                                    {"pool", "reset"},
+                                                    {"queue", "list"},
+                                                    {"queue", "add"},
+                                                    {"queue", "has"},
+                                                    {"record", "create"},
+                                                    {"record", "update"}}) {
         for (const std::string& option : OptionsIn(Help(command))) {
             EXPECT_THAT(manual, HasSubstr("Fl -" + option.substr(2))) << option;
         }
@@ -140,6 +146,8 @@ TEST_F(DocumentationTest, AnUnknownCommandIsNamed) {
 TEST_F(DocumentationTest, CompletionOffersCommands) {
     EXPECT_THAT(Completions({"p"}), ElementsAre("pdf", "path", "pool"));
     EXPECT_THAT(Completions({"pool", "re"}), ElementsAre("remove", "reset"));
+    EXPECT_THAT(Completions({"queue", ""}), IsSupersetOf({"list", "add", "next", "done", "has"}));
+    EXPECT_THAT(Completions({"record", ""}), IsSupersetOf({"create", "show", "update", "delete"}));
 }
 
 TEST_F(DocumentationTest, CompletionOffersEveryOptionOfACommand) {
@@ -154,7 +162,16 @@ TEST_F(DocumentationTest, CompletionOffersEveryOptionOfACommand) {
                                                     {"pool", "list"},
                                                     {"pool", "add"},
                                                     {"pool", "remove"},
-                                                    {"pool", "reset"}}) {
+                                                    {"pool", "reset"},
+                                                    {"queue", "list"},
+                                                    {"queue", "add"},
+                                                    {"queue", "next"},
+                                                    {"queue", "done"},
+                                                    {"queue", "has"},
+                                                    {"record", "create"},
+                                                    {"record", "show"},
+                                                    {"record", "update"},
+                                                    {"record", "delete"}}) {
         std::vector<std::string> words = command;
         words.emplace_back("-");
         const std::vector<std::string> completions = Completions(words);
@@ -168,6 +185,11 @@ TEST_F(DocumentationTest, CompletionOffersEveryOptionOfACommand) {
 TEST_F(DocumentationTest, CompletionOffersContainersToRemove) {
     WriteState(R"({"navo1":{"using":0},"navo_b":{"using":0},"waitingQueue":[]})");
     EXPECT_THAT(Completions({"pool", "remove", "n"}), ElementsAre("navo1", "navo_b"));
+}
+
+TEST_F(DocumentationTest, CompletionOffersTasksThatAreQueued) {
+    RunTool({"queue", "add", "/docs/a", "/docs/b"});
+    EXPECT_THAT(Completions({"queue", "done", ""}), IsSupersetOf({"1", "2"}));
 }
 
 TEST_F(DocumentationTest, CompletionKnowsTheValuesOfOptions) {

@@ -9,6 +9,8 @@
 #include "PathCommand.h"
 #include "PdfCommand.h"
 #include "PoolCommand.h"
+#include "QueueCommand.h"
+#include "RecordCommand.h"
 #include "ThumbnailCommand.h"
 
 namespace vellumo::cli {
@@ -24,6 +26,7 @@ constexpr const char* kExamples =
     "  vellumo thumbnail -r /docs         keep a picture of every document in that share\n"
     "  vellumo path /docs/report.docx     show where it lies, and what converts it\n"
     "  vellumo pool                       show containers, waiting and running jobs\n"
+    "  vellumo queue                      show the work that is queued\n"
     "'vellumo COMMAND --help' tells more, and so does 'man vellumo'. With --json every command\n"
     "prints one JSON document instead of text, also when it fails.\n"
     "\nExit status:\n";
@@ -78,6 +81,8 @@ CommandLine::CommandLine() : _app(kDescription, "vellumo") {
     _commands.push_back(std::make_unique<CacheCommand>(_app));
     _commands.push_back(std::make_unique<PathCommand>(_app));
     _commands.push_back(std::make_unique<PoolCommand>(_app));
+    _commands.push_back(std::make_unique<QueueCommand>(_app));
+    _commands.push_back(std::make_unique<RecordCommand>(_app));
     AddJsonFlag(_app, _json);
 }
 

@@ -21,6 +21,7 @@ constexpr ExitCodeEntry kExitCodes[] = {
     {ExitCode::kStateFile, "state-file", "the state file cannot be locked, read or written"},
     {ExitCode::kOutput, "output", "the output exists already or cannot be written"},
     {ExitCode::kDatabase, "database", "a database cannot be opened, read or written"},
+    {ExitCode::kNotFound, "not-found", "what was asked for does not exist"},
     {ExitCode::kInterrupted, "interrupted", "interrupted by a signal"},
 };
 

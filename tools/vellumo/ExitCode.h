@@ -21,6 +21,7 @@ enum class ExitCode : int {
     kStateFile = 9,
     kOutput = 10,
     kDatabase = 11,
+    kNotFound = 12,
     kInterrupted = 130
 };
 

@@ -178,7 +178,7 @@ std::string Losses(StateFileVisit& visit) {
 }  // namespace
 
 PoolCommand::PoolCommand(CLI::App& app)
-    : Command(app.add_subcommand("pool", "Show or set up the pool of converter containers")) {
+    : ActionCommand(app.add_subcommand("pool", "Show or set up the pool of converter containers")) {
     Arguments()->footer(kExamples);
     Arguments()->require_subcommand(0, 1);
     AddList();
@@ -187,21 +187,14 @@ PoolCommand::PoolCommand(CLI::App& app)
     AddReset();
 }
 
-CLI::App* PoolCommand::AddAction(const std::string& name, const std::string& description,
-                                 CommandResult (PoolCommand::*run)() const) {
-    CLI::App* arguments = Arguments()->add_subcommand(name, description);
-    _actions.push_back({arguments, run});
-    return arguments;
-}
-
 void PoolCommand::AddList() {
     AddAction("list", "Show containers, waiting and running jobs (the default)",
-              &PoolCommand::List);
+              [this] { return List(); });
 }
 
 void PoolCommand::AddAdd() {
     AddAction("add", "Register containers; what is registered already is kept",
-              &PoolCommand::Register)
+              [this] { return Register(); })
         ->add_option("NAME", _names, "Containers, as the engine names them: navo1 navo2")
         ->required()
         ->check(CheckContainerName)
@@ -210,33 +203,20 @@ void PoolCommand::AddAdd() {
 
 void PoolCommand::AddRemove() {
     CLI::App* arguments =
-        AddAction("remove", "Take containers out of the pool", &PoolCommand::Remove);
+        AddAction("remove", "Take containers out of the pool", [this] { return Remove(); });
     arguments->add_option("NAME", _names, "Registered containers")->required()->option_text("...");
     arguments->add_flag("--force", _force, "Also those that count as busy");
 }
 
 void PoolCommand::AddReset() {
-    AddAction("reset", "Restore the state file's factory default", &PoolCommand::Reset)
-        ->add_flag("--yes", _yes, "Also when containers or jobs are lost by it");
-}
-
-CommandResult PoolCommand::Run(bool json) {
-    _json = json;
-    for (const Action& action : _actions) {
-        if (action.arguments->parsed()) {
-            CommandResult result = (this->*action.run)();
-            result.json["action"] = action.arguments->get_name();
-            return result;
-        }
-    }
-    CommandResult result = List();
-    result.json["action"] = "list";
-    return result;
+    AddAction("reset", "Restore the state file's factory default", [this] {
+        return Reset();
+    })->add_flag("--yes", _yes, "Also when containers or jobs are lost by it");
 }
 
 CommandResult PoolCommand::List() const {
     const PoolState pool = ReadPool("cannot list the pool", core::LOCK_TIMEOUT_SECS);
-    if (!_json) {
+    if (!Json()) {
         Print(pool);
     }
     return {ExitCode::kDone, ToJson(pool)};
@@ -258,7 +238,7 @@ CommandResult PoolCommand::Register() const {
     visit.Save();
     const PoolState pool = PoolState::Of(visit.Document());
     result.json["containers"] = ContainersJson(pool);
-    if (!_json) {
+    if (!Json()) {
         std::cout << told;
         PrintAdvice(pool);
     }
@@ -279,7 +259,7 @@ CommandResult PoolCommand::Remove() const {
     CommandResult result{ExitCode::kDone, Json::Value(Json::objectValue)};
     result.json["removed"] = JsonArray(_names);
     result.json["containers"] = ContainersJson(PoolState::Of(visit.Document()));
-    if (!_json) {
+    if (!Json()) {
         for (const std::string& name : _names) {
             std::cout << name << ": removed\n";
         }
@@ -299,7 +279,7 @@ CommandResult PoolCommand::Reset() const {
     result.json["dropped"] =
         visit.IsDamaged() ? Json::Value() : ToJson(PoolState::Of(visit.Document()));
     visit.Reset();
-    if (!_json) {
+    if (!Json()) {
         std::cout << "The factory default is restored; " << (losses.empty() ? "nothing" : losses)
                   << " dropped.\n"
                   << "Register the containers next: vellumo pool add navo1 navo2\n";

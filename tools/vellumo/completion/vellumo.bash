@@ -1,5 +1,6 @@
 # SPDX-License-Identifier: Apache-2.0
-# bash completion for vellumo: commands, options and the names of registered containers.
+# bash completion for vellumo: commands, options, the names of registered
+# containers and the ids of queued tasks.
 # shellcheck shell=bash
 
 # The words of which one may come next, given the words before it.
@@ -7,19 +8,22 @@ _vellumo_candidates() {
     local word command='' action='' previous=''
     for word in "$@"; do
         case $command:$word in
-            :pdf | :thumbnail | :cache | :path | :pool) command=$word ;;
+            :pdf | :thumbnail | :cache | :path | :pool | :queue | :record) command=$word ;;
             cache:list | cache:size | cache:clean | cache:remove | cache:collect) action=$word ;;
             pool:list | pool:add | pool:remove | pool:reset) action=$word ;;
+            queue:list | queue:add | queue:next | queue:done | queue:has) action=$word ;;
+            record:create | record:show | record:update | record:delete) action=$word ;;
         esac
         previous=$word
     done
     case $previous in
         --user) compgen -u && return ;;
         --progress) printf '%s\n' auto plain none && return ;;
-        --pages | -o | --output | --limit) return ;;
+        --pages | -o | --output) return ;;
+        --op | --type | --limit | --source | --converted | --uid | --code) return ;;
     esac
     case $command:$action in
-        :) printf '%s\n' pdf thumbnail cache path pool --help --version --json ;;
+        :) printf '%s\n' pdf thumbnail cache path pool queue record --help --version --json ;;
         pdf:)
             printf '%s\n' --user --pages --output --recursive --refresh --force --quiet --progress \
                 --no-cache --json --help
@@ -43,6 +47,20 @@ _vellumo_candidates() {
             vellumo pool list --json 2>/dev/null | sed -n 's/^ *"name" : "\(.*\)",$/\1/p'
             ;;
         pool:reset) printf '%s\n' --yes --json --help ;;
+        queue:) printf '%s\n' list add next done has --json --help ;;
+        queue:list) printf '%s\n' --limit --json --help ;;
+        queue:add) printf '%s\n' --folder --op --type --user --json --help ;;
+        queue:next) printf '%s\n' --json --help ;;
+        queue:done)
+            printf '%s\n' --json --help
+            vellumo queue list --json 2>/dev/null | sed -n 's/^ *"id" : "\(.*\)",$/\1/p'
+            ;;
+        queue:has) printf '%s\n' --user --json --help ;;
+        record:) printf '%s\n' create show update delete --json --help ;;
+        record:create | record:update)
+            printf '%s\n' --source --converted --uid --code --user --json --help
+            ;;
+        record:show | record:delete) printf '%s\n' --json --help ;;
     esac
 }
 
