@@ -47,12 +47,12 @@ public:
     // none.
     bool Update(const Task& task);
 
-    // Sets `task` to the record of `task_id`. False, and `task` as it was, unless there is exactly
+    // Sets `task` to the record of `taskId`. False, and `task` as it was, unless there is exactly
     // one; that is not logged.
-    bool GetByTaskId(const std::string& task_id, Task& task);
+    bool GetByTaskId(const std::string& taskId, Task& task);
 
-    // Deletes every record of `task_id`. Succeeds when there is none.
-    bool DeleteByTaskId(const std::string& task_id);
+    // Deletes every record of `taskId`. Succeeds when there is none.
+    bool DeleteByTaskId(const std::string& taskId);
 
     // Deletes every record of `task.task_id`; `task.id` is not looked at.
     bool Delete(const Task& task);

@@ -138,7 +138,7 @@ TEST_F(QueueContention, TwoThatMigrateAtOnceTakeTurns) {
     EXPECT_EQ(Version(), "0") << "the second one did not wait";
     first.Kill(SIGUSR1);
     EXPECT_EQ(first.Wait(), 0);
-    EXPECT_EQ(second.ReadLine(), "") << "it has nothing left to begin";
+    ASSERT_EQ(second.ReadLine(), "") << "it has nothing left to begin";
     EXPECT_EQ(second.Wait(), 0);
     EXPECT_EQ(Version(), "2");
     EXPECT_THAT(SyslogSink::Get().Texts(), IsEmpty());

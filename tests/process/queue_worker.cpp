@@ -151,6 +151,7 @@ int Consume() {
 }  // namespace
 
 // Stands before the C library's own.
+// NOLINTNEXTLINE(readability-inconsistent-declaration-parameter-name)
 extern "C" __attribute__((visibility("default"))) int flock(int file, int operation) noexcept {
     if (!lockable) {
         errno = ENOLCK;

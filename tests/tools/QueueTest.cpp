@@ -12,7 +12,6 @@ using namespace vellumo::test;
 using testing::AllOf;
 using testing::ContainsRegex;
 using testing::HasSubstr;
-using testing::Not;
 
 namespace {
 

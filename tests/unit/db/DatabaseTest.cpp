@@ -121,6 +121,7 @@ std::vector<std::string> DatabaseTest::DifficultTexts() {
 }  // namespace vellumo::test
 
 // Stands before SQLite's own, for results that it never gives by itself.
+// NOLINTNEXTLINE(readability-inconsistent-declaration-parameter-name)
 extern "C" __attribute__((visibility("default"))) int sqlite3_exec(
     sqlite3* connection, const char* sql, int (*row)(void*, int, char**, char**), void* context,
     char** error) {
@@ -129,8 +130,8 @@ extern "C" __attribute__((visibility("default"))) int sqlite3_exec(
     if (row == nullptr || !vellumo::test::answer) {
         return real(connection, sql, row, context, error);
     }
-    const auto answer = std::exchange(vellumo::test::answer, std::nullopt);
-    for (Row values : *answer) {
+    auto rows = std::exchange(vellumo::test::answer, std::nullopt);
+    for (Row& values : *rows) {
         for (auto& [name, value] : values) {
             std::string column = name;
             char* names[] = {column.data()};

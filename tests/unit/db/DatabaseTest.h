@@ -22,7 +22,7 @@ protected:
     ~DatabaseTest() override;
 
     Rows Query(const std::string& query) const;
-    void Change(const std::string& statements) const;
+    void Change(const std::string& changes) const;
 
     // The statements that SQLite has begun to carry out since the last call, on connections that
     // were opened since then and are open still.

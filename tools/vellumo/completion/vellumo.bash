@@ -47,7 +47,7 @@ _vellumo_candidates() {
             vellumo pool list --json 2>/dev/null | sed -n 's/^ *"name" : "\(.*\)",$/\1/p'
             ;;
         pool:reset) printf '%s\n' --yes --json --help ;;
-        queue:) printf '%s\n' list add next done has --json --help ;;
+        queue:) printf '%s\n' list add next 'done' has --json --help ;;
         queue:list) printf '%s\n' --limit --json --help ;;
         queue:add) printf '%s\n' --folder --op --type --user --json --help ;;
         queue:next) printf '%s\n' --json --help ;;
