@@ -58,8 +58,7 @@ class DocumentationTest : public ToolTest {};
 }  // namespace
 
 TEST_F(DocumentationTest, EveryCommandTeachesByExamples) {
-    for (const char* command :
-         {"pdf", "thumbnail", "cache", "path", "pool", "queue", "record"}) {
+    for (const char* command : {"pdf", "thumbnail", "cache", "path", "pool", "queue", "record"}) {
         EXPECT_THAT(Help({command}), AllOf(HasSubstr("Usage: vellumo "), HasSubstr("Examples:"),
                                            HasSubstr(std::string("  vellumo ") + command)));
     }

@@ -3,7 +3,6 @@
 
 #include <sys/stat.h>
 
-#include <algorithm>
 #include <array>
 #include <ctime>
 #include <iomanip>
@@ -153,34 +152,27 @@ Json::Value ToJson(const CacheTotals& totals) {
 }  // namespace
 
 CacheCommand::CacheCommand(CLI::App& app)
-    : Command(app.add_subcommand("cache", "Show or remove what is kept beside documents")),
+    : ActionCommand(app.add_subcommand("cache", "Show or remove what is kept beside documents")),
       _user(InvokingUser()),
       _limit(kServiceLimit) {
     Arguments()->footer(kExamples);
     Arguments()->require_subcommand(1);
-    AddDocuments(AddAction("list", "Show what is kept", &CacheCommand::List),
+    AddDocuments(AddAction("list", "Show what is kept", [this] { return List(); }),
                  "Documents or folders; default: all");
-    AddAction("size", "Show how much is kept", &CacheCommand::Size);
-    CLI::App* clean =
-        AddAction("clean", "Remove everything that is kept of documents", &CacheCommand::Clean);
+    AddAction("size", "Show how much is kept", [this] { return Size(); });
+    CLI::App* clean = AddAction("clean", "Remove everything that is kept of documents",
+                                [this] { return Clean(); });
     AddDocuments(clean, "Documents, which need not exist any more")->required();
     clean->add_flag("-r,--recursive", _recursive, "Also of all documents below folders");
-    CLI::App* remove = AddAction("remove", "Remove single products", &CacheCommand::Remove);
+    CLI::App* remove = AddAction("remove", "Remove single products", [this] { return Remove(); });
     AddDocuments(remove, "Documents, which need not exist any more")->required();
     remove->add_flag("--pdf", _pdf, "The PDF");
     remove->add_flag("--thumbnail", _thumbnail, "The thumbnail, or the mark of its failure");
     AddAction("collect", "Remove what was used longest ago, down to a limit",
-              &CacheCommand::Collect)
+              [this] { return Collect(); })
         ->add_option("--limit", _limit, "Bytes that may stay; default: 1073741824, 1 GiB")
         ->check(CLI::NonNegativeNumber)
         ->option_text("BYTES");
-}
-
-CLI::App* CacheCommand::AddAction(const std::string& name, const std::string& description,
-                                  CommandResult (CacheCommand::*run)() const) {
-    CLI::App* arguments = Arguments()->add_subcommand(name, description);
-    _actions.push_back({arguments, run});
-    return arguments;
 }
 
 CLI::Option* CacheCommand::AddDocuments(CLI::App* arguments, const std::string& description) {
@@ -190,14 +182,8 @@ CLI::Option* CacheCommand::AddDocuments(CLI::App* arguments, const std::string& 
 }
 
 CommandResult CacheCommand::Run(bool json) {
-    _json = json;
-    const auto chosen = std::find_if(_actions.begin(), _actions.end(), [](const Action& action) {
-        return action.arguments->parsed();
-    });
     CheckRights("cannot use the cache");
-    CommandResult result = (this->*chosen->run)();
-    result.json["action"] = chosen->arguments->get_name();
-    return result;
+    return ActionCommand::Run(json);
 }
 
 std::vector<Document> CacheCommand::Documents() const {
@@ -223,7 +209,7 @@ CommandResult CacheCommand::List() const {
     for (const Entry& entry : entries) {
         result.json["entries"].append(ToJson(entry));
     }
-    if (!_json) {
+    if (!Json()) {
         Print(entries);
     }
     return result;
@@ -235,7 +221,7 @@ CommandResult CacheCommand::Size() const {
     CommandResult result{ExitCode::kDone, ToJson(totals)};
     result.json["limit"] = Json::Int64{kServiceLimit};
     result.json["indexBytes"] = Json::Int64{file ? file->st_size : 0};
-    if (!_json) {
+    if (!Json()) {
         std::cout << Count(static_cast<size_t>(totals.streams), "PDF") << " of "
                   << Count(static_cast<size_t>(totals.documents), "document") << ", "
                   << Bytes(totals.bytes) << "; conversions keep them within "
@@ -280,7 +266,7 @@ CommandResult CacheCommand::Clean() const {
     CommandResult result{ExitCode::kDone};
     result.json["documents"] = Json::UInt64{documents};
     result.json["products"] = Json::UInt64{products};
-    if (!_json) {
+    if (!Json()) {
         std::cout << Count(products, "product") << " of " << Count(documents, "document")
                   << " removed\n";
     }
@@ -304,7 +290,7 @@ CommandResult CacheCommand::Remove() const {
     }
     CommandResult result{ExitCode::kDone};
     result.json["products"] = Json::UInt64{products};
-    if (!_json) {
+    if (!Json()) {
         std::cout << Count(products, "product") << " removed\n";
     }
     return result;
@@ -322,7 +308,7 @@ CommandResult CacheCommand::Collect() const {
     result.json["limit"] = Json::Int64{_limit};
     result.json["before"] = ToJson(before);
     result.json["after"] = ToJson(after);
-    if (!_json) {
+    if (!Json()) {
         std::cout << Count(static_cast<size_t>(before.streams - after.streams), "PDF")
                   << " removed, " << Bytes(before.bytes - after.bytes) << "; " << Bytes(after.bytes)
                   << " stay.\n";

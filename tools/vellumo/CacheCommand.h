@@ -7,25 +7,18 @@
 #include <string>
 #include <vector>
 
-#include "Command.h"
+#include "ActionCommand.h"
 #include "Document.h"
 
 namespace vellumo::cli {
 
 // vellumo cache: what is kept beside the documents.
-class CacheCommand final : public Command {
+class CacheCommand final : public ActionCommand {
 public:
     explicit CacheCommand(CLI::App& app);
     CommandResult Run(bool json) override;
 
 private:
-    struct Action {
-        CLI::App* arguments;
-        CommandResult (CacheCommand::*run)() const;
-    };
-
-    CLI::App* AddAction(const std::string& name, const std::string& description,
-                        CommandResult (CacheCommand::*run)() const);
     CLI::Option* AddDocuments(CLI::App* arguments, const std::string& description);
     std::vector<Document> Documents() const;
     std::set<std::string> DocumentsToClean() const;
@@ -36,14 +29,12 @@ private:
     CommandResult Remove() const;
     CommandResult Collect() const;
 
-    std::vector<Action> _actions;
     std::vector<std::string> _sharePaths;
     std::string _user;
     bool _recursive = false;
     bool _pdf = false;
     bool _thumbnail = false;
     int64_t _limit;
-    bool _json = false;
 };
 
 }  // namespace vellumo::cli
