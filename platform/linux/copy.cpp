@@ -6,6 +6,9 @@
 
 #include <array>
 #include <cstdio>
+#include <cstdlib>
+#include <string>
+#include <utility>
 
 #include "descriptor.h"
 #include "fail.h"
@@ -20,6 +23,11 @@ constexpr mode_t kUnfinishedMode = 0600;  // until the source's bits are set
 constexpr size_t kBufferSize = size_t{64} * 1024;
 constexpr size_t kMostAtOnce = size_t{1} << 30;
 
+// A pattern for mkostemp: a hidden file in the folder of `path`.
+std::string HiddenBeside(const std::string& path) {
+    return path.substr(0, path.rfind('/') + 1) + ".navo-XXXXXX";
+}
+
 // Where a copy goes. A file that was created for it is removed again unless it is kept.
 class Destination {
 public:
@@ -27,7 +35,7 @@ public:
     ~Destination() {
         if (_created) {
             const int error = errno;
-            unlink(_path);
+            unlink(_path.c_str());
             errno = error;
         }
     }
@@ -37,12 +45,32 @@ public:
     // False with errno. An existing file keeps its content for now.
     bool Open(bool replace) {
         const int flags = O_WRONLY | kOpenFlags;
-        _file = Descriptor(open(_path, flags | O_CREAT | O_EXCL, kUnfinishedMode));
+        _file = Descriptor(open(_path.c_str(), flags | O_CREAT | O_EXCL, kUnfinishedMode));
         _created = static_cast<bool>(_file);
         if (!_file && errno == EEXIST && replace) {
-            _file = Descriptor(open(_path, flags));
+            _file = Descriptor(open(_path.c_str(), flags));
         }
         return static_cast<bool>(_file);
+    }
+
+    // The same for a hidden file beside the path, which TakeName then puts there.
+    bool OpenHidden() {
+        _name = std::exchange(_path, HiddenBeside(_path));
+        _file = Descriptor(mkostemp(_path.data(), O_CLOEXEC));
+        _created = static_cast<bool>(_file);
+        return _created;
+    }
+
+    // The finished file takes the path, and the place of what is there. What it has replaced cannot
+    // be had back, so from then on it stays.
+    bool TakeName() {
+        const bool replaces = access(_name.c_str(), F_OK) == 0;
+        if (rename(_path.c_str(), _name.c_str()) != 0) {
+            return false;
+        }
+        _path = _name;
+        _created = !replaces;
+        return true;
     }
 
     // Ends the writing, which may be the moment when a file system tells that it failed.
@@ -52,7 +80,8 @@ public:
     int Get() const { return _file.Get(); }
 
 private:
-    const char* _path;
+    std::string _path;
+    std::string _name;  // what a hidden file is to be called
     Descriptor _file;
     bool _created = false;
 };
@@ -110,14 +139,12 @@ bool CopyContent(int from, int to) {
 
 enum class Outcome { Failed, Copied, SameFile };
 
-// Fills `destination` from `source`. Says SameFile, and changes nothing, when both are names of one
+// Fills the opened `destination`. Says SameFile, and changes nothing, when the source is the same
 // file: it is a copy of itself already, and emptying the destination would lose it.
-Outcome CopyInto(Destination& destination, const char* source, bool replace) {
+Outcome Fill(Destination& destination, const Descriptor& source) {
     struct stat from {};
     struct stat to {};
-    const Descriptor sourceFile(open(source, O_RDONLY | kOpenFlags));
-    if (!sourceFile || fstat(sourceFile.Get(), &from) != 0 || !destination.Open(replace) ||
-        fstat(destination.Get(), &to) != 0) {
+    if (fstat(source.Get(), &from) != 0 || fstat(destination.Get(), &to) != 0) {
         return Outcome::Failed;
     }
     if (IsSameFile(from, to)) {
@@ -128,26 +155,42 @@ Outcome CopyInto(Destination& destination, const char* source, bool replace) {
         return Outcome::Failed;
     }
     return SetPermissions(destination.Get(), from.st_mode) &&
-                   CopyContent(sourceFile.Get(), destination.Get()) && destination.Close()
+                   CopyContent(source.Get(), destination.Get()) && destination.Close()
                ? Outcome::Copied
                : Outcome::Failed;
 }
 
 int Copy(const char* source, const char* path, bool replace) {
     Destination destination(path);
-    if (CopyInto(destination, source, replace) == Outcome::Failed) {
+    const Descriptor sourceFile(open(source, O_RDONLY | kOpenFlags));
+    if (!sourceFile || !destination.Open(replace) ||
+        Fill(destination, sourceFile) == Outcome::Failed) {
         return Fail(NAVO_ERR_IO);
     }
     destination.Keep();
     return 0;
 }
 
-// The same file is possible here too, when a file system is mounted at two places; it stays, as
-// with a rename within one place.
+bool AreOneFile(const char* path, const char* other) {
+    struct stat one {};
+    struct stat two {};
+    return stat(path, &one) == 0 && stat(other, &two) == 0 && IsSameFile(one, two);
+}
+
+// Does for two file systems what a rename does within one: who opens the destination finds all of
+// the old content or all of the new, also after a failure. One file is possible here too, when a
+// file system is mounted at two places; it stays, as with a rename within one place.
 int CopyThenRemove(const char* source, const char* path, bool replace) {
+    if (replace && AreOneFile(source, path)) {
+        return 0;
+    }
     Destination destination(path);
-    const Outcome outcome = CopyInto(destination, source, replace);
-    if (outcome == Outcome::Failed || (outcome == Outcome::Copied && unlink(source) != 0)) {
+    const Descriptor sourceFile(open(source, O_RDONLY | kOpenFlags));
+    const bool moved = sourceFile &&
+                       (replace ? destination.OpenHidden() : destination.Open(false)) &&
+                       Fill(destination, sourceFile) == Outcome::Copied &&
+                       (!replace || destination.TakeName()) && unlink(source) == 0;
+    if (!moved) {
         return Fail(NAVO_ERR_IO);
     }
     destination.Keep();

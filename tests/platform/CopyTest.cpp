@@ -7,8 +7,11 @@
 
 #include <csignal>
 #include <cstddef>
+#include <filesystem>
+#include <fstream>
 #include <functional>
 #include <string>
+#include <vector>
 
 #include "ChildProcess.h"
 #include "Outcome.h"
@@ -279,6 +282,14 @@ protected:
         }
     }
 
+    std::vector<std::string> NamesThere() const {
+        std::vector<std::string> names;
+        for (const auto& entry : std::filesystem::directory_iterator(other.Path())) {
+            names.push_back(entry.path().filename());
+        }
+        return names;
+    }
+
     const TestDirectory other{"/dev/shm"};
     const std::string there = other / "destination";
 };
@@ -306,6 +317,31 @@ TEST_F(MoveAcrossFileSystemsTest, KeepsTheSourceWhenTheDiskIsFull) {
     EXPECT_EQ(ErrnoOnAFullDisk([&] { return Move(source, there); }), EFBIG);
     EXPECT_FALSE(Exists(there));
     EXPECT_TRUE(ReadFile(source) == LongContent());
+}
+
+TEST_F(MoveAcrossFileSystemsTest, KeepsWhatItWasToReplaceWhenTheDiskIsFull) {
+    WriteFile(source, LongContent());
+    WriteFile(there, "old");
+    EXPECT_EQ(ErrnoOnAFullDisk([&] { return Move(source, there); }), EFBIG);
+    EXPECT_EQ(ReadFile(there), "old");
+    EXPECT_EQ(NamesThere(), std::vector<std::string>{"destination"});
+    EXPECT_TRUE(ReadFile(source) == LongContent());
+}
+
+TEST_F(MoveAcrossFileSystemsTest, LeavesWhoReadsTheOldFileAllOfIt) {
+    WriteFile(source, "new");
+    WriteFile(there, "old content");
+    std::ifstream reader(there);
+    ASSERT_EQ(Move(source, there), 0);
+    EXPECT_EQ(std::string(std::istreambuf_iterator<char>(reader), {}), "old content");
+}
+
+TEST_F(MoveAcrossFileSystemsTest, KeepsADirectoryThatIsInTheWay) {
+    WriteFile(source, "content");
+    std::filesystem::create_directory(there);
+    ExpectFailure([&] { return Move(source, there); }, -1, IOFailure(EISDIR));
+    EXPECT_EQ(NamesThere(), std::vector<std::string>{"destination"});
+    EXPECT_EQ(ReadFile(source), "content");
 }
 
 TEST_F(MoveAcrossFileSystemsTest, LeavesNoCopyOfASourceThatCannotBeRemoved) {

@@ -53,9 +53,10 @@ static_assert(sizeof(NAVOFILECOPYOPTIONS) == 80, "the record's size is part of t
 //
 // A copy carries content and permission bits (only content where the destination belongs to
 // somebody else); an existing destination is overwritten in place and so keeps its inode, owner and
-// locks. A move renames; between file systems it copies, then removes the source. Two names of one
-// file are a success and stay as they are. On failure the source is untouched, and a destination
-// that did not exist before is not left half written.
+// locks. A move renames; between file systems it copies to a hidden file beside the destination,
+// renames that, then removes the source: an existing destination is replaced whole or not at all.
+// Two names of one file are a success and stay as they are. On failure the source is untouched, and
+// a destination that did not exist before is not left half written.
 // Returns 0, or -1 with errno and NAVO_ERR_BAD_PARAMETERS or NAVO_ERR_IO.
 NAVO_API int NAVOFileCopy(const char* source, const char* destination,
                           const NAVOFILECOPYOPTIONS* options);
