@@ -2,6 +2,7 @@
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
+#include <map>
 #include <sstream>
 
 #include "Process.h"
@@ -9,6 +10,9 @@
 #include "vellumo/Converter.h"
 
 using namespace vellumo::test;
+using namespace NAVO::VELLUMO;
+using testing::ElementsAre;
+using testing::IsEmpty;
 
 // Documents from other projects' test suites, of every file type and with every kind of fault. They
 // lie outside the tree; VELLUMO_CORPUS names the folder, in which MANIFEST.tsv lists them: the file
@@ -52,7 +56,7 @@ std::vector<Document> Documents() {
 }
 
 bool IsBook(const Document& document) {
-    return NAVO::VELLUMO::converter::CalibreConverter::_supportTypeSet.contains(document.type);
+    return converter::CalibreConverter::_supportTypeSet.contains(document.type);
 }
 
 // A book without a picture in front has no cover to give.
@@ -64,28 +68,104 @@ bool HasCover(const std::string& book) {
     return Exists(cover);
 }
 
+std::string Sample(const std::string& name) {
+    return std::string(VELLUMO_SAMPLES) + "/" + name;
+}
+
+// A book with a cover.
+std::string SoundMobi() {
+    std::string book = "/device/sound.mobi";
+    RunProgram({"env", "QT_QPA_PLATFORM=offscreen", "QTWEBENGINE_DISABLE_SANDBOX=1",
+                "ebook-convert", Sample("book.epub"), book});
+    return book;
+}
+
+// A document that the tools take for a sound one of `type`; most of them look at the content alone.
+std::string SoundDocument(const std::string& type) {
+    static const std::map<std::string, std::string> kSamples = {
+        {"pdf", "brochure.pdf"}, {"xlsx", "budget.xlsx"}, {"epub", "book.epub"}};
+    if (type == "mobi") {
+        return SoundMobi();
+    }
+    const auto sample = kSamples.find(type);
+    return Sample(sample == kSamples.end() ? "letter.docx" : sample->second);
+}
+
 class CorpusDocument : public RealToolsTest {
 public:
-    CorpusDocument(Document document, const char* pages)
-        : _document(std::move(document)), _pages(pages) {}
+    explicit CorpusDocument(Document document)
+        : _document(std::move(document)),
+          _file(CorpusFolder() + "/" + _document.file),
+          _name(std::filesystem::path(_file).filename()) {}
+
+protected:
+    static void ExpectFailed(int result) {
+        EXPECT_TRUE(result == 1001 || result == 1002) << result;
+    }
+
+    Document _document;
+    std::string _file;
+    std::string _name;
+};
+
+// Of the whole document a PDF for the cache, and of that a thumbnail.
+class WholeDocument : public CorpusDocument {
+public:
+    using CorpusDocument::CorpusDocument;
 
     void TestBody() override {
-        const std::string file = CorpusFolder() + "/" + _document.file;
-        const bool asksForCover = IsBook(_document) && _pages != nullptr;
-        const int result = Convert(file, std::filesystem::path(file).filename(), _pages);
-        if (_document.converts && (!asksForCover || HasCover(file))) {
+        const std::string document = PutIntoShare(_file, _name);
+        const int result = CachePdf(document);
+        if (_document.converts) {
             EXPECT_EQ(result, 1000);
-            asksForCover ? ExpectPicture() : ExpectPdf(_pages == nullptr ? 0 : 1);
+            ExpectPdfAt(StreamsOf(document) + "NAVODOC_THUMB.pdf", 0);
+            ExpectThumbnailOfCachedPdf(document);
         } else {
-            EXPECT_TRUE(result == 1001 || result == 1002) << result;
-            EXPECT_EQ(_product, "");
+            ExpectFailed(result);
+            EXPECT_THAT(Names(StreamsOf(document)), IsEmpty());
         }
         ExpectNothingLeft();
     }
 
 private:
-    Document _document;
-    const char* _pages;
+    static void ExpectThumbnailOfCachedPdf(const std::string& document) {
+        const size_t before = ToolsRun().size();
+        EXPECT_EQ(MakeThumbnail(document), 1000);
+        std::vector<std::string> tools = ToolsRun();
+        tools.erase(tools.begin(), tools.begin() + static_cast<ptrdiff_t>(before));
+        EXPECT_THAT(tools, ElementsAre("pdftk", "convert")) << "not from the cached PDF alone";
+        const std::string streams = StreamsOf(document);
+        EXPECT_THAT(Names(streams), ElementsAre("NAVODOC_THUMB.pdf", "NAVODOC_THUMB.png"));
+        ExpectThumbnail(streams + "NAVODOC_THUMB.png", streams + "NAVODOC_THUMB.pdf");
+    }
+};
+
+// Of the first page a PDF, or of a book its cover; where there is none to be had, a thumbnail is
+// tried, which fails in the same way and remembers it.
+class FirstPage : public CorpusDocument {
+public:
+    using CorpusDocument::CorpusDocument;
+
+    void TestBody() override {
+        if (_document.converts && (!IsBook(_document) || HasCover(_file))) {
+            EXPECT_EQ(Convert(_file, _name, "1-1"), 1000);
+            IsBook(_document) ? ExpectPicture() : ExpectPdf(1);
+        } else {
+            ExpectFailedThumbnailAndRecovery();
+        }
+        ExpectNothingLeft();
+    }
+
+private:
+    void ExpectFailedThumbnailAndRecovery() {
+        const std::string document = PutIntoShare(_file, _name);
+        ExpectFailed(MakeThumbnail(document));
+        EXPECT_THAT(Names(StreamsOf(document)), ElementsAre("NAVODOC_THUMB.png.err.0063"));
+        PutIntoShare(SoundDocument(_document.type), _name);
+        EXPECT_EQ(MakeThumbnail(document), 1000);
+        EXPECT_THAT(Names(StreamsOf(document)), ElementsAre("NAVODOC_THUMB.png"));
+        ExpectNotBlank(StreamsOf(document) + "NAVODOC_THUMB.png");
+    }
 };
 
 class Corpus : public ::testing::Test {};
@@ -97,17 +177,26 @@ TEST_F(Corpus, IsPresent) {
     EXPECT_FALSE(Documents().empty()) << "no documents in " << CorpusFolder();
 }
 
-void Register(const Document& document, const char* pages) {
-    const std::string name = document.file + (pages == nullptr ? " whole" : " page 1");
-    testing::RegisterTest("CorpusDocument", name.c_str(), nullptr, nullptr, __FILE__, __LINE__,
-                          [=]() -> CorpusDocument* { return new CorpusDocument(document, pages); });
+template <typename Test>
+void Register(const Document& document, const std::string& what) {
+    testing::RegisterTest("CorpusDocument", (document.file + what).c_str(), nullptr, nullptr,
+                          __FILE__, __LINE__,
+                          [=]() -> CorpusDocument* { return new Test(document); });
 }
 
 const bool registered = [] {
-    if (!CorpusFolder().empty()) {
-        for (const Document& document : Documents()) {
-            Register(document, nullptr);
-            Register(document, "1-1");
+    if (CorpusFolder().empty()) {
+        return false;
+    }
+    bool wholeFirst = false;  // by turns, so that every second test is not the same kind of work
+    for (const Document& document : Documents()) {
+        wholeFirst = !wholeFirst;
+        if (wholeFirst) {
+            Register<WholeDocument>(document, " whole");
+        }
+        Register<FirstPage>(document, " page 1");
+        if (!wholeFirst) {
+            Register<WholeDocument>(document, " whole");
         }
     }
     return true;

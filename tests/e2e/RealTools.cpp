@@ -6,15 +6,18 @@
 
 #include <filesystem>
 #include <fstream>
+#include <sstream>
 
 #include "Process.h"
 #include "StateFile.h"
+#include "vellumo/Constants.h"
 #include "vellumo/Converter.h"
 
 namespace vellumo::test {
 namespace {
 
 constexpr const char* kScratch = "/volume1/docker/@tmp/Vellumo/@tmp";
+constexpr double kScale = 0.35;  // of a page at 72 dots per inch
 
 int PagesOf(const std::string& pdf) {
     const Finished info = RunProgram({"pdfinfo", pdf});
@@ -22,10 +25,78 @@ int PagesOf(const std::string& pdf) {
     return info.status != 0 || at == std::string::npos ? 0 : std::atoi(&info.output[at + 6]);
 }
 
+struct Size {
+    double width = 0;
+    double height = 0;
+};
+
+Size SizeOfFirstPage(const std::string& pdf) {
+    const Finished info = RunProgram({"pdfinfo", pdf});
+    const size_t at = info.output.find("Page size:");
+    Size size;
+    std::string times;
+    std::istringstream(at == std::string::npos ? "" : info.output.substr(at + 10)) >> size.width >>
+        times >> size.height;
+    return size;
+}
+
+struct Picture {
+    Size size;  // in pixels; 0 when it is no picture
+    double brightness = 0;
+    double spread = 0;  // of the brightness; 0 for a blank picture
+};
+
+// As it looks on white paper, at `scale`.
+Picture Measure(const std::string& file, double scale = 1) {
+    const Finished measured =
+        RunProgram({"convert", file, "-background", "white", "-alpha", "remove", "-colorspace",
+                    "gray", "-resize", std::to_string(100 * scale) + "%", "-format",
+                    "%w %h %[fx:mean] %[fx:standard_deviation]", "info:"});
+    Picture picture;
+    std::istringstream(measured.output) >> picture.size.width >> picture.size.height >>
+        picture.brightness >> picture.spread;
+    return picture;
+}
+
+// Drawn large and made smaller, as a thumbnail is: thin lines would be too thick otherwise.
+Picture DrawFirstPage(const std::string& pdf) {
+    const std::string drawing = "/device/drawing";
+    RunProgram({"pdftoppm", "-r", "72", "-f", "1", "-l", "1", "-singlefile", "-png", pdf, drawing});
+    const Picture picture = Measure(drawing + ".png", kScale);
+    std::filesystem::remove(drawing + ".png");
+    return picture;
+}
+
 }  // namespace
 
 RealToolsTest::RealToolsTest() {
-    UseEmbeddedEngine();
+    unlink(NAVO::VELLUMO::SZF_CACHE_DB_PATH);
+    UseNotedEngine();
+}
+
+std::vector<std::string> RealToolsTest::ToolsRun() {
+    std::vector<std::string> tools;
+    for (const std::vector<std::string>& command : DockerCalls()) {
+        tools.push_back(command.at(6));
+    }
+    return tools;
+}
+
+int RealToolsTest::CachePdf(const std::string& document) {
+    NAVO::VELLUMO::path::Path source;
+    source.SetData("realPath", document, true);
+    return NAVO::VELLUMO::converter::ToPDFCache(source);
+}
+
+int RealToolsTest::MakeThumbnail(const std::string& document) {
+    NAVO::VELLUMO::path::Path source;
+    source.SetData("realPath", document, true);
+    return NAVO::VELLUMO::converter::ToThumbnail(source);
+}
+
+std::string RealToolsTest::StreamsOf(const std::string& document) {
+    const std::filesystem::path path(document);
+    return path.parent_path() / ".navoea" / path.filename() / "";
 }
 
 std::string RealToolsTest::PutIntoShare(const std::string& document, const std::string& name) {
@@ -51,12 +122,16 @@ int RealToolsTest::Convert(const std::string& document, const std::string& name,
 }
 
 void RealToolsTest::ExpectPdf(int pages, std::string* text) const {
-    const int found = PagesOf(_product);
-    EXPECT_GT(found, 0) << _product << " is no PDF";
+    ExpectPdfAt(_product, pages, text);
+}
+
+void RealToolsTest::ExpectPdfAt(const std::string& file, int pages, std::string* text) {
+    const int found = PagesOf(file);
+    EXPECT_GT(found, 0) << file << " is no PDF";
     if (pages != 0) {
         EXPECT_EQ(found, pages);
     }
-    const Finished textOfPdf = RunProgram({"pdftotext", _product, "-"});
+    const Finished textOfPdf = RunProgram({"pdftotext", file, "-"});
     EXPECT_EQ(textOfPdf.status, 0);
     if (text != nullptr) {
         *text = textOfPdf.output;
@@ -65,6 +140,22 @@ void RealToolsTest::ExpectPdf(int pages, std::string* text) const {
 
 void RealToolsTest::ExpectPicture() const {
     EXPECT_EQ(RunProgram({"identify", _product}).status, 0) << _product << " is no picture";
+}
+
+void RealToolsTest::ExpectThumbnail(const std::string& picture, const std::string& pdf) {
+    const Size page = SizeOfFirstPage(pdf);
+    const Picture expected = DrawFirstPage(pdf);
+    const Picture found = Measure(picture);
+    ASSERT_GT(expected.size.width, 0) << pdf << " cannot be drawn";
+    ASSERT_GT(found.size.width, 0) << picture << " is no picture";
+    EXPECT_NEAR(found.size.width, page.width * kScale, 1.5);
+    EXPECT_NEAR(found.size.height, page.height * kScale, 1.5);
+    EXPECT_NEAR(found.brightness, expected.brightness, 0.05);
+    EXPECT_GE(found.spread, expected.spread * 0.6) << "blanker than the page";
+}
+
+void RealToolsTest::ExpectNotBlank(const std::string& picture) {
+    EXPECT_GT(Measure(picture).spread, 0.01) << picture << " is blank or no picture";
 }
 
 void RealToolsTest::ExpectNothingLeft() {

@@ -94,6 +94,17 @@ void UseEmbeddedEngine() {
     InstallDocker(VELLUMO_ENGINE);
 }
 
+void UseNotedEngine() {
+    fs::remove(kDocker);
+    WriteFile(kDocker, std::string("#!/bin/sh\n") +
+                           "IFS=$(printf '\\037')\n"
+                           "printf '%s\\n' \"docker${IFS}$*\" >>" +
+                           kCalls +
+                           "\n"
+                           "exec '" VELLUMO_ENGINE "' \"$@\"\n");
+    fs::permissions(kDocker, fs::perms(0755));
+}
+
 std::vector<std::vector<std::string>> DockerCalls() {
     std::vector<std::vector<std::string>> calls;
     std::istringstream lines(ReadFile(kCalls));

@@ -38,6 +38,9 @@ void PlayTool(const Script& script);
 // Puts the embedded engine in the scripted tools' place: commands run the real converters.
 void UseEmbeddedEngine();
 
+// The same, and notes its commands for DockerCalls.
+void UseNotedEngine();
+
 // The argument vectors that /usr/local/bin/docker has received, in order.
 std::vector<std::vector<std::string>> DockerCalls();
 
