@@ -171,10 +171,10 @@ int Copy(const char* source, const char* path, bool replace) {
     return 0;
 }
 
-bool AreOneFile(const char* path, const char* other) {
+bool AreOneFile(const char* source, const char* path) {
     struct stat one {};
     struct stat two {};
-    return stat(path, &one) == 0 && stat(other, &two) == 0 && IsSameFile(one, two);
+    return stat(source, &one) == 0 && stat(path, &two) == 0 && IsSameFile(one, two);
 }
 
 // Does for two file systems what a rename does within one: who opens the destination finds all of

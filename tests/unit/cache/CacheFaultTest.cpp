@@ -362,6 +362,18 @@ TEST_F(IndexVolumeFault, ReadOnlyLeavesTheStreamsWorkingAndTheRowsAsTheyWere) {
     ExpectRowsOfBystanders(kFolder);
 }
 
+TEST_F(IndexVolumeFault, DirectoryInTheIndexsPlaceKeepsTheConversionsResult) {
+    unlink(SZF_CACHE_DB_PATH);
+    MakeDirectory(SZF_CACHE_DB_PATH);
+    EXPECT_EQ(CachePdf(kDocument), 1000);
+    EXPECT_THAT(SyslogSink::Get().Texts(),
+                AllOf(Contains(HasSubstr("open db failed")),
+                      Contains(HasSubstr("CacheManager's DB is broken"))));
+    EXPECT_FALSE(Exists(StreamsOf(kDocument) + kPdf));
+    ExpectNoConversionLeft();
+    ExpectBystandersServed(kFolder);
+}
+
 TEST_P(CorruptIndex, IsToldLeftAsItIsAndCostsNoStream) {
     WriteFile(kProduct, "a pdf");
     EXPECT_TRUE(CacheManager(true, 1).Set(kProduct, kDocument, kPdf, true));
