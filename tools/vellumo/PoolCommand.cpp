@@ -5,8 +5,10 @@
 #include <iomanip>
 #include <iostream>
 
+#include "Doctor.h"
 #include "Messages.h"
 #include "PoolState.h"
+#include "PoolStatus.h"
 #include "vellumo/Constants.h"
 
 namespace vellumo::cli {
@@ -22,6 +24,8 @@ constexpr const char* kExamples =
     "  vellumo pool remove navo2          take one out again\n"
     "  vellumo pool remove --force navo2  also when it counts as busy, for instance after a crash\n"
     "  vellumo pool reset --yes           back to the factory default\n"
+    "  vellumo pool status                do the containers answer, what runs, how much memory\n"
+    "  vellumo pool doctor                converts a small document with every tool\n"
     "Register two containers at the least: the first by name is kept for whole documents, so\n"
     "'vellumo pdf --pages' needs a second one.";
 
@@ -185,6 +189,10 @@ PoolCommand::PoolCommand(CLI::App& app)
     AddAdd();
     AddRemove();
     AddReset();
+    AddAction("status", "Show how each container is, and what runs in it",
+              [this] { return ShowPoolStatus(Json()); });
+    AddAction("doctor", "Try everything that a conversion needs, and say what to mend",
+              [this] { return ExaminePool(Json()); });
 }
 
 void PoolCommand::AddList() {

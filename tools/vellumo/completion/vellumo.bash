@@ -10,7 +10,7 @@ _vellumo_candidates() {
         case $command:$word in
             :pdf | :thumbnail | :cache | :path | :pool | :queue | :record) command=$word ;;
             cache:list | cache:size | cache:clean | cache:remove | cache:collect) action=$word ;;
-            pool:list | pool:add | pool:remove | pool:reset) action=$word ;;
+            pool:list | pool:add | pool:remove | pool:reset | pool:status | pool:doctor) action=$word ;;
             queue:list | queue:add | queue:next | queue:done | queue:has) action=$word ;;
             record:create | record:show | record:update | record:delete) action=$word ;;
         esac
@@ -39,8 +39,8 @@ _vellumo_candidates() {
         cache:remove) printf '%s\n' --user --pdf --thumbnail --json --help ;;
         cache:collect) printf '%s\n' --limit --json --help ;;
         path:) printf '%s\n' --user --json --help ;;
-        pool:) printf '%s\n' list add remove reset --json --help ;;
-        pool:list) printf '%s\n' --json --help ;;
+        pool:) printf '%s\n' list add remove reset status doctor --json --help ;;
+        pool:list | pool:status | pool:doctor) printf '%s\n' --json --help ;;
         pool:add) printf '%s\n' --json --help ;;
         pool:remove)
             printf '%s\n' --force --json --help

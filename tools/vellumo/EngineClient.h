@@ -1,0 +1,51 @@
+// SPDX-License-Identifier: Apache-2.0
+#ifndef VELLUMO_TOOLS_ENGINECLIENT_H
+#define VELLUMO_TOOLS_ENGINECLIENT_H
+
+#include <sys/types.h>
+
+#include <chrono>
+#include <string>
+#include <vector>
+
+namespace vellumo::cli {
+
+inline constexpr const char* kEngineClient = "/usr/local/bin/docker";
+
+// What a call of the container engine's client came to.
+struct EngineAnswer {
+    int status;          // exit status; -1 when it could not be started or did not end in time
+    std::string output;  // what it wrote, without line ends at its end; why it failed for -1
+};
+
+// Calls the client with `arguments` and waits for it, no longer than `limit`.
+EngineAnswer AskEngine(const std::vector<std::string>& arguments, std::chrono::seconds limit);
+
+// Which engine stands behind the client.
+enum class Engine {
+    kNone,      // there is no client, or it does not answer
+    kEmbedded,  // sandboxes without a daemon
+    kDocker
+};
+struct EngineFacts {
+    Engine engine;
+    std::string version;  // what the client says of itself, or why it says nothing
+};
+EngineFacts LookAtEngine();
+
+// The ids of all processes.
+std::vector<pid_t> Processes();
+
+// A command that a client of the engine runs in a container now.
+struct RunningCommand {
+    pid_t client;
+    std::string container;
+    std::string command;  // the tool and its arguments
+};
+
+// All of them, by the process table; only root sees those of other users.
+std::vector<RunningCommand> RunningCommands();
+
+}  // namespace vellumo::cli
+
+#endif

@@ -1,0 +1,171 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "PoolStatus.h"
+
+#include <unistd.h>
+
+#include <fstream>
+#include <iomanip>
+#include <iostream>
+#include <map>
+#include <sstream>
+
+#include "EngineClient.h"
+#include "Messages.h"
+#include "PoolState.h"
+#include "vellumo/Constants.h"
+
+namespace vellumo::cli {
+namespace {
+
+namespace core = NAVO::VELLUMO;
+
+constexpr auto kAnswerLimit = std::chrono::seconds(10);
+constexpr auto kStatisticsLimit = std::chrono::seconds(20);
+
+struct ContainerStatus {
+    Container container;
+    bool answers;
+    std::string health;                // "answers", or why it does not
+    std::string memory;                // for people; "" when it is not known
+    std::vector<std::string> running;  // commands
+};
+
+// The ids of the processes by their parents.
+std::multimap<pid_t, pid_t> ProcessTree() {
+    std::multimap<pid_t, pid_t> children;
+    for (const pid_t process : Processes()) {
+        std::ifstream file("/proc/" + std::to_string(process) + "/stat");
+        std::string line;
+        std::getline(file, line);
+        // The program's name, in brackets, may hold blanks and brackets itself.
+        std::istringstream rest(line.substr(line.rfind(')') + 1));
+        char state = 0;
+        pid_t parent = 0;
+        if (rest >> state >> parent) {
+            children.emplace(parent, process);
+        }
+    }
+    return children;
+}
+
+size_t ResidentBytes(pid_t process) {
+    std::ifstream file("/proc/" + std::to_string(process) + "/statm");
+    size_t total = 0;
+    size_t resident = 0;
+    file >> total >> resident;
+    return resident * static_cast<size_t>(sysconf(_SC_PAGESIZE));
+}
+
+size_t ResidentBytesBelow(pid_t process, const std::multimap<pid_t, pid_t>& children) {
+    size_t bytes = ResidentBytes(process);
+    const auto [begin, end] = children.equal_range(process);
+    for (auto child = begin; child != end; ++child) {
+        bytes += ResidentBytesBelow(child->second, children);
+    }
+    return bytes;
+}
+
+std::string Mebibytes(size_t bytes) {
+    return std::to_string(bytes >> 20U) + " MiB";
+}
+
+// A sandbox exists only while a command runs, as the processes below the engine's client.
+std::string MemoryOfSandbox(const std::vector<RunningCommand>& running, const std::string& name) {
+    const std::multimap<pid_t, pid_t> children = ProcessTree();
+    size_t bytes = 0;
+    for (const RunningCommand& command : running) {
+        bytes += command.container == name ? ResidentBytesBelow(command.client, children) : 0;
+    }
+    return Mebibytes(bytes);
+}
+
+std::string MemoryOfContainer(const std::string& name) {
+    const EngineAnswer answer =
+        AskEngine({"stats", "--no-stream", "--format", "{{.MemUsage}}", name}, kStatisticsLimit);
+    return answer.status == 0 ? answer.output : "";
+}
+
+ContainerStatus StatusOf(const Container& container, Engine engine,
+                         const std::vector<RunningCommand>& running) {
+    ContainerStatus status{container, false, "", "", {}};
+    const EngineAnswer answer = AskEngine({"exec", container.name, "true"}, kAnswerLimit);
+    status.answers = answer.status == 0;
+    status.health = status.answers ? "answers" : "does not answer: " + answer.output;
+    if (status.answers) {
+        status.memory = engine == Engine::kEmbedded ? MemoryOfSandbox(running, container.name)
+                                                    : MemoryOfContainer(container.name);
+    }
+    for (const RunningCommand& command : running) {
+        if (command.container == container.name) {
+            status.running.push_back(command.command);
+        }
+    }
+    return status;
+}
+
+Json::Value ToJson(const ContainerStatus& status) {
+    Json::Value value(Json::objectValue);
+    value["name"] = status.container.name;
+    value["using"] = status.container.inUse;
+    value["used"] = status.container.used;
+    value["answers"] = status.answers;
+    value["health"] = status.health;
+    value["memory"] = status.memory.empty() ? Json::Value() : Json::Value(status.memory);
+    value["running"] = JsonArray(status.running);
+    return value;
+}
+
+void Print(const ContainerStatus& status) {
+    std::cout << std::left << std::setw(16) << Printable(status.container.name) << std::right
+              << std::setw(6) << status.container.inUse << std::setw(8) << status.container.used
+              << "  " << std::left << std::setw(22) << (status.memory.empty() ? "-" : status.memory)
+              << Printable(status.health) << '\n';
+    for (const std::string& command : status.running) {
+        std::cout << "    runs " << Printable(command) << '\n';
+    }
+}
+
+}  // namespace
+
+CommandResult ShowPoolStatus(bool json) {
+    const std::string what = "cannot show the pool's status";
+    const PoolState pool = ReadPool(what, core::LOCK_TIMEOUT_SECS);
+    const EngineFacts engine = LookAtEngine();
+    const std::vector<RunningCommand> running = RunningCommands();
+    CommandResult result{ExitCode::kDone};
+    result.json["engine"] = engine.version;
+    result.json["containers"] = Json::Value(Json::arrayValue);
+    result.json["waiting"] = Json::UInt64{pool.Waiting()};
+    if (!json) {
+        std::cout << "Engine: " << Printable(engine.version) << '\n'
+                  << "CONTAINER        USING    USED  MEMORY                HEALTH\n";
+    }
+    size_t silent = 0;
+    for (const Container& container : pool.containers) {
+        const ContainerStatus status = StatusOf(container, engine.engine, running);
+        silent += status.answers ? 0U : 1U;
+        result.json["containers"].append(ToJson(status));
+        if (!json) {
+            Print(status);
+        }
+    }
+    if (!json) {
+        std::cout << Count(pool.Waiting(), "job") << " waiting\n";
+    }
+    if (silent != 0) {
+        const Problem problem{ExitCode::kPool,
+                              "the pool is not whole",
+                              Count(silent, "container") + " without an answer",
+                              "'vellumo pool doctor' tells what to do.",
+                              {}};
+        result.code = problem.code;
+        result.json["error"] = cli::ToJson(problem);
+        if (!json) {
+            std::cout.flush();
+            cli::Print(std::cerr, problem);
+        }
+    }
+    return result;
+}
+
+}  // namespace vellumo::cli
