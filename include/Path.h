@@ -76,6 +76,13 @@ public:
     // for a path without any.
     std::string GetFileName(const std::string& defaultValue = "") const;
 
+    // Whether "user" may read the file: HasReadPermission of the real path, with its conditions.
+    // False without "user", without looking at anything.
+    bool CheckPermission() const;
+
+    // The same for `user`, which becomes the object's "user" whatever the answer.
+    bool CheckPermission(const std::string& user);
+
 private:
     // Only Path's own names are seen from outside; the operations by category stay the base's.
     using NAVO::APIBase::ClearData;
@@ -115,6 +122,16 @@ VELLUMO_API bool RealPathToEAPath(const std::string& realPath, std::string& eaPa
 // in the system log, for a malformed path or an unknown share; the home alias is looked up like any
 // other share.
 VELLUMO_API bool IsScaleVolume(const std::string& sharePath);
+
+// Whether the account `user` may read the file at `realPath`, as the volume's access control lists
+// and permissions have it, those of the folders above included. For that the process acts as the
+// user for a moment, and must be able to become root; afterwards its effective ids and its
+// supplementary groups are what they were, whatever the answer. They are the whole process's: no
+// other thread may change ids, or do what needs them, at the same time.
+//
+// False too, with a message in the system log, when the question cannot be asked: no root, no such
+// account, no such file, or a folder above that the user may not search.
+VELLUMO_API bool HasReadPermission(const std::string& realPath, const std::string& user);
 
 }  // namespace NAVO::VELLUMO::path
 

@@ -6,6 +6,10 @@
 
 #include "Export.h"
 
+namespace NAVO {
+class APIRequest;
+}
+
 namespace NAVO::VELLUMO::path {
 class Path;
 }
@@ -46,6 +50,22 @@ VELLUMO_API bool CreateTmpFileNameWithType(const std::string& type, const std::s
 // writing first; where the caller may not do that, it stays and the result is false. True when the
 // file was unlinked. Nothing is logged.
 VELLUMO_API bool RemoveFileDropCache(const std::string& path);
+
+// Records in the transfer log that a document was opened for viewing ("View Document"), when the
+// server's setting "filebrowserxferlog" is "yes" in whatever case; it is read by each call.
+//
+// `displayName`: the name to log, as the user sees the file. `realPath`: where it lies; only its
+// size is looked at. `request`: the request being served, the caller's. A view by a logged-in user
+// is charged to that user; one through a sharing link to the link's owner, and the name logged is
+// then the visitor's account name ("" without one), a blank, the server's text "download_log_desc"
+// and `displayName`, with nothing else between them.
+//
+// True when the entry is written or none is wanted. False for a document that cannot be looked at,
+// a visitor whose id has no account (the one case without a message in the system log), a log that
+// cannot be written and a process that cannot become root. Changes the effective ids for a moment:
+// no other thread may do the same at that time. Processes may log at once.
+VELLUMO_API bool ViewLog(const std::string& displayName, const std::string& realPath,
+                         NAVO::APIRequest* request);
 
 }  // namespace NAVO::VELLUMO
 

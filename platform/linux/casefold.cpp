@@ -56,6 +56,18 @@ char LowerAscii(char c) {
     return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c;
 }
 
+// The length of the character that `text` begins with, 0 when it begins with none.
+size_t LengthOfFirst(std::string_view text) {
+    constexpr wchar_t kLastCharacter = 0x10ffff;
+    std::mbstate_t state{};
+    wchar_t character = L'\0';
+    const size_t length = std::mbrtowc(&character, text.data(), text.size(), &state);
+    if (length == 0) {
+        return 1;  // the null character
+    }
+    return length <= text.size() && character <= kLastCharacter ? length : 0;
+}
+
 }  // namespace
 
 std::string LowerCase(std::string_view text) {
@@ -68,6 +80,18 @@ std::string LowerCase(std::string_view text) {
     const Utf8Characters utf8;
     while (!text.empty()) {
         text.remove_prefix(AppendLower(result, text));
+    }
+    return result;
+}
+
+std::string ValidUtf8(std::string_view text) {
+    constexpr std::string_view kReplacement = "\xef\xbf\xbd";
+    std::string result;
+    const Utf8Characters utf8;
+    while (!text.empty()) {
+        const size_t length = LengthOfFirst(text);
+        result.append(length == 0 ? kReplacement : text.substr(0, length));
+        text.remove_prefix(std::max<size_t>(length, 1));
     }
     return result;
 }

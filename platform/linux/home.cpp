@@ -1,11 +1,10 @@
 // SPDX-License-Identifier: Apache-2.0
 #include <navo/share.h>
-#include <pwd.h>
 
-#include <optional>
 #include <string>
-#include <vector>
+#include <string_view>
 
+#include "account.h"
 #include "fail.h"
 #include "smbshares.h"
 
@@ -13,31 +12,12 @@ namespace NAVO::platform {
 namespace {
 
 constexpr const char* kHomeAlias = "home";
-constexpr size_t kFirstBufferSize = 1024;  // ample for a local account
 
 // Refuses what would lead out of the homes' folder when it becomes a part of a path.
 bool IsLoginName(const std::string& name) {
     constexpr std::string_view kForbidden("/\0", 2);
     return !name.empty() && name != "." && name != ".." &&
            name.find_first_of(kForbidden) == std::string::npos;
-}
-
-// The home directory that the account `user` has; nothing, with errno, when the server does not
-// know the account (ENOENT) or cannot tell.
-std::optional<std::string> AccountHome(const std::string& user) {
-    std::vector<char> buffer(kFirstBufferSize);
-    struct passwd account {};
-    struct passwd* found = nullptr;
-    int error = getpwnam_r(user.c_str(), &account, buffer.data(), buffer.size(), &found);
-    while (error == ERANGE) {
-        buffer.resize(buffer.size() * 2);
-        error = getpwnam_r(user.c_str(), &account, buffer.data(), buffer.size(), &found);
-    }
-    if (found == nullptr) {
-        errno = error == 0 ? ENOENT : error;
-        return std::nullopt;
-    }
-    return std::string(account.pw_dir);
 }
 
 }  // namespace
@@ -65,8 +45,8 @@ bool PortmanFileShare::PfmUserHomeFullPathGet(std::string& home, const std::stri
         Fail(NAVO_ERR_BAD_PARAMETERS, EINVAL);
         return false;
     }
-    const auto accountHome = NAVO::platform::AccountHome(user);
-    if (!accountHome) {
+    const auto account = NAVO::platform::FindAccount(user);
+    if (!account) {
         Fail(NAVO_ERR_NO_SUCH_USER);
         return false;
     }
@@ -75,7 +55,7 @@ bool PortmanFileShare::PfmUserHomeFullPathGet(std::string& home, const std::stri
         Fail(NAVO_ERR_CONFIG);
         return false;
     }
-    const auto found = NAVO::platform::FindHome(*configuration, user, *accountHome);
+    const auto found = NAVO::platform::FindHome(*configuration, user, account->home);
     if (!found) {
         Fail(NAVO_ERR_CONFIG, EINVAL);
         return false;

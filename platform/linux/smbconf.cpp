@@ -199,6 +199,10 @@ std::string SmbConf::Section::Text(std::string_view parameter) const {
     return found == _values.end() ? std::string() : std::string(Unquoted(found->second));
 }
 
+bool SmbConf::Section::Has(std::string_view parameter) const {
+    return _values.contains(NormalizedParameter(parameter));
+}
+
 bool SmbConf::Section::IsTrue(std::string_view parameter) const {
     const std::string value = LowerCase(Text(parameter));
     return value == "yes" || value == "true" || value == "on" || value == "1";

@@ -27,6 +27,9 @@ public:
         // The value of `parameter` without the quotes around it; "" when there is none.
         std::string Text(std::string_view parameter) const;
 
+        // Whether `parameter` is there, be its value empty.
+        bool Has(std::string_view parameter) const;
+
         // Whether the value of `parameter` is yes, true, on or 1.
         bool IsTrue(std::string_view parameter) const;
 

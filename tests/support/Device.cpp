@@ -138,9 +138,11 @@ bool HasOtherUsers() {
 void PrepareFreshDevice() {
     Empty("/volume1");
     Empty("/volume2");
-    for (const char* directory :
-         {"/volume1/docs", "/volume1/docker", "/volume1/homes/ann", "/volume2/archive",
-          "/var/packages/Vellumo/etc", "/var/packages/Vellumo/target/conf"}) {
+    Empty("/usr/navo");
+    Empty("/var/log/navo");
+    for (const char* directory : {"/volume1/docs", "/volume1/docker", "/volume1/homes/ann",
+                                  "/volume2/archive", "/var/packages/Vellumo/etc",
+                                  "/var/packages/Vellumo/target/conf", "/usr/navo/etc/strings"}) {
         MakeDirectory(directory);
     }
     WriteFile("/etc/samba/smb.conf", kShares);

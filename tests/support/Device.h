@@ -47,8 +47,8 @@ std::vector<std::vector<std::string>> DockerCalls();
 // Whether two commands were ever in one container at the same time.
 bool ContainersEverOverlapped();
 
-// Makes the device fresh: nothing on its volumes but the folders of its shares, containers navo1
-// and navo2 in the state file, the scripted tools.
+// Makes the device fresh: nothing on its volumes but the folders of its shares, no settings, texts
+// or transfer log, containers navo1 and navo2 in the state file, the scripted tools.
 void PrepareFreshDevice();
 
 // A test on a fresh device, with no messages in the system log yet.

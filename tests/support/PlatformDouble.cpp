@@ -2,12 +2,16 @@
 #include "PlatformDouble.h"
 
 #include <dlfcn.h>
+#include <grp.h>
+#include <navo/acl.h>
 #include <navo/ea.h>
 #include <navo/error.h>
 #include <navo/exec.h>
 #include <navo/file.h>
 #include <navo/lock.h>
 #include <navo/share.h>
+#include <navo/user.h>
+#include <navo/xferlog.h>
 #include <unistd.h>
 
 #include <cerrno>
@@ -240,6 +244,81 @@ int NAVOEAMKDir(int flags, const char* directory) {
     return answer ? *answer : Real<decltype(NAVOEAMKDir)>("_Z11NAVOEAMKDiriPKc")(flags, directory);
 }
 
+bool ResetCredentialsByName(const char* user, bool canReturn) {
+    const auto answer = Note("ResetCredentialsByName", FALSE, user, static_cast<int>(canReturn));
+    return answer ? *answer != FALSE
+                  : Real<decltype(ResetCredentialsByName)>("_Z22ResetCredentialsByNamePKcb")(
+                        user, canReturn);
+}
+
+int NAVOACLPermGet(const char* path, unsigned* mask) {
+    const auto answer = Note("NAVOACLPermGet", -1, path);
+    return answer ? *answer : Real<decltype(NAVOACLPermGet)>("_Z14NAVOACLPermGetPKcPj")(path, mask);
+}
+
+int NAVOUserGet(const char* name, PNAVOUSER* user) {
+    const auto answer = Note("NAVOUserGet", -1, name);
+    return answer ? *answer
+                  : Real<decltype(NAVOUserGet)>("_Z11NAVOUserGetPKcPP8NAVOUSER")(name, user);
+}
+
+int NAVOUserGetByUID(uint32_t uid, PNAVOUSER* user) {
+    const auto answer = Note("NAVOUserGetByUID", -1, uid);
+    return answer ? *answer
+                  : Real<decltype(NAVOUserGetByUID)>("_Z16NAVOUserGetByUIDjPP8NAVOUSER")(uid, user);
+}
+
+int NAVOGroupGetGID(const char* name, uint32_t* gid) {
+    const auto answer = Note("NAVOGroupGetGID", -1, name);
+    return answer ? *answer
+                  : Real<decltype(NAVOGroupGetGID)>("_Z15NAVOGroupGetGIDPKcPj")(name, gid);
+}
+
+int NAVOGroupGetByGID(uint32_t gid, PNAVOGROUP* group) {
+    const auto answer = Note("NAVOGroupGetByGID", -1, gid);
+    return answer ? *answer
+                  : Real<decltype(NAVOGroupGetByGID)>("_Z17NAVOGroupGetByGIDjPP9NAVOGROUP")(gid,
+                                                                                            group);
+}
+
+int NAVOUserLoginNameConvert(const char* name, char* buffer, size_t size) {
+    const auto answer = Note("NAVOUserLoginNameConvert", -1, name, size);
+    return answer ? *answer
+                  : Real<decltype(NAVOUserLoginNameConvert)>("_Z24NAVOUserLoginNameConvertPKcPcm")(
+                        name, buffer, size);
+}
+
+int NLIBUserRealNameGet(const char* name, char* buffer, size_t size) {
+    const auto answer = Note("NLIBUserRealNameGet", -1, name, size);
+    return answer ? *answer
+                  : Real<decltype(NLIBUserRealNameGet)>("_Z19NLIBUserRealNameGetPKcPcm")(
+                        name, buffer, size);
+}
+
+int NAVOWinsUserNameFqdn2Netbios(const char* name, char* buffer, size_t size) {
+    const auto answer = Note("NAVOWinsUserNameFqdn2Netbios", -1, name, size);
+    return answer ? *answer
+                  : Real<decltype(NAVOWinsUserNameFqdn2Netbios)>(
+                        "_Z28NAVOWinsUserNameFqdn2NetbiosPKcPcm")(name, buffer, size);
+}
+
+// Answered, it gives null whatever the answer.
+PNLIBCSZHASH NLIBGroupInfoHashGet(const char* user, int withPrimary, int flags) {
+    const auto answer = Note("NLIBGroupInfoHashGet", 0, user, withPrimary, flags);
+    return answer ? nullptr
+                  : Real<decltype(NLIBGroupInfoHashGet)>("_Z20NLIBGroupInfoHashGetPKcii")(
+                        user, withPrimary, flags);
+}
+
+int NAVOLogNOSFMXferLog(const char* remoteAddress, const char* user, const char* action,
+                        int64_t size, const char* fileName, int reserved) {
+    const auto answer =
+        Note("NAVOLogNOSFMXferLog", -1, remoteAddress, user, action, size, fileName, reserved);
+    return answer ? *answer
+                  : Real<decltype(NAVOLogNOSFMXferLog)>("_Z19NAVOLogNOSFMXferLogPKcS0_S0_lS0_i")(
+                        remoteAddress, user, action, size, fileName, reserved);
+}
+
 // Not the platform's own, but as fallible: the calls that make scratch names and change ids.
 extern "C" {
 
@@ -262,6 +341,11 @@ int setresuid(uid_t real, uid_t effective, uid_t saved) noexcept {
 int setresgid(gid_t real, gid_t effective, gid_t saved) noexcept {
     const auto answer = Note("setresgid", -1, static_cast<int>(effective));
     return answer ? *answer : Real<int(gid_t, gid_t, gid_t)>("setresgid")(real, effective, saved);
+}
+
+int setgroups(size_t count, const gid_t* groups) noexcept {
+    const auto answer = Note("setgroups", -1, count);
+    return answer ? *answer : Real<int(size_t, const gid_t*)>("setgroups")(count, groups);
 }
 // NOLINTEND(readability-identifier-naming,readability-inconsistent-declaration-parameter-name)
 }

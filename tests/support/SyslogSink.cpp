@@ -9,6 +9,7 @@
 #include <unistd.h>
 
 #include <array>
+#include <cerrno>
 #include <csignal>
 #include <cstdlib>
 #include <cstring>
@@ -69,7 +70,11 @@ SyslogSink::~SyslogSink() {
 
 void SyslogSink::Listen(const std::stop_token& stop) {
     pollfd arrival{_socket, POLLIN, 0};
-    while (!stop.stop_requested() && poll(&arrival, 1, -1) > 0) {
+    while (!stop.stop_requested()) {
+        // Changing ids interrupts every thread: the C library has each of them change its own.
+        if (poll(&arrival, 1, -1) < 0 && errno != EINTR) {
+            return;
+        }
         const std::scoped_lock lock(_guard);
         Collect();
     }
