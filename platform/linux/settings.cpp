@@ -63,6 +63,8 @@ std::optional<std::string> TextIn(const std::string& language,
 }  // namespace
 }  // namespace NAVO::platform
 
+NavoConf::NavoConf() = default;
+
 // NOLINTNEXTLINE(readability-convert-member-functions-to-static): a member for the interface's sake
 std::string NavoConf::Info(const std::string& key, const std::string& defaultValue) const {
     const NAVO::platform::SuccessKeepsErrno success;

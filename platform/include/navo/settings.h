@@ -21,6 +21,8 @@
 // /usr/navo/etc/navo.conf
 class NAVO_API NavoConf {
 public:
+    NavoConf();
+
     // The value of `key`, or `defaultValue` when it is not set.
     std::string Info(const std::string& key, const std::string& defaultValue) const;
 };
