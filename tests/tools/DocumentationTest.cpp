@@ -58,7 +58,8 @@ class DocumentationTest : public ToolTest {};
 }  // namespace
 
 TEST_F(DocumentationTest, EveryCommandTeachesByExamples) {
-    for (const char* command : {"pdf", "thumbnail", "cache", "path", "pool", "queue", "record"}) {
+    for (const char* command :
+         {"pdf", "thumbnail", "cache", "path", "check", "pool", "queue", "record"}) {
         EXPECT_THAT(Help({command}), AllOf(HasSubstr("Usage: vellumo "), HasSubstr("Examples:"),
                                            HasSubstr(std::string("  vellumo ") + command)));
     }
@@ -103,6 +104,7 @@ TEST_F(DocumentationTest, TheManualTellsEveryOption) {
                                                     {"cache", "remove"},
                                                     {"cache", "collect"},
                                                     {"path"},
+                                                    {"check"},
                                                     {"pool"},
                                                     {"pool", "remove"},
                                                     {"pool", "status"},
@@ -160,6 +162,7 @@ TEST_F(DocumentationTest, CompletionOffersEveryOptionOfACommand) {
                                                     {"cache", "remove"},
                                                     {"cache", "collect"},
                                                     {"path"},
+                                                    {"check"},
                                                     {"pool", "list"},
                                                     {"pool", "add"},
                                                     {"pool", "remove"},

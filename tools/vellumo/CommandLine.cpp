@@ -6,6 +6,7 @@
 #include <sstream>
 
 #include "CacheCommand.h"
+#include "CheckCommand.h"
 #include "PathCommand.h"
 #include "PdfCommand.h"
 #include "PoolCommand.h"
@@ -25,6 +26,7 @@ constexpr const char* kExamples =
     "  vellumo pdf /docs/report.docx      make ./report.pdf of a document in the share docs\n"
     "  vellumo thumbnail -r /docs         keep a picture of every document in that share\n"
     "  vellumo path /docs/report.docx     show where it lies, and what converts it\n"
+    "  vellumo check /docs/a.odt --user ann   tell whether ann may read it\n"
     "  vellumo pool                       show containers, waiting and running jobs\n"
     "  vellumo queue                      show the work that is queued\n"
     "'vellumo COMMAND --help' tells more, and so does 'man vellumo'. With --json every command\n"
@@ -83,6 +85,7 @@ CommandLine::CommandLine() : _app(kDescription, "vellumo") {
     _commands.push_back(std::make_unique<PoolCommand>(_app));
     _commands.push_back(std::make_unique<QueueCommand>(_app));
     _commands.push_back(std::make_unique<RecordCommand>(_app));
+    _commands.push_back(std::make_unique<CheckCommand>(_app));
     AddJsonFlag(_app, _json);
 }
 

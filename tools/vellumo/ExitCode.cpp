@@ -22,6 +22,7 @@ constexpr ExitCodeEntry kExitCodes[] = {
     {ExitCode::kOutput, "output", "the output exists already or cannot be written"},
     {ExitCode::kDatabase, "database", "a database cannot be opened, read or written"},
     {ExitCode::kNotFound, "not-found", "what was asked for does not exist"},
+    {ExitCode::kDenied, "denied", "the user may not read the document"},
     {ExitCode::kInterrupted, "interrupted", "interrupted by a signal"},
 };
 

@@ -22,6 +22,7 @@ enum class ExitCode : int {
     kOutput = 10,
     kDatabase = 11,
     kNotFound = 12,
+    kDenied = 13,
     kInterrupted = 130
 };
 

@@ -8,7 +8,7 @@ _vellumo_candidates() {
     local word command='' action='' previous=''
     for word in "$@"; do
         case $command:$word in
-            :pdf | :thumbnail | :cache | :path | :pool | :queue | :record) command=$word ;;
+            :pdf | :thumbnail | :cache | :path | :check | :pool | :queue | :record) command=$word ;;
             cache:list | cache:size | cache:clean | cache:remove | cache:collect) action=$word ;;
             pool:list | pool:add | pool:remove | pool:reset | pool:status | pool:doctor) action=$word ;;
             queue:list | queue:add | queue:next | queue:done | queue:has) action=$word ;;
@@ -23,7 +23,7 @@ _vellumo_candidates() {
         --op | --type | --limit | --source | --converted | --uid | --code) return ;;
     esac
     case $command:$action in
-        :) printf '%s\n' pdf thumbnail cache path pool queue record --help --version --json ;;
+        :) printf '%s\n' pdf thumbnail cache path check pool queue record --help --version --json ;;
         pdf:)
             printf '%s\n' --user --pages --output --recursive --refresh --force --quiet --progress \
                 --no-cache --json --help
@@ -38,7 +38,7 @@ _vellumo_candidates() {
         cache:clean) printf '%s\n' --user --recursive --json --help ;;
         cache:remove) printf '%s\n' --user --pdf --thumbnail --json --help ;;
         cache:collect) printf '%s\n' --limit --json --help ;;
-        path:) printf '%s\n' --user --json --help ;;
+        path: | check:) printf '%s\n' --user --json --help ;;
         pool:) printf '%s\n' list add remove reset status doctor --json --help ;;
         pool:list | pool:status | pool:doctor) printf '%s\n' --json --help ;;
         pool:add) printf '%s\n' --json --help ;;
