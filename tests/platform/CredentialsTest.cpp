@@ -26,13 +26,13 @@ std::vector<gid_t> Groups() {
 
 std::array<uid_t, 3> UserIds() {
     std::array<uid_t, 3> ids{};
-    EXPECT_EQ(getresuid(&ids[0], &ids[1], &ids[2]), 0);
+    EXPECT_EQ(getresuid(ids.data(), &ids[1], &ids[2]), 0);
     return ids;
 }
 
 std::array<gid_t, 3> GroupIds() {
     std::array<gid_t, 3> ids{};
-    EXPECT_EQ(getresgid(&ids[0], &ids[1], &ids[2]), 0);
+    EXPECT_EQ(getresgid(ids.data(), &ids[1], &ids[2]), 0);
     return ids;
 }
 

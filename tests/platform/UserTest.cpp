@@ -149,7 +149,7 @@ TEST_F(AccountsOnDevice, GroupsMayHaveManyMembers) {
 }
 
 TEST_F(AccountsOnDevice, GroupsOfAUserAreTheirNamesAndNumbers) {
-    const PNLIBCSZHASH hash = NLIBGroupInfoHashGet("carl", 1, 0);
+    NLIBCSZHASH* const hash = NLIBGroupInfoHashGet("carl", 1, 0);
     ASSERT_NE(hash, nullptr);
     std::map<std::string, std::string> groups;
     for (int32_t i = 0; i < hash->count; ++i) {
@@ -164,7 +164,7 @@ TEST_F(AccountsOnDevice, GroupsOfAUserAreTheirNamesAndNumbers) {
 }
 
 TEST_F(AccountsOnDevice, AGroupWithoutANameHasItsNumberOnly) {
-    const PNLIBCSZHASH hash = NLIBGroupInfoHashGet("dora", 1, 0);
+    NLIBCSZHASH* const hash = NLIBGroupInfoHashGet("dora", 1, 0);
     ASSERT_NE(hash, nullptr);
     ASSERT_EQ(hash->count, 1);
     EXPECT_EQ(hash->items[0].szKey, nullptr);
@@ -173,7 +173,7 @@ TEST_F(AccountsOnDevice, AGroupWithoutANameHasItsNumberOnly) {
 }
 
 TEST_F(AccountsOnDevice, GroupsOfNobodyFail) {
-    const PNLIBCSZHASH none = nullptr;
+    NLIBCSZHASH* const none = nullptr;
     ExpectFailure([] { return NLIBGroupInfoHashGet("nobody-such", 1, 0); }, none, kNoSuchUser);
     ExpectFailure([] { return NLIBGroupInfoHashGet("", 1, 0); }, none, kBadParameters);
     ExpectFailure([] { return NLIBGroupInfoHashGet("ann", 0, 0); }, none, kBadParameters);

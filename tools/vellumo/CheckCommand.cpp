@@ -45,7 +45,7 @@ void NeedRoot() {
 }
 
 std::string AccountOf(const std::string& user) {
-    const std::string account = core::GetRealUsername(user.c_str());
+    std::string account = core::GetRealUsername(user.c_str());
     unsigned int uid = 0;
     if (!core::UserToUID(account, uid)) {
         throw Failure({ExitCode::kBadInput,

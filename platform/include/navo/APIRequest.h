@@ -8,8 +8,10 @@
 
 namespace NAVO {
 
-// What a sharing link and a visit to it are recorded as.
+// What a sharing link and a visit to it are recorded as; named as the records' columns are.
 namespace sharing::record {
+
+// NOLINTBEGIN(readability-identifier-naming)
 
 // A sharing link.
 class NAVO_API Entry {
@@ -35,6 +37,8 @@ public:
 private:
     int _uid = kNoUser;
 };
+
+// NOLINTEND(readability-identifier-naming)
 
 }  // namespace sharing::record
 
