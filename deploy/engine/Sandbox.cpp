@@ -99,6 +99,7 @@ Words OwnSettings(const std::string& data) {
     Append(words, {"--ro-bind", data + "/etc/ImageMagick", "/etc/ImageMagick-6"});
     Append(words, {"--ro-bind", data + "/etc/ImageMagick", "/etc/ImageMagick-7"});
     Append(words, {"--ro-bind", data + "/bin", "/opt/vellumo/bin"});
+    Append(words, {"--ro-bind", data + "/lib", "/opt/vellumo/lib"});
     Append(words, {"--ro-bind", data + "/profile", "/opt/vellumo/profile"});
     return words;
 }

@@ -1,17 +1,8 @@
-#!/usr/bin/python3
 # SPDX-License-Identifier: Apache-2.0
-"""unoconv -o TARGET --format=pdf [--spreadsheet-fitpage=x] [-e PageRange=RANGE] SOURCE
+"""A running office, and what is done with a document in it."""
 
-Turns a document into a PDF with an office of its own. The stock unoconv does not know
---spreadsheet-fitpage, which scales each sheet to the width of one page.
-
-Exit status: 0 done, 2 wrong usage, 5 the document could not be loaded, 6 the office failed.
-"""
-
-import argparse
 import os
 import subprocess
-import sys
 import time
 
 import uno
@@ -23,7 +14,7 @@ LOAD_FAILED = 5
 OFFICE_FAILED = 6
 
 OFFICE = os.path.dirname(os.path.realpath('/usr/bin/soffice')) + '/soffice.bin'
-PROFILE_MAKER = os.path.dirname(os.path.abspath(__file__)) + '/office-profile'
+PROFILE_MAKER = os.path.dirname(os.path.abspath(__file__)) + '/../bin/office-profile'
 START_AGAIN = 81  # the office's exit status after it has set up a new profile
 START_LIMIT = 60  # seconds
 POLL = 0.02  # seconds
@@ -41,22 +32,11 @@ EXPORT_FILTERS = (
 
 
 class Failure(Exception):
+    """Why a document could not be converted, and unoconv's exit status for it."""
+
     def __init__(self, status, message):
         super().__init__(message)
         self.status = status
-
-
-def parse_arguments():
-    parser = argparse.ArgumentParser(prog='unoconv', allow_abbrev=False)
-    parser.add_argument('-o', dest='target', required=True)
-    parser.add_argument('--format', choices=['pdf'], required=True)
-    parser.add_argument('--spreadsheet-fitpage', dest='fit', choices=['x'])
-    parser.add_argument('-e', dest='export', metavar='PageRange=RANGE')
-    parser.add_argument('source')
-    arguments = parser.parse_args()
-    if arguments.export and not arguments.export.startswith('PageRange='):
-        parser.error('-e knows PageRange only')
-    return arguments
 
 
 def properties(**values):
@@ -64,11 +44,17 @@ def properties(**values):
 
 
 class Office:
-    """An office that lives as long as the block that it is used in."""
+    """An office with its own profile, below $HOME, that lives as long as the block that it is used
+    in. `options` go to subprocess.Popen."""
+
+    def __init__(self, **options):
+        self.options = options
+        # The name is seen by every user of the machine, but only its own user may connect.
+        self.address = f'pipe,name=vellumo{os.getpid()};urp;'
+        self.process = None
 
     def __enter__(self):
         subprocess.run([PROFILE_MAKER], check=True)
-        self.address = f'pipe,name=unoconv{os.getpid()};urp;'
         self.start()
         return self
 
@@ -80,7 +66,7 @@ class Office:
         self.process = subprocess.Popen(
             [OFFICE, '--headless', '--invisible', '--norestore', '--nologo', '--nodefault',
              '--nolockcheck', '--nofirststartwizard', '--accept=' + self.address],
-            stdin=subprocess.DEVNULL)
+            stdin=subprocess.DEVNULL, **self.options)
 
     def desktop(self):
         local = uno.getComponentContext()
@@ -156,22 +142,9 @@ def export(document, target, page_range):
                         properties(FilterName=name, FilterData=data))
 
 
-def convert(arguments):
-    page_range = (arguments.export or '').partition('=')[2]
-    with Office() as office:
-        document = load(office.desktop(), arguments.source)
-        try:
-            update_indexes(document)
-            hide_tracked_changes(document)
-            if arguments.fit:
-                fit_sheets_to_page_width(document)
-            export(document, arguments.target, page_range)
-        except UnoException as error:
-            raise Failure(OFFICE_FAILED, f'{arguments.source}: {error}') from error
-
-
-try:
-    convert(parse_arguments())
-except Failure as failure:
-    print(f'unoconv: {failure}', file=sys.stderr)
-    sys.exit(failure.status)
+def refresh(document, fit):
+    """What unoconv does to a document before it exports it, and soffice does not."""
+    update_indexes(document)
+    hide_tracked_changes(document)
+    if fit:
+        fit_sheets_to_page_width(document)
