@@ -12,7 +12,7 @@
 //   VELLUMO_SOURCE, VELLUMO_TARGET   the scratch directories (/Vellumo/@tmp/source, …/target)
 //   VELLUMO_ROOMS                    where rooms are made (/tmp)
 //   VELLUMO_OFFICE_SOCKET            where the warm office listens (/run/vellumo/office)
-//   VELLUMO_OFFICE_WAIT              how long to wait for it before a cold one is started (ms)
+//   VELLUMO_OFFICE_WAIT              how long to wait for it before a cold one is started (1200 ms)
 //   VELLUMO_OFFICE_UID, VELLUMO_TOOL_UID   users of the warm office and of the tools (65534)
 #define _GNU_SOURCE
 #include <dirent.h>
@@ -46,6 +46,8 @@ enum {
     SIGNATURE_RANGE = 1024,  // how far into a file PDF readers look for its signature
     MAX_ARGUMENTS = 64,
     MAX_REPLY = 1024,
+    POLL = 20,          // ms
+    START_WAIT = 8000,  // ms for an office that is just starting: a second one would not be sooner
 };
 
 typedef struct {
@@ -481,18 +483,32 @@ static Request parse(const Command* command) {
     return request;
 }
 
-static int connect_to_office(void) {
+static int connect_once(const char* path) {
     struct sockaddr_un address = {.sun_family = AF_UNIX};
-    const char* path = setting("VELLUMO_OFFICE_SOCKET", "/run/vellumo/office");
     if (strlen(path) >= sizeof address.sun_path) {
+        errno = ENAMETOOLONG;
         return -1;
     }
     memcpy(address.sun_path, path, strlen(path));
     // Non-blocking: when so many wait already that there is no room to queue, a cold one is sooner.
     const int office = socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0);
     if (office >= 0 && connect(office, (struct sockaddr*)&address, sizeof address) != 0) {
+        const int error = errno;
         (void)close(office);
+        errno = error;
         return -1;
+    }
+    return office;
+}
+
+// A socket that nobody listens at belongs to a keeper that has just died and will be back.
+static int connect_to_office(int limit) {
+    const char* path = setting("VELLUMO_OFFICE_SOCKET", "/run/vellumo/office");
+    int office = connect_once(path);
+    for (int waited = 0; office < 0 && errno == ECONNREFUSED && waited < limit; waited += POLL) {
+        const struct timespec time = {0, POLL * 1000000L};
+        (void)nanosleep(&time, NULL);
+        office = connect_once(path);
     }
     return office;
 }
@@ -534,19 +550,27 @@ static void read_answer(int office, char* answer) {
     answer[length] = '\0';
 }
 
+// Waits until the office has begun.
+static bool has_begun(int office, int limit) {
+    char byte = '\0';
+    bool answered = receive(office, limit, &byte);
+    if (answered && byte == 'W') {
+        answered = receive(office, START_WAIT, &byte);
+    }
+    return answered && byte == 'A';
+}
+
 // Has the warm office do it. Gives the exit status, or -1 when a cold one is needed.
 static int run_warm(const Command* command, const Request* request) {
-    const int office = connect_to_office();
+    const int limit = (int)number("VELLUMO_OFFICE_WAIT", 1200);
+    const int office = connect_to_office(limit);
     if (office < 0) {
         return -1;
     }
     enter_room(command->document, user("VELLUMO_OFFICE_UID"));
     char answer[MAX_REPLY] = "";
-    const int limit = (int)number("VELLUMO_OFFICE_WAIT", 1000);
-    if (ask(office, request) && receive(office, limit, answer) && answer[0] == 'A') {
+    if (ask(office, request) && has_begun(office, limit)) {
         read_answer(office, answer);
-    } else {
-        answer[0] = '\0';
     }
     (void)close(office);
     char* text = NULL;
