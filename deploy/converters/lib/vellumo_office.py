@@ -8,6 +8,7 @@ import time
 import uno
 from com.sun.star.beans import PropertyValue
 from com.sun.star.connection import NoConnectException
+from com.sun.star.lang import DisposedException
 from com.sun.star.uno import Exception as UnoException
 
 LOAD_FAILED = 5

@@ -582,7 +582,7 @@ static int run_warm(const Command* command, const Request* request) {
     if (status == 0) {
         publish_all();
     } else {
-        fprintf(stderr, "%s: %s%s\n", name_, command->document, text);
+        fprintf(stderr, "%s: %s:%s", name_, command->document, text);
     }
     return (int)status;
 }
