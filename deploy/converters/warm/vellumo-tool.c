@@ -63,6 +63,7 @@ typedef struct {
     char** words;
     int count;
     const char* document;  // the document's path, in the source directory; null when there is none
+    int file;              // the document, open
 } Command;
 
 static const char* name_;  // what this program was called by
@@ -205,20 +206,18 @@ static bool copy_content(int from, int to) {
     return copied == 0;
 }
 
-static void copy_document(const char* document) {
-    const int from = open_document(document);
+static void copy_document(const Command* command) {
     char directory[PATH_MAX];
     join(directory, room_.path, "in");
-    join(room_.in, directory, file_name(document));
+    join(room_.in, directory, file_name(command->document));
     if (mkdir(directory, 0755) != 0) {
         fail(ROOM_FAILED, directory, strerror(errno));
     }
     const int to = open(room_.in, O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0444);
-    if (to < 0 || !copy_content(from, to)) {
+    if (to < 0 || lseek(command->file, 0, SEEK_SET) != 0 || !copy_content(command->file, to)) {
         fail(ROOM_FAILED, room_.in, strerror(errno));
     }
     (void)close(to);
-    (void)close(from);
 }
 
 static void give(const char* path) {
@@ -252,13 +251,13 @@ static void make_own(char* path, const char* name) {
 
 // A room for `owner`: in/ with the document, which stays this program's, out/ and home/. The room
 // itself is only passed through, so nothing in it can be exchanged.
-static void enter_room(const char* document, uid_t owner) {
+static void enter_room(const Command* command, uid_t owner) {
     make_room();
     room_.owner = owner;
     make_own(room_.out, "out");
     make_own(room_.home, "home");
-    if (document != NULL) {
-        copy_document(document);
+    if (command->document != NULL) {
+        copy_document(command);
     }
     if (geteuid() != owner &&
         (chown(room_.path, (uid_t)-1, owner) != 0 || chmod(room_.path, 0710) != 0)) {
@@ -396,7 +395,7 @@ static int wait_for(pid_t tool) {
 }
 
 static int run_cold(const Command* command) {
-    enter_room(command->document, user("VELLUMO_TOOL_UID"));
+    enter_room(command, user("VELLUMO_TOOL_UID"));
     char* words[MAX_ARGUMENTS + 1] = {command->words[0]};
     for (int i = 1; i < command->count; ++i) {
         words[i] = into_room(command, command->words[i]);
@@ -567,7 +566,7 @@ static int run_warm(const Command* command, const Request* request) {
     if (office < 0) {
         return -1;
     }
-    enter_room(command->document, user("VELLUMO_OFFICE_UID"));
+    enter_room(command, user("VELLUMO_OFFICE_UID"));
     char answer[MAX_REPLY] = "";
     if (ask(office, request) && has_begun(office, limit)) {
         read_answer(office, answer);
@@ -605,8 +604,11 @@ int main(int argc, char** argv) {
     }
     (void)umask(022);
     arrange_signals();
-    Command command = {argv, argc, NULL};
+    Command command = {argv, argc, NULL, -1};
     find_document(&command);
+    if (command.document != NULL) {
+        command.file = open_document(command.document);
+    }
     const Request request = parse(&command);
     int status = request.mode != NULL ? run_warm(&command, &request) : -1;
     if (status < 0) {
