@@ -178,7 +178,7 @@ bool Doctor::CheckEngine() {
 
 void Doctor::CheckContainers() {
     for (const Container& container : ReadPool("", core::LOCK_TIMEOUT_SECS).containers) {
-        const EngineAnswer answer = AskEngine({"exec", container.name, "true"}, kAnswerLimit);
+        const Answer answer = AskEngine({"exec", container.name, "true"}, kAnswerLimit);
         if (answer.status == 0) {
             Add({container.name, true, "answers", ""});
         } else {

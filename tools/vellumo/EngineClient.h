@@ -8,18 +8,14 @@
 #include <string>
 #include <vector>
 
+#include "Program.h"
+
 namespace vellumo::cli {
 
 inline constexpr const char* kEngineClient = "/usr/local/bin/docker";
 
-// What a call of the container engine's client came to.
-struct EngineAnswer {
-    int status;          // exit status; -1 when it could not be started or did not end in time
-    std::string output;  // what it wrote, without line ends at its end; why it failed for -1
-};
-
-// Calls the client with `arguments` and waits for it, no longer than `limit`.
-EngineAnswer AskEngine(const std::vector<std::string>& arguments, std::chrono::seconds limit);
+// Calls the container engine's client with `arguments` and waits for it, no longer than `limit`.
+Answer AskEngine(const std::vector<std::string>& arguments, std::chrono::seconds limit);
 
 // Which engine stands behind the client.
 enum class Engine {

@@ -24,6 +24,8 @@ constexpr const char* kExamples =
     "  vellumo pool remove navo2          take one out again\n"
     "  vellumo pool remove --force navo2  also when it counts as busy, for instance after a crash\n"
     "  vellumo pool reset --yes           back to the factory default\n"
+    "  vellumo pool up                    containers as many as this machine is good for\n"
+    "  vellumo pool down                  none any more\n"
     "  vellumo pool status                do the containers answer, what runs, how much memory\n"
     "  vellumo pool doctor                converts a small document with every tool\n"
     "Register two containers at the least: the first by name is kept for whole documents, so\n"
@@ -189,6 +191,8 @@ PoolCommand::PoolCommand(CLI::App& app)
     AddAdd();
     AddRemove();
     AddReset();
+    AddUp();
+    AddDown();
     AddAction("status", "Show how each container is, and what runs in it",
               [this] { return ShowPoolStatus(Json()); });
     AddAction("doctor", "Try everything that a conversion needs, and say what to mend",
@@ -220,6 +224,28 @@ void PoolCommand::AddReset() {
     AddAction("reset", "Restore the state file's factory default", [this] {
         return Reset();
     })->add_flag("--yes", _yes, "Also when containers or jobs are lost by it");
+}
+
+void PoolCommand::AddUp() {
+    CLI::App* arguments = AddAction("up", "Start the converter containers and register them",
+                                    [this] { return BringPoolUp(_wishes, Json()); });
+    arguments->add_option("--size", _wishes.size, "Containers; default: by cores and memory")
+        ->check(CLI::Range(2, 64))
+        ->option_text("N");
+    arguments
+        ->add_option("--engine", _wishes.engine, "docker or embedded; default: the one there is")
+        ->check(CLI::IsMember({"docker", "embedded"}))
+        ->option_text("NAME");
+    arguments->add_option("--image", _wishes.image, "The image; default: " + _wishes.image)
+        ->check(CheckGiven)
+        ->option_text("IMAGE");
+    arguments->add_flag("--rebuild", _wishes.rebuild, "Make the image and its containers anew");
+}
+
+void PoolCommand::AddDown() {
+    AddAction("down", "End the converter containers and take them out of the pool", [this] {
+        return TakePoolDown(_wishes, Json());
+    })->add_flag("--force", _wishes.force, "Also those that are in use");
 }
 
 CommandResult PoolCommand::List() const {

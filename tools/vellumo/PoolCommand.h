@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "ActionCommand.h"
+#include "PoolSetup.h"
 
 namespace vellumo::cli {
 
@@ -19,6 +20,8 @@ private:
     void AddAdd();
     void AddRemove();
     void AddReset();
+    void AddUp();
+    void AddDown();
 
     CommandResult List() const;
     CommandResult Register() const;
@@ -28,6 +31,7 @@ private:
     std::vector<std::string> _names;
     bool _force = false;
     bool _yes = false;
+    PoolWishes _wishes;
 };
 
 }  // namespace vellumo::cli

@@ -80,7 +80,7 @@ std::string MemoryOfSandbox(const std::vector<RunningCommand>& running, const st
 }
 
 std::string MemoryOfContainer(const std::string& name) {
-    const EngineAnswer answer =
+    const Answer answer =
         AskEngine({"stats", "--no-stream", "--format", "{{.MemUsage}}", name}, kStatisticsLimit);
     return answer.status == 0 ? answer.output : "";
 }
@@ -88,7 +88,7 @@ std::string MemoryOfContainer(const std::string& name) {
 ContainerStatus StatusOf(const Container& container, Engine engine,
                          const std::vector<RunningCommand>& running) {
     ContainerStatus status{container, false, "", "", {}};
-    const EngineAnswer answer = AskEngine({"exec", container.name, "true"}, kAnswerLimit);
+    const Answer answer = AskEngine({"exec", container.name, "true"}, kAnswerLimit);
     status.answers = answer.status == 0;
     status.health = status.answers ? "answers" : "does not answer: " + answer.output;
     if (status.answers) {

@@ -10,7 +10,9 @@ _vellumo_candidates() {
         case $command:$word in
             :pdf | :thumbnail | :cache | :path | :check | :pool | :queue | :record) command=$word ;;
             cache:list | cache:size | cache:clean | cache:remove | cache:collect) action=$word ;;
-            pool:list | pool:add | pool:remove | pool:reset | pool:status | pool:doctor) action=$word ;;
+            pool:list | pool:add | pool:remove | pool:reset) action=$word ;;
+            pool:up | pool:down) action=$word ;;
+            pool:status | pool:doctor) action=$word ;;
             queue:list | queue:add | queue:next | queue:done | queue:has) action=$word ;;
             record:create | record:show | record:update | record:delete) action=$word ;;
         esac
@@ -20,6 +22,8 @@ _vellumo_candidates() {
         --user) compgen -u && return ;;
         --progress) printf '%s\n' auto plain none && return ;;
         --pages | -o | --output) return ;;
+        --engine) printf '%s\n' docker embedded && return ;;
+        --size | --image) return ;;
         --op | --type | --limit | --source | --converted | --uid | --code) return ;;
     esac
     case $command:$action in
@@ -39,8 +43,10 @@ _vellumo_candidates() {
         cache:remove) printf '%s\n' --user --pdf --thumbnail --json --help ;;
         cache:collect) printf '%s\n' --limit --json --help ;;
         path: | check:) printf '%s\n' --user --json --help ;;
-        pool:) printf '%s\n' list add remove reset status doctor --json --help ;;
+        pool:) printf '%s\n' list add remove reset up down status doctor --json --help ;;
         pool:list | pool:status | pool:doctor) printf '%s\n' --json --help ;;
+        pool:up) printf '%s\n' --size --engine --image --rebuild --json --help ;;
+        pool:down) printf '%s\n' --force --json --help ;;
         pool:add) printf '%s\n' --json --help ;;
         pool:remove)
             printf '%s\n' --force --json --help

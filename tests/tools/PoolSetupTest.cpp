@@ -1,0 +1,209 @@
+// SPDX-License-Identifier: Apache-2.0
+#include <csignal>
+#include <filesystem>
+
+#include "StateFile.h"
+#include "Tool.h"
+
+using namespace vellumo::test;
+using testing::AllOf;
+using testing::Contains;
+using testing::ElementsAre;
+using testing::HasSubstr;
+using testing::IsEmpty;
+using testing::Not;
+using testing::SizeIs;
+
+namespace {
+
+constexpr const char* kContainers = "/device/containers";
+
+// Plays a container engine: a file in kContainers is a container, its content "LABEL STATE".
+constexpr const char* kEngine = R"(
+here=/device/containers; mkdir -p $here
+last=${!#}
+echo "$*" >>/device/engine-calls
+case $1 in
+    --version) echo 'Docker version 99' ;;
+    image) [ -e /device/image ] || { echo 'No such image' >&2; exit 1; } ;;
+    inspect)
+        [ -e $here/$last ] || { echo "No such container: $last" >&2; exit 1; }
+        read -r label state <$here/$last
+        case $* in *Labels*) echo "$label" ;; *) echo "$state" ;; esac
+        ;;
+    run)
+        while [ $# -gt 0 ]; do [ "$1" = --name ] && name=$2; shift; done
+        echo 'yes running' >$here/$name
+        ;;
+    start) echo 'yes running' >$here/$last ;;
+    rm) rm $here/$last ;;
+    top) cat /device/top 2>/dev/null ;;
+    exec) grep -q running $here/$2 2>/dev/null || { echo "no container $2" >&2; exit 1; } ;;
+    *) exit 99 ;;
+esac
+)";
+
+class PoolSetupTest : public ToolTest {
+protected:
+    PoolSetupTest() {
+        for (const char* left : {kContainers, "/device/engine-calls", "/device/top"}) {
+            std::filesystem::remove_all(left);
+        }
+        std::filesystem::create_directory(kContainers);
+        WriteFile("/device/image", "");
+        InstallDocker(kEngine);
+        WriteState("{}");
+    }
+
+    static std::vector<std::string> Registered() {
+        std::vector<std::string> names;
+        const Json::Value state = State();
+        for (const std::string& name : state.getMemberNames()) {
+            if (name.starts_with("navo")) {
+                names.push_back(name);
+            }
+        }
+        return names;
+    }
+    static std::string EngineCalls() { return ReadFile("/device/engine-calls"); }
+};
+
+}  // namespace
+
+TEST_F(PoolSetupTest, StartsAndRegistersContainers) {
+    const Outcome outcome = RunTool({"pool", "up", "--size", "3"});
+    ExpectStatus(outcome, ExitCode::kDone);
+    EXPECT_THAT(Names(kContainers), ElementsAre("navo1", "navo2", "navo3"));
+    EXPECT_THAT(Registered(), ElementsAre("navo1", "navo2", "navo3"));
+    EXPECT_EQ(State()["navo1"], Parsed(R"({"using":0,"used":0})"));
+    EXPECT_THAT(outcome.out, AllOf(HasSubstr("navo1: started"), HasSubstr("navo3: registered")));
+}
+
+TEST_F(PoolSetupTest, StartsThemWithoutANetworkAndWithTheSourcesReadOnly) {
+    RunTool({"pool", "up", "--size", "2"});
+    EXPECT_THAT(
+        EngineCalls(),
+        AllOf(HasSubstr("--network none"), HasSubstr("--read-only"), HasSubstr("--cap-drop ALL"),
+              HasSubstr("/volume1/docker/@tmp/Vellumo/@tmp/source:/Vellumo/@tmp/source:ro")));
+}
+
+TEST_F(PoolSetupTest, TellsWhyItMakesAsManyAsItDoes) {
+    const Outcome outcome = RunTool({"pool", "up"});
+    EXPECT_THAT(outcome.out, AllOf(HasSubstr("core"), HasSubstr("MiB of memory")));
+    EXPECT_GE(Registered().size(), 2U);
+}
+
+TEST_F(PoolSetupTest, MakesNoPoolOfOne) {
+    ExpectStatus(RunTool({"pool", "up", "--size", "1"}), ExitCode::kUsage);
+}
+
+TEST_F(PoolSetupTest, IsSafeToRunAgain) {
+    RunTool({"pool", "up", "--size", "2"});
+    WriteState(R"({"navo1":{"using":0,"used":7},"navo2":{"using":0,"used":3}})");
+    std::filesystem::remove("/device/engine-calls");
+    ExpectStatus(RunTool({"pool", "up", "--size", "2"}), ExitCode::kDone);
+    EXPECT_THAT(EngineCalls(), AllOf(Not(HasSubstr("run ")), Not(HasSubstr("rm "))));
+    EXPECT_EQ(State()["navo1"]["used"], 7) << "what was counted is kept";
+}
+
+TEST_F(PoolSetupTest, StartsAContainerThatHasStopped) {
+    RunTool({"pool", "up", "--size", "2"});
+    WriteFile("/device/containers/navo2", "yes exited\n");
+    EXPECT_THAT(RunTool({"pool", "up", "--size", "2"}).out, HasSubstr("navo2: started"));
+    EXPECT_EQ(ReadFile("/device/containers/navo2"), "yes running\n");
+}
+
+TEST_F(PoolSetupTest, TakesOutContainersThatAreGone) {
+    WriteState(R"({"navo7":{"using":0,"used":1}})");
+    RunTool({"pool", "up", "--size", "2"});
+    EXPECT_THAT(Registered(), ElementsAre("navo1", "navo2"));
+}
+
+TEST_F(PoolSetupTest, KeepsContainersThatSomebodyElseHasMade) {
+    WriteFile("/device/containers/navo_mine", "no running\n");
+    WriteState(R"({"navo_mine":{"using":0,"used":1}})");
+    RunTool({"pool", "up", "--size", "2"});
+    EXPECT_THAT(Registered(), Contains("navo_mine"));
+    EXPECT_THAT(Names(kContainers), Contains("navo_mine"));
+}
+
+TEST_F(PoolSetupTest, ShrinksThePoolByWhatIsIdle) {
+    RunTool({"pool", "up", "--size", "4"});
+    WriteState(R"({"navo1":{"using":0},"navo2":{"using":0},"navo3":{"using":0},
+                   "navo4":{"using":1,"used":5}})");
+    WriteFile("/device/top", "timeout --kill-after=5 120 soffice\n");
+    const Outcome outcome = RunTool({"pool", "up", "--size", "2"});
+    EXPECT_THAT(Registered(), ElementsAre("navo1", "navo2", "navo4"));
+    EXPECT_THAT(Names(kContainers), ElementsAre("navo1", "navo2", "navo4"));
+    EXPECT_THAT(outcome.out, HasSubstr("navo4: is in use, kept"));
+}
+
+TEST_F(PoolSetupTest, SetsACountRightWhenNothingRunsInTheContainer) {
+    RunTool({"pool", "up", "--size", "2"});
+    WriteState(R"({"navo1":{"using":1,"used":5},"navo2":{"using":0,"used":1}})");
+    const Outcome outcome = RunTool({"pool", "up", "--size", "2"});
+    EXPECT_THAT(outcome.out, HasSubstr("navo1: counted as busy"));
+    EXPECT_GE(outcome.took, Milliseconds(7000)) << "a command may be about to start or to end";
+    EXPECT_EQ(State()["navo1"]["using"], 0);
+    EXPECT_EQ(State()["navo1"]["used"], 5);
+}
+
+TEST_F(PoolSetupTest, LeavesTheCountOfAContainerInWhichACommandRuns) {
+    RunTool({"pool", "up", "--size", "2"});
+    WriteState(R"({"navo1":{"using":1,"used":5},"navo2":{"using":0,"used":1}})");
+    WriteFile("/device/top", "timeout --kill-after=5 120 soffice\n");
+    const Outcome outcome = RunTool({"pool", "up", "--size", "2"});
+    EXPECT_LT(outcome.took, Milliseconds(5000));
+    EXPECT_EQ(State()["navo1"]["using"], 1);
+}
+
+TEST_F(PoolSetupTest, SaysThatTheOtherEngineIsThere) {
+    const Outcome outcome = RunTool({"pool", "up", "--engine", "embedded"});
+    ExpectStatus(outcome, ExitCode::kPool);
+    EXPECT_THAT(outcome.err, HasSubstr("is the docker one"));
+    EXPECT_THAT(Registered(), IsEmpty());
+}
+
+TEST_F(PoolSetupTest, RegistersSandboxesOfTheEmbeddedEngine) {
+    UseEmbeddedEngine();
+    const Outcome outcome = RunTool({"pool", "up", "--size", "3", "--engine", "embedded"});
+    ExpectStatus(outcome, ExitCode::kDone);
+    EXPECT_THAT(Registered(), SizeIs(3));
+    ExpectStatus(RunTool({"pool", "up", "--size", "2"}), ExitCode::kDone);
+    EXPECT_THAT(Registered(), ElementsAre("navo1", "navo2"));
+}
+
+TEST_F(PoolSetupTest, EndsAndForgetsContainers) {
+    RunTool({"pool", "up", "--size", "2"});
+    ExpectStatus(RunTool({"pool", "down"}), ExitCode::kDone);
+    EXPECT_THAT(Names(kContainers), IsEmpty());
+    EXPECT_THAT(Registered(), IsEmpty());
+}
+
+TEST_F(PoolSetupTest, EndsNoContainerThatIsInUseUnlessForced) {
+    RunTool({"pool", "up", "--size", "2"});
+    WriteState(R"({"navo1":{"using":1,"used":5},"navo2":{"using":0,"used":1}})");
+    const Outcome outcome = RunTool({"pool", "down"});
+    ExpectStatus(outcome, ExitCode::kPool);
+    EXPECT_THAT(Names(kContainers), ElementsAre("navo1"));
+    EXPECT_THAT(outcome.err, HasSubstr("--force"));
+    ExpectStatus(RunTool({"pool", "down", "--force"}), ExitCode::kDone);
+    EXPECT_THAT(Names(kContainers), IsEmpty());
+}
+
+TEST_F(PoolSetupTest, DownLeavesTheContainersOfOthersRunning) {
+    WriteFile("/device/containers/navo_mine", "no running\n");
+    WriteState(R"({"navo_mine":{"using":0,"used":1}})");
+    ExpectStatus(RunTool({"pool", "down"}), ExitCode::kDone);
+    EXPECT_THAT(Registered(), IsEmpty());
+    EXPECT_THAT(Names(kContainers), ElementsAre("navo_mine"));
+}
+
+TEST_F(PoolSetupTest, ExplainsAContainerThatCannotBeStarted) {
+    InstallDocker(std::string("[ \"$1\" = run ] && { echo 'no space left' >&2; exit 125; }\n") +
+                  kEngine);
+    const Outcome outcome = RunTool({"pool", "up", "--size", "2"});
+    ExpectStatus(outcome, ExitCode::kPool);
+    EXPECT_THAT(outcome.err, AllOf(HasSubstr("cannot set up navo1"), HasSubstr("no space left")));
+    EXPECT_THAT(Registered(), IsEmpty()) << "nothing is registered that does not run";
+}
