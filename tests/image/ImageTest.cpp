@@ -165,13 +165,13 @@ TEST_F(Image, ShowsAToolItsOwnDocumentOnly) {
         printf '#!/bin/sh\nid -u; id -G; grep -i capeff /proc/self/status
             cat "${1#A=}" >/dev/null && echo own; cat /Vellumo/@tmp/source/b.pdf || echo denied
             echo x >"${1#A=}"; rm -f "${1#A=}"; echo x >/tmp/../usr/x; ls /tmp/vellumo-office-*
-            : >/Vellumo/@tmp/target/x; kill -0 1; exit 0\n' >$folder/pdftk
+            kill -0 1; : >/Vellumo/@tmp/target/x\n' >$folder/pdftk
         chmod 755 $folder/pdftk
         )sh" VELLUMO_RUN R"sh( --scratch $scratch $container \
             -v $folder/pdftk:/opt/vellumo/bin/pdftk:ro >/dev/null
         document pdf a.pdf 1; document pdf b.pdf 1; cut x.pdf a.pdf 2>$folder/errors
         grep -c -i -e denied -e permitted -e read-only $folder/errors; ls -A $T)sh");
-    EXPECT_THAT(said, Says(0, "65533\n65533\nCapEff:\t0000000000000000\nown\ndenied\n6\n"));
+    EXPECT_THAT(said, Says(0, "65533\n65533\nCapEff:\t0000000000000000\nown\ndenied\n7\n"));
 }
 
 TEST_F(Image, LetsNotEvenItsRootWriteASource) {
