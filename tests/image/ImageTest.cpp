@@ -6,7 +6,6 @@ namespace vellumo::test {
 namespace {
 
 using testing::EndsWith;
-using testing::HasSubstr;
 
 class Image : public ContainerTest {};
 
