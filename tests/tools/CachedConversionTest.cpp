@@ -191,6 +191,16 @@ TEST_F(CachedConversionTest, ThumbnailsNeedASecondContainer) {
     EXPECT_THAT(outcome.err, HasSubstr("vellumo pool add"));
 }
 
+TEST_F(CachedConversionTest, NamesTheToolsThatAThumbnailNeeds) {
+    PlayTool({.exitStatus = 1, .productSize = -1});
+    EXPECT_THAT(RunTool({"thumbnail", "/docs/a.docx"}).err,
+                HasSubstr("the tool (unoconv or convert) made no usable product"));
+    MakeDirectory("/volume1/docs/.navoea/a.docx");
+    WriteFile(kKeptPdf, "%PDF");
+    EXPECT_THAT(RunTool({"thumbnail", "/docs/a.docx"}).err,
+                HasSubstr("the tool (pdftk or convert) made no usable product"));
+}
+
 TEST_F(CachedConversionTest, AnInterruptedThumbnailHasNotFailed) {
     PlayTool({.sleepMs = 60000});
     RunningTool tool({"thumbnail", "/docs/a.docx"});

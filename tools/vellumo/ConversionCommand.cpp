@@ -308,7 +308,7 @@ void ConversionCommand::MakeReadyToKeep(const Job& job) const {
 
 void ConversionCommand::Finish(Job& job, const WorkerReport& report, const Worker& worker) const {
     if (report.result != kResultSuccess) {
-        Problem problem = ExplainResult(report.result, What(job), WayFor(*job.document).tool);
+        Problem problem = ExplainResult(report.result, What(job), ToolsFor(*job.document));
         problem.toolOutput = worker.ToolOutput();
         throw Failure(std::move(problem));
     }

@@ -36,8 +36,10 @@ protected:
     bool HasOutput() const { return !_output.empty(); }
 
     // How a document is converted.
-    virtual const Way& WayFor(const Document& document) const = 0;
     virtual Assignment Task() const = 0;
+
+    // The programs that do it, of which one has failed, for people.
+    virtual std::string ToolsFor(const Document& document) const = 0;
 
     // The name of the product beside the document, null when it is not kept there.
     virtual const char* Stream() const = 0;

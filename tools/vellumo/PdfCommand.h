@@ -15,12 +15,13 @@ public:
     explicit PdfCommand(CLI::App& app);
 
 private:
-    const Way& WayFor(const Document& document) const override;
     Assignment Task() const override;
+    std::string ToolsFor(const Document& document) const override { return WayFor(document).tool; }
     const char* Stream() const override;
     bool HandsOver() const override { return !IsRecursive(); }
     std::string OutputType(const Document& document) const override;
 
+    const Way& WayFor(const Document& document) const;
     bool IsKept() const { return !_pages && !_noCache; }
 
     std::optional<std::string> _pages;

@@ -34,6 +34,13 @@ ThumbnailCommand::ThumbnailCommand(CLI::App& app)
     Arguments()->footer(kExamples);
 }
 
+// One cuts the first page off, of the PDF in the cache where there is one; the other draws it.
+std::string ThumbnailCommand::ToolsFor(const Document& document) const {
+    const bool isPdfKept =
+        access(CachedProducts(document).PathOf(core::SZK_THUMB_PDF_TYPE).c_str(), F_OK) == 0;
+    return (isPdfKept ? FamilyOf("pdf")->pages.tool : document.family->pages.tool) + " or convert";
+}
+
 const char* ThumbnailCommand::Stream() const {
     return core::SZK_THUMB_TYPE;
 }

@@ -12,8 +12,8 @@ public:
     explicit ThumbnailCommand(CLI::App& app);
 
 private:
-    const Way& WayFor(const Document& document) const override { return document.family->pages; }
     Assignment Task() const override { return {Assignment::Service::kThumbnail}; }
+    std::string ToolsFor(const Document& document) const override;
     const char* Stream() const override;
     bool HandsOver() const override { return HasOutput(); }
     std::string OutputType(const Document& /*document*/) const override { return "png"; }
