@@ -12,9 +12,7 @@ using testing::AllOf;
 using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::IsEmpty;
-using testing::Not;
 using testing::SizeIs;
-using testing::UnorderedElementsAre;
 
 namespace {
 
