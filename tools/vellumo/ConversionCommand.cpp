@@ -21,8 +21,6 @@ namespace core = NAVO::VELLUMO;
 using Clock = std::chrono::steady_clock;
 using Service = Assignment::Service;
 
-constexpr int kResultSuccess = 1000;
-
 double SecondsSince(Clock::time_point begin) {
     return std::chrono::duration<double>(Clock::now() - begin).count();
 }
@@ -307,7 +305,7 @@ void ConversionCommand::MakeReadyToKeep(const Job& job) const {
 }
 
 void ConversionCommand::Finish(Job& job, const WorkerReport& report, const Worker& worker) const {
-    if (report.result != kResultSuccess) {
+    if (!report.Succeeded()) {
         Problem problem = ExplainResult(report.result, What(job), ToolsFor(*job.document));
         problem.toolOutput = worker.ToolOutput();
         throw Failure(std::move(problem));

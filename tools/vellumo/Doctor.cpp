@@ -38,7 +38,6 @@ namespace fs = std::filesystem;
 using Service = Assignment::Service;
 
 constexpr auto kAnswerLimit = std::chrono::seconds(20);
-constexpr int kResultSuccess = 1000;
 constexpr const char* kFolderOfCanaries = "/docker/@tmp/Vellumo";
 
 // The documents, beside the program in a build tree or where it is installed.
@@ -247,7 +246,7 @@ void Doctor::TryTool(const Canary& canary, const std::string& folder) {
                                     ? CachedProducts(document).PathOf(core::SZK_THUMB_TYPE)
                                     : ending.report.product;
     const std::chrono::duration<double> took = std::chrono::steady_clock::now() - begin;
-    if (ending.report.result == kResultSuccess && BeginsWith(product, canary.beginning)) {
+    if (ending.report.Succeeded() && BeginsWith(product, canary.beginning)) {
         Add({canary.tool, true,
              "converts " + std::string(canary.document) + " in " + Seconds(took.count()), ""});
         return;

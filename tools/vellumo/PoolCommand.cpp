@@ -123,13 +123,6 @@ void PrintAdvice(const PoolState& pool) {
     }
 }
 
-Json::Value NewContainer() {
-    Json::Value entry(Json::objectValue);
-    entry["using"] = 0;
-    entry["used"] = 0;
-    return entry;
-}
-
 [[noreturn]] void RefuseChange(const std::string& what, const std::string& why,
                                const std::string& next) {
     throw Failure({ExitCode::kPool, what, why, next, {}});

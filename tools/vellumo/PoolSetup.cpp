@@ -277,9 +277,7 @@ void Register(const std::vector<std::string>& names, Steps& steps) {
     for (const std::string& name : names) {
         Json::Value& entry = visit.Document()[name];
         if (!entry.isObject()) {
-            entry = Json::Value(Json::objectValue);
-            entry["using"] = 0;
-            entry["used"] = 0;
+            entry = NewContainer();
             steps.Tell(name + ": registered");
         }
     }

@@ -45,6 +45,13 @@ std::string BusyContainers(const PoolState& pool, size_t first) {
 
 }  // namespace
 
+Json::Value NewContainer() {
+    Json::Value entry(Json::objectValue);
+    entry["using"] = 0;
+    entry["used"] = 0;
+    return entry;
+}
+
 PoolState PoolState::Of(const Json::Value& document) {
     PoolState pool;
     for (const std::string& name : Names(document)) {

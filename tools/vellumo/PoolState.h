@@ -22,6 +22,9 @@ struct Container {
     int used;   // commands ever started in it
 };
 
+// The entry of a container in which nothing has run yet.
+Json::Value NewContainer();
+
 // The pool as the state file's document has it. What is of a wrong type in the document reads as
 // absent, as it does in the scheduler.
 struct PoolState {

@@ -13,21 +13,14 @@
 #include <cstdio>
 #include <cstring>
 #include <iostream>
-#include <memory>
 
 #include "Descriptor.h"
+#include "TemporaryFile.h"
 
 namespace vellumo::cli {
 namespace {
 
 constexpr size_t kLargestOutput = 65536;
-
-struct FileCloser {
-    void operator()(std::FILE* file) const {
-        static_cast<void>(std::fclose(file));  // NOLINT(*-owning-memory): this is the owner
-    }
-};
-using File = std::unique_ptr<std::FILE, FileCloser>;
 
 // The descriptors of a program to be started: nothing to read, and `output` for what it writes.
 class SpawnActions {
@@ -96,7 +89,7 @@ Answer NotStarted(const std::string& program) {
 
 Answer Ask(const std::string& program, const std::vector<std::string>& arguments,
            std::chrono::seconds limit) {
-    const File output(std::tmpfile());
+    const TemporaryFile output(std::tmpfile());
     if (!output) {
         return {-1, std::string("no temporary file: ") + std::strerror(errno)};
     }

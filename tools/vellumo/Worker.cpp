@@ -175,6 +175,10 @@ std::string Tail(int file) {
 
 }  // namespace
 
+bool WorkerReport::Succeeded() const {
+    return FromResult(result) == ExitCode::kDone;
+}
+
 Worker::Worker(const Document& document, const Assignment& assignment)
     : _toolOutput(std::tmpfile()) {
     Start(document, assignment);

@@ -4,14 +4,13 @@
 
 #include <sys/types.h>
 
-#include <cstdio>
-#include <memory>
 #include <optional>
 #include <string>
 #include <vector>
 
 #include "Descriptor.h"
 #include "Document.h"
+#include "TemporaryFile.h"
 
 namespace vellumo::cli {
 
@@ -30,6 +29,8 @@ struct Assignment {
 struct WorkerReport {
     int result;           // of the library's service
     std::string product;  // in the scratch directory; "" when there is none
+
+    bool Succeeded() const;
 };
 
 // One conversion in a process of its own: the library blocks for as long as a conversion takes,
@@ -68,16 +69,10 @@ public:
     void LeaveToBackground();
 
 private:
-    struct FileCloser {
-        void operator()(std::FILE* file) const {
-            static_cast<void>(std::fclose(file));  // NOLINT(*-owning-memory): this is the owner
-        }
-    };
-
     void Start(const Document& document, const Assignment& assignment);
 
     Descriptor _connection;
-    std::unique_ptr<std::FILE, FileCloser> _toolOutput;  // null when no file can be had for it
+    TemporaryFile _toolOutput;  // null when no file can be had for it
     pid_t _process = 0;
 };
 
