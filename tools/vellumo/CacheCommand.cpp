@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "CacheCommand.h"
 
+#include <CLI/CLI.hpp>
+
 #include <sys/stat.h>
 
 #include <array>

@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "CheckCommand.h"
 
+#include <CLI/CLI.hpp>
+
 #include <navo/acl.h>
 #include <navo/file.h>
 #include <unistd.h>

@@ -4,10 +4,15 @@
 
 #include <json/value.h>
 
-#include <CLI/CLI.hpp>
 #include <string>
 
 #include "ExitCode.h"
+
+// Their header takes seconds to compile; only who describes options needs it.
+namespace CLI {
+class App;
+class Option;
+}  // namespace CLI
 
 namespace vellumo::cli {
 
@@ -29,8 +34,8 @@ public:
     // come to nothing.
     virtual CommandResult Run(bool json) = 0;
 
-    bool IsChosen() const { return _arguments->parsed(); }
-    std::string Name() const { return _arguments->get_name(); }
+    bool IsChosen() const;
+    std::string Name() const;
 
 protected:
     explicit Command(CLI::App* arguments) : _arguments(arguments) {}

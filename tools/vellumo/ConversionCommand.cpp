@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "ConversionCommand.h"
 
+#include <CLI/CLI.hpp>
+
 #include <unistd.h>
 
 #include <algorithm>

@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "PathCommand.h"
 
+#include <CLI/CLI.hpp>
+
 #include <iomanip>
 #include <iostream>
 

@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "PdfCommand.h"
 
+#include <CLI/CLI.hpp>
+
 #include "vellumo/Constants.h"
 
 namespace vellumo::cli {

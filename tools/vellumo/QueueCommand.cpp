@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "QueueCommand.h"
 
+#include <CLI/CLI.hpp>
+
 #include <algorithm>
 #include <iomanip>
 #include <iostream>

@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "RecordCommand.h"
 
+#include <CLI/CLI.hpp>
+
 #include <unistd.h>
 
 #include <iomanip>
