@@ -16,6 +16,8 @@ tool_packages=(libreoffice-writer libreoffice-calc libreoffice-impress libreoffi
     libreoffice-math python3-uno unoconv pdftk-java qpdf imagemagick ghostscript calibre
     fonts-dejavu fonts-liberation)
 test_packages=(procps poppler-utils abigail-tools mandoc acl shellcheck)
+# A container engine, which root alone can run, and what the converters' image is made with.
+engine_packages=(docker.io debootstrap docker-compose)
 check_packages=(clang clang-format clang-tidy libclang-rt-dev)
 
 missing_packages() {
