@@ -10,7 +10,7 @@ fail() {
 
 # Packages that are needed to build and test; the converters' tools in a list of their own.
 build_packages=(g++ cmake ninja-build pkg-config libjsoncpp-dev libboost-filesystem-dev
-    libboost-system-dev libsqlite3-dev libcli11-dev libgtest-dev libgmock-dev
+    libboost-system-dev libsqlite3-dev libseccomp-dev libcli11-dev libgtest-dev libgmock-dev
     libbenchmark-dev bubblewrap)
 tool_packages=(libreoffice-writer libreoffice-calc libreoffice-impress libreoffice-draw
     libreoffice-math python3-uno unoconv pdftk-java qpdf imagemagick ghostscript calibre

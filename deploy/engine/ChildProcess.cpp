@@ -3,7 +3,6 @@
 
 #include <fcntl.h>
 #include <sys/prctl.h>
-#include <sys/resource.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -32,17 +31,33 @@ int StatusOf(int waitStatus) {
     return WIFSIGNALED(waitStatus) ? kKilled + WTERMSIG(waitStatus) : WEXITSTATUS(waitStatus);
 }
 
+// Out of the way of the descriptors that the child is to have.
+int MovedUp(int descriptor) {
+    return fcntl(descriptor, F_DUPFD_CLOEXEC, kPassedDescriptor + 1);
+}
+
 // Only what the child is to have: a directory of the host that a caller left open would lead out
 // of a sandbox.
-void ArrangeDescriptors(int reports) {
+void ArrangeDescriptors(int reports, int passed) {
     const int empty = open("/dev/null", O_RDONLY | O_CLOEXEC);
     dup2(empty, STDIN_FILENO);
-    if (reports == kReportsDescriptor) {
-        fcntl(reports, F_SETFD, 0);
-    } else {
-        dup2(reports, kReportsDescriptor);
+    const int movedReports = MovedUp(reports);
+    const int movedPassed = MovedUp(passed);
+    dup2(movedReports, kReportsDescriptor);
+    close(kPassedDescriptor);
+    dup2(movedPassed, kPassedDescriptor);
+    close_range(kPassedDescriptor + 1, ~0U, 0);
+}
+
+// As execve wants it.
+std::vector<char*> Pointers(std::vector<std::string>& words) {
+    std::vector<char*> pointers;
+    pointers.reserve(words.size() + 1);
+    for (std::string& word : words) {
+        pointers.push_back(word.data());
     }
-    close_range(kReportsDescriptor + 1, ~0U, 0);
+    pointers.push_back(nullptr);
+    return pointers;
 }
 
 }  // namespace
@@ -59,24 +74,24 @@ ChildProcess::ChildProcess() {
     prctl(PR_SET_CHILD_SUBREAPER, 1);
 }
 
-Ending ChildProcess::Run(const std::vector<std::string>& argv) {
+Ending ChildProcess::Run(const Program& program) {
     std::array<int, 2> ends{};
     if (pipe2(ends.data(), O_CLOEXEC) != 0) {
         throw SystemFailure("cannot make a pipe", errno);
     }
     const FileDescriptor output(ends[0]);
-    const int status = WaitForAll(Start(argv, ends[1]));
+    const int status = WaitForAll(Start(program, ends[1]), program.ending);
     return {status, ReadToEnd(output.Get())};
 }
 
-pid_t ChildProcess::Start(const std::vector<std::string>& argv, int reports) const {
+pid_t ChildProcess::Start(const Program& program, int reports) const {
     const FileDescriptor ours(reports);
     const pid_t engine = getpid();
     const pid_t child = fork();
     if (child == 0) {
         prctl(PR_SET_PDEATHSIG, SIGKILL);
         if (getppid() == engine) {
-            Become(argv, reports);
+            Become(program, reports);
         }
         _exit(kEngineFailed);
     }
@@ -86,23 +101,16 @@ pid_t ChildProcess::Start(const std::vector<std::string>& argv, int reports) con
     return child;
 }
 
-void ChildProcess::Become(std::vector<std::string> argv, int reports) const {
-    const rlimit none{0, 0};
-    setrlimit(RLIMIT_CORE, &none);
-    ArrangeDescriptors(reports);
+void ChildProcess::Become(Program program, int reports) const {
+    program.prepare();
+    ArrangeDescriptors(reports, program.passed);
     sigprocmask(SIG_SETMASK, &_original, nullptr);
-
-    std::vector<char*> pointers;
-    pointers.reserve(argv.size() + 1);
-    for (std::string& argument : argv) {
-        pointers.push_back(argument.data());
-    }
-    pointers.push_back(nullptr);
-    execv(pointers[0], pointers.data());
+    execve(program.argv[0].c_str(), Pointers(program.argv).data(),
+           Pointers(program.environment).data());
     _exit(kEngineFailed);
 }
 
-int ChildProcess::WaitForAll(pid_t child) const {
+int ChildProcess::WaitForAll(pid_t child, int ending) const {
     int status = 0;
     int stoppedBy = 0;
     bool isRunning = true;
@@ -122,7 +130,7 @@ int ChildProcess::WaitForAll(pid_t child) const {
         const int signal = sigwaitinfo(&_awaited, nullptr);
         if (isRunning && signal > 0 && signal != SIGCHLD) {
             stoppedBy = signal;
-            kill(child, SIGKILL);
+            kill(child, ending);
         }
     }
 }

@@ -3,10 +3,20 @@
 #define VELLUMO_ENGINE_CHILDPROCESS_H
 
 #include <csignal>
+#include <functional>
 #include <string>
 #include <vector>
 
 namespace vellumo::engine {
+
+// What a child is to run.
+struct Program {
+    std::vector<std::string> argv;              // its absolute path first
+    std::vector<std::string> environment = {};  // NAME=VALUE; nothing is inherited
+    std::function<void()> prepare = [] {};      // called in the child before it becomes it
+    int passed = -1;                            // the child's kPassedDescriptor, -1 for none
+    int ending = SIGKILL;                       // what it gets when it is to end
+};
 
 // How a child and everything that it started came to an end.
 struct Ending {
@@ -14,9 +24,10 @@ struct Ending {
     std::string reports;  // what it wrote to kReportsDescriptor
 };
 
-// A descriptor that the child gets beside the standard three. Its standard input is empty, its
+// Descriptors that the child gets beside the standard three. Its standard input is empty, its
 // standard output and error are the engine's, and nothing else is open.
 constexpr int kReportsDescriptor = 3;
+constexpr int kPassedDescriptor = 4;
 
 // From its construction on, a signal that would end this process ends the child instead, so that
 // the process can put things in order. One object at most, made before anything that needs order.
@@ -24,14 +35,14 @@ class ChildProcess {
 public:
     ChildProcess();
 
-    // Runs `argv` (the program's absolute path first) until it and all its descendants have ended.
-    // The child dies with this process, even of SIGKILL. Throws Failure when it cannot be started.
-    Ending Run(const std::vector<std::string>& argv);
+    // Runs `program` until it and all its descendants have ended. The child dies with this process,
+    // even of SIGKILL. Throws Failure when it cannot be started.
+    Ending Run(const Program& program);
 
 private:
-    pid_t Start(const std::vector<std::string>& argv, int reports) const;
-    [[noreturn]] void Become(std::vector<std::string> argv, int reports) const;
-    int WaitForAll(pid_t child) const;
+    pid_t Start(const Program& program, int reports) const;
+    [[noreturn]] void Become(Program program, int reports) const;
+    int WaitForAll(pid_t child, int ending) const;
 
     sigset_t _awaited;
     sigset_t _original;

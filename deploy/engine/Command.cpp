@@ -48,19 +48,20 @@ std::string FindDocument(const std::vector<std::string>& arguments) {
 
 }  // namespace
 
-Command ParseCommand(const std::vector<std::string>& words) {
-    if (words.empty() || words[0] != "exec") {
-        throw Failure(kEngineFailed, "only exec NAME COMMAND is understood; see --help");
-    }
-    if (words.size() < 3) {
-        throw Failure(kEngineFailed, "exec needs a container's name and a command; see --help");
-    }
-    if (!IsContainerName(words[1])) {
-        throw Failure(kEngineFailed, '"' + words[1] +
+void CheckContainerName(const std::string& name) {
+    if (!IsContainerName(name)) {
+        throw Failure(kEngineFailed, '"' + name +
                                          "\" is no container name: letters, digits, _ . and -, "
                                          "the first a letter or digit; see --help");
     }
-    Command command{{words.begin() + 2, words.end()}, ""};
+}
+
+Command ParseCommand(const std::vector<std::string>& words) {
+    if (words.size() < 3) {
+        throw Failure(kEngineFailed, "exec needs a container's name and a command; see --help");
+    }
+    CheckContainerName(words[1]);
+    Command command{words[1], {words.begin() + 2, words.end()}, ""};
     command.document = FindDocument(command.arguments);
     return command;
 }

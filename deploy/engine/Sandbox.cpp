@@ -3,9 +3,13 @@
 
 #include <unistd.h>
 
+#include <cstdlib>
 #include <filesystem>
 
 #include "Failure.h"
+#include "Files.h"
+#include "Limits.h"
+#include "SystemCallFilter.h"
 #include "vellumo/Constants.h"
 
 namespace vellumo::engine {
@@ -18,19 +22,6 @@ constexpr const char* kBubblewrap = "/usr/bin/bwrap";
 
 void Append(Words& words, const Words& more) {
     words.insert(words.end(), more.begin(), more.end());
-}
-
-// The engine's own files, beside it in a build tree or where it is installed.
-std::string FindData() {
-    const fs::path here = fs::read_symlink("/proc/self/exe").parent_path();
-    for (const char* place : {"engine-data", VELLUMO_ENGINE_DATA}) {
-        if (fs::is_directory(here / place)) {
-            return here / place;
-        }
-    }
-    throw Failure(kEngineFailed, "its files are missing from " +
-                                     (here / VELLUMO_ENGINE_DATA).string() +
-                                     "; install Vellumo again");
 }
 
 Words Isolation() {
@@ -101,18 +92,34 @@ Words OwnSettings(const std::string& data) {
     Append(words, {"--ro-bind", data + "/bin", "/opt/vellumo/bin"});
     Append(words, {"--ro-bind", data + "/lib", "/opt/vellumo/lib"});
     Append(words, {"--ro-bind", data + "/profile", "/opt/vellumo/profile"});
+    Append(words, {"--ro-bind", data + "/warm", "/opt/vellumo/warm"});
     return words;
 }
 
-// Memory that may be written to is bounded (bytes); nothing else may be written to but the target.
-Words Places(const PrivateScratch& scratch) {
+// Memory that may be written to is bounded (bytes).
+Words Memory() {
     Words words{"--proc", "/proc", "--dev", "/dev"};
     Append(words, {"--perms", "1777", "--size", "134217728", "--tmpfs", "/dev/shm"});
     Append(words, {"--perms", "1777", "--size", "805306368", "--tmpfs", "/tmp"});
     Append(words, {"--perms", "0777", "--dir", "/tmp/home"});
-    Append(words, {"--ro-bind", scratch.Source(), NAVO::VELLUMO::SZF_COVERT_SOURCE_DIR});
-    Append(words, {"--bind", scratch.Target(), NAVO::VELLUMO::SZF_COVERT_TARGET_DIR});
-    Append(words, {"--remount-ro", "/dev", "--remount-ro", "/"});
+    return words;
+}
+
+Words ScratchPlaces(const PrivateScratch& scratch) {
+    return {"--ro-bind", scratch.Source(), NAVO::VELLUMO::SZF_COVERT_SOURCE_DIR,
+            "--bind",    scratch.Target(), NAVO::VELLUMO::SZF_COVERT_TARGET_DIR};
+}
+
+// Rooms and socket have the same names inside and outside, so that a request that names a room is
+// understood on both sides.
+Words WarmPlaces(const WarmPlace& place) {
+    Words words;
+    fs::path directory = "/";
+    for (const fs::path& name : fs::path(place.Rooms()).parent_path().relative_path()) {
+        directory /= name;
+        Append(words, {"--dir", directory});
+    }
+    Append(words, {"--bind", place.Rooms(), place.Rooms(), "--bind", place.Run(), place.Run()});
     return words;
 }
 
@@ -124,6 +131,33 @@ Words Environment() {
     Append(words, {"--setenv", "QT_QPA_PLATFORM", "offscreen"});
     // Qt's browser engine has a sandbox of its own, which cannot be set up inside this one.
     Append(words, {"--setenv", "QTWEBENGINE_DISABLE_SANDBOX", "1"});
+    return words;
+}
+
+Words KeepersEnvironment(const WarmPlace& place) {
+    Words words{"--setenv", "VELLUMO_ROOMS", place.Rooms()};
+    Append(words, {"--setenv", "VELLUMO_OFFICE_SOCKET", place.Socket()});
+    for (const char* variable : {"VELLUMO_OFFICE_DOCUMENTS", "VELLUMO_OFFICE_IDLE",
+                                 "VELLUMO_OFFICE_DEADLINE", "VELLUMO_OFFICE_MEMORY"}) {
+        if (const char* value = std::getenv(variable)) {
+            Append(words, {"--setenv", variable, value});
+        }
+    }
+    if (!place.HasNobody()) {
+        Append(words, {"--setenv", "VELLUMO_OFFICE_UID", "0", "--setenv", "VELLUMO_TOOL_UID", "0"});
+    }
+    return words;
+}
+
+// The keeper reads and removes what belongs to the office, hands it a room, becomes it, ends it.
+Words KeepersPowers(bool hasNobody) {
+    Words words;
+    for (const char* power :
+         {"CAP_SETUID", "CAP_SETGID", "CAP_KILL", "CAP_CHOWN", "CAP_DAC_OVERRIDE"}) {
+        if (hasNobody) {
+            Append(words, {"--cap-add", power});
+        }
+    }
     return words;
 }
 
@@ -148,27 +182,50 @@ bool WasStarted(const Ending& ending) {
     return ending.reports.find("\"exit-code\"") != std::string::npos;
 }
 
-}  // namespace
-
-int RunInSandbox(const Words& command, const PrivateScratch& scratch, ChildProcess& child) {
+// Runs bubblewrap with what every sandbox has, and `own`, which ends with the command.
+int RunBubblewrap(const Words& own, ChildProcess& child) {
     if (access(kBubblewrap, X_OK) != 0) {
         throw Failure(kEngineFailed, "bubblewrap is missing; install the package bubblewrap");
     }
-    Words words{kBubblewrap, "--json-status-fd", std::to_string(kReportsDescriptor)};
+    const SystemCallFilter filter;
+    const Limits limits;
+    Words words{kBubblewrap, "--json-status-fd", std::to_string(kReportsDescriptor), "--seccomp",
+                std::to_string(kPassedDescriptor)};
     for (const Words& part : {Isolation(), Directories(), Programs(), SystemSettings(),
-                              OwnSettings(FindData()), Places(scratch), Environment()}) {
+                              OwnSettings(FindData()), Memory(), Environment(), own}) {
         Append(words, part);
     }
-    Append(words, Starter(scratch.GiveToNobody()));
-    Append(words, command);
-
-    const Ending ending = child.Run(words);
+    const Ending ending = child.Run(
+        {.argv = words, .prepare = [&limits] { limits.Enter(); }, .passed = filter.Get()});
     if (ending.status < kKilled && !WasStarted(ending)) {
         throw Failure(kEngineFailed,
                       "the command was not started, see above; if namespaces are not permitted "
                       "here, allow them for this machine or container");
     }
     return ending.status;
+}
+
+// Nothing may be written to but memory and what has been bound for that.
+const Words kReadOnly{"--remount-ro", "/dev", "--remount-ro", "/"};
+
+}  // namespace
+
+int RunInSandbox(const Words& command, const PrivateScratch& scratch, ChildProcess& child) {
+    Words own = ScratchPlaces(scratch);
+    for (const Words& part : {kReadOnly, Starter(scratch.GiveToNobody()), command}) {
+        Append(own, part);
+    }
+    return RunBubblewrap(own, child);
+}
+
+void KeepOfficeWarm(const WarmPlace& place, ChildProcess& child) {
+    Words own = WarmPlaces(place);
+    for (const Words& part :
+         {kReadOnly, KeepersEnvironment(place), KeepersPowers(place.HasNobody()), Starter(false),
+          Words{"/opt/vellumo/warm/keep-office"}}) {
+        Append(own, part);
+    }
+    RunBubblewrap(own, child);
 }
 
 }  // namespace vellumo::engine

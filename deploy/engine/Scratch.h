@@ -2,16 +2,16 @@
 #ifndef VELLUMO_ENGINE_SCRATCH_H
 #define VELLUMO_ENGINE_SCRATCH_H
 
-#include <memory>
 #include <string>
 
-#include "common/FileDescriptor.h"
+#include "LockedDirectory.h"
 
 namespace vellumo::engine {
 
 // Where sources and products pass through, on the volume of the docker share: host directories
 // with a trailing slash.
 struct ScratchTree {
+    std::string root;  // what stands before the names that the tools have for the next two
     std::string source;
     std::string target;
     std::string above;  // holds both, and this engine's own directories
@@ -21,19 +21,16 @@ struct ScratchTree {
 ScratchTree FindScratchTree();
 
 // One command's own part of the scratch tree, `source` and `target` in a directory beside the
-// shared ones, on the same file system. It is locked for as long as the object lives, then removed
-// with all that is in it. What an engine left behind that was killed is removed by the next one:
-// its lock is free.
+// shared ones, on the same file system.
 class PrivateScratch {
 public:
+    static constexpr const char* kPrefix = ".engine-";  // of the directories' names
+
     // Throws Failure when the directory cannot be made.
     explicit PrivateScratch(const std::string& above);
-    ~PrivateScratch();
-    PrivateScratch(const PrivateScratch&) = delete;
-    PrivateScratch& operator=(const PrivateScratch&) = delete;
 
-    std::string Source() const { return _path + "/source/"; }
-    std::string Target() const { return _path + "/target/"; }
+    std::string Source() const { return _directory.Path() + "/source/"; }
+    std::string Target() const { return _directory.Path() + "/target/"; }
 
     // Makes everything in it the property of the user `nobody`. False where there is no such user:
     // in a user namespace that has root alone.
@@ -45,11 +42,9 @@ public:
     void Publish(const std::string& target) const;
 
 private:
-    void Create(const std::string& above);
     void MakeRooms() const;
 
-    std::string _path;
-    std::unique_ptr<NAVO::VELLUMO::FileDescriptor> _lock;
+    LockedDirectory _directory;
 };
 
 // The user and group that own nothing on a server.

@@ -4,6 +4,7 @@
 
 #include <exception>
 #include <iostream>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -13,12 +14,15 @@
 #include "Failure.h"
 #include "Sandbox.h"
 #include "Scratch.h"
+#include "WarmCommand.h"
+#include "WarmOffice.h"
 
 namespace vellumo::engine {
 namespace {
 
 constexpr const char* kHelp =
     R"(vellumo-engine exec NAME COMMAND [ARGUMENT…]
+vellumo-engine start NAME | stop NAME | status [NAME]
 vellumo-engine --help | --version
 
 Runs COMMAND as in a container, without a container engine: the system's programs in a bubblewrap
@@ -31,8 +35,14 @@ share's volume when it has ended, unless a signal or `timeout` ended it.
 Exit status: the command's own; 1 for a document that is empty, not readable, or a .pdf that is no
 PDF; 125 when the engine cannot do its part, with the reason on standard error.
 
-Example:
+start keeps an office running for NAME, so that documents need not wait for one to start; it takes one
+document at a time, and what it does not do goes on as before. stop ends it. Neither minds what is
+done already. status tells "NAME warm PROCESS", with the process that keeps the office, or "NAME
+cold" and ends with status 3; without NAME, of all that are warm.
+
+Examples:
   vellumo-engine exec navo1 timeout --kill-after=5 120 ebook-meta /Vellumo/@tmp/source/a.epub
+  vellumo-engine start navo1
 )";
 
 // A caller that has only put its effective ids aside is root all the same, and as such it is let
@@ -43,10 +53,7 @@ void BecomeWholeRoot() {
     }
 }
 
-int Execute(const Command& command) {
-    BecomeWholeRoot();
-    ChildProcess child;
-    const ScratchTree tree = FindScratchTree();
+int ExecuteCold(const Command& command, const ScratchTree& tree, ChildProcess& child) {
     const PrivateScratch scratch(tree.above);
     if (!command.document.empty()) {
         CopyDocument(tree.source + command.document, scratch.Source() + command.document);
@@ -58,6 +65,34 @@ int Execute(const Command& command) {
     return status;
 }
 
+int Execute(Command command) {
+    ChildProcess child;
+    const ScratchTree tree = FindScratchTree();
+    const std::optional<int> status = RunWarm(command, tree, child);
+    return status ? *status : ExecuteCold(command, tree, child);
+}
+
+// `start`, `stop` and `status`, whose name may be missing.
+int HandleWarmOffice(const std::vector<std::string>& words) {
+    const std::string& action = words[0];
+    if (words.size() > 2 || (words.size() < 2 && action != "status")) {
+        throw Failure(kEngineFailed, action + " takes one container's name; see --help");
+    }
+    const std::string name = words.size() == 2 ? words[1] : "";
+    if (words.size() == 2) {
+        CheckContainerName(name);
+    }
+    const ScratchTree tree = FindScratchTree();
+    if (action == "start") {
+        return StartWarmOffice(tree, name);
+    }
+    if (action == "stop") {
+        StopWarmOffice(tree, name);
+        return 0;
+    }
+    return ShowWarmOffices(tree, name);
+}
+
 int Run(const std::vector<std::string>& words) {
     if (words == std::vector<std::string>{"--help"}) {
         std::cout << kHelp;
@@ -67,7 +102,19 @@ int Run(const std::vector<std::string>& words) {
         std::cout << "vellumo-engine " VELLUMO_VERSION "\n";
         return 0;
     }
-    return Execute(ParseCommand(words));
+    const std::string action = words.empty() ? "" : words[0];
+    if (action == "start" || action == "stop" || action == "status") {
+        BecomeWholeRoot();
+        return HandleWarmOffice(words);
+    }
+    if (action != "exec") {
+        throw Failure(kEngineFailed,
+                      "only exec NAME COMMAND, start, stop and status are understood; "
+                      "see --help");
+    }
+    const Command command = ParseCommand(words);
+    BecomeWholeRoot();
+    return Execute(command);
 }
 
 }  // namespace

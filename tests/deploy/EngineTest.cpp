@@ -212,7 +212,7 @@ TEST_F(Engine, RefusesAPdfThatIsNone) {
 
 TEST_F(Engine, ExplainsWrongUsage) {
     const std::pair<const char*, const char*> cases[] = {
-        {"", "only exec NAME COMMAND"},
+        {"", "only exec NAME COMMAND, start"},
         {"run navo1 true", "only exec NAME COMMAND"},
         {"exec", "needs a container's name and a command"},
         {"exec navo1", "needs a container's name and a command"},

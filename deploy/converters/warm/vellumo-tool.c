@@ -10,15 +10,17 @@
 //
 // Environment, for places other than a container's:
 //   VELLUMO_SOURCE, VELLUMO_TARGET   the scratch directories (/Vellumo/@tmp/source, …/target)
+//   VELLUMO_ROOT                     what stands before these names where this program runs ("")
 //   VELLUMO_ROOMS                    where rooms are made (/tmp)
 //   VELLUMO_OFFICE_SOCKET            where the warm office listens (/run/vellumo/office)
 //   VELLUMO_OFFICE_WAIT              how long to wait for it before a cold one is started (1200 ms)
 //   VELLUMO_OFFICE_UID, VELLUMO_TOOL_UID   users of the warm office and of the tools (65534)
+//   VELLUMO_COLD_STATUS              exit status instead of running a tool here: the caller has
+//                                    another place for what the warm office does not do
 #define _GNU_SOURCE
 #include <dirent.h>
 #include <errno.h>
 #include <fcntl.h>
-#include <ftw.h>
 #include <grp.h>
 #include <limits.h>
 #include <poll.h>
@@ -86,19 +88,36 @@ static uid_t user(const char* variable) {
     return geteuid() == 0 ? (uid_t)number(variable, 65534) : geteuid();
 }
 
-static int remove_entry(const char* path, const struct stat* status, int type, struct FTW* walk) {
-    (void)status;
-    (void)type;
-    (void)walk;
-    (void)remove(path);  // what cannot be removed keeps the room, which the office's keeper sweeps
-    return 0;
+// Removes what is in a directory, and never anything else: its owner may be at work in it, so no
+// name is looked up twice and no link is followed. What cannot be removed keeps the room, which the
+// office's keeper sweeps.
+static void empty(int directory) {
+    DIR* entries = fdopendir(directory);
+    if (entries == NULL) {
+        (void)close(directory);
+        return;
+    }
+    for (const struct dirent* entry = readdir(entries); entry != NULL; entry = readdir(entries)) {
+        const bool self = strcmp(entry->d_name, ".") == 0 || strcmp(entry->d_name, "..") == 0;
+        if (self || unlinkat(directory, entry->d_name, 0) == 0) {
+            continue;
+        }
+        const int below =
+            openat(directory, entry->d_name, O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC);
+        if (below >= 0) {
+            empty(below);
+        }
+        (void)unlinkat(directory, entry->d_name, AT_REMOVEDIR);
+    }
+    (void)closedir(entries);
 }
 
 static void leave_room(void) {
     if (room_.path[0] == '\0') {
         return;
     }
-    (void)nftw(room_.path, remove_entry, 16, FTW_DEPTH | FTW_PHYS);
+    empty(dup(room_.lock));
+    (void)rmdir(room_.path);
     (void)close(room_.lock);
     room_.path[0] = '\0';
 }
@@ -152,6 +171,13 @@ static const char* target_directory(void) {
     return setting("VELLUMO_TARGET", "/Vellumo/@tmp/target");
 }
 
+// Where this program finds `path`, one in the scratch directories.
+static void locate(char* place, const char* path) {
+    if (snprintf(place, PATH_MAX, "%s%s", setting("VELLUMO_ROOT", ""), path) >= PATH_MAX) {
+        fail(REFUSED, path, "its path is too long");
+    }
+}
+
 static void find_document(Command* command) {
     for (int i = 1; i < command->count; ++i) {
         const char* path = path_in(command->words[i]);
@@ -180,8 +206,10 @@ static bool is_pdf_in_name_only(int file, const char* path) {
 }
 
 static int open_document(const char* path) {
+    char place[PATH_MAX];
+    locate(place, path);
     // Non-blocking, so that a pipe in its place is refused instead of waited for.
-    const int file = open(path, O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC);
+    const int file = open(place, O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC);
     struct stat status;
     if (file < 0 || fstat(file, &status) != 0) {
         fail(REFUSED, path, strerror(errno));
@@ -290,14 +318,16 @@ static bool is_product(const char* name) {
 
 // Copies a product beside its place and renames it: whoever looks sees all of it or nothing.
 static void publish(int from, const char* name) {
+    char directory[PATH_MAX];
     char part[PATH_MAX];
     char place[PATH_MAX];
     char hidden[NAME_MAX + 1];
     if (snprintf(hidden, sizeof hidden, ".%s.part", name) >= (int)sizeof hidden) {
         fail(REFUSED, name, "its name is too long");
     }
-    join(part, target_directory(), hidden);
-    join(place, target_directory(), name);
+    locate(directory, target_directory());
+    join(part, directory, hidden);
+    join(place, directory, name);
     (void)unlink(part);
     const int to = open(part, O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0644);
     const bool copied = to >= 0 && copy_content(from, to) && fchmod(to, 0644) == 0;
@@ -595,6 +625,8 @@ static void arrange_signals(void) {
         (void)sigaction(*signal, &action, NULL);
     }
     (void)sigprocmask(SIG_BLOCK, &awaited_, NULL);
+    // `timeout` may be killed, and then there is nobody any more to whom the answer matters.
+    (void)prctl(PR_SET_PDEATHSIG, SIGTERM);
 }
 
 int main(int argc, char** argv) {
@@ -612,7 +644,8 @@ int main(int argc, char** argv) {
     const Request request = parse(&command);
     int status = request.mode != NULL ? run_warm(&command, &request) : -1;
     if (status < 0) {
-        status = run_cold(&command);
+        const int instead = (int)number("VELLUMO_COLD_STATUS", -1);
+        status = instead >= 0 ? instead : run_cold(&command);
     }
     finish(status);
 }

@@ -1,0 +1,119 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "Limits.h"
+
+#include <fcntl.h>
+#include <sys/resource.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <string>
+
+#include "ControlGroups.h"
+#include "Failure.h"
+#include "common/FileDescriptor.h"
+
+namespace vellumo::engine {
+namespace {
+
+using NAVO::VELLUMO::FileDescriptor;
+
+constexpr rlim_t kMebibyte = 1024 * 1024;
+constexpr rlim_t kMemory = 1536 * kMebibyte;
+constexpr rlim_t kFile = 768 * kMebibyte;
+constexpr rlim_t kProcesses = 256;
+// Without a control group they count for a user, whose sandboxes are many.
+constexpr rlim_t kProcessesOfUser = 2048;
+
+constexpr const char* kPrefix = "vellumo-engine-";
+
+struct Setting {
+    const char* file;
+    std::string value;
+    bool isOptional;  // a kernel may lack it
+};
+
+bool Write(const std::string& path, const std::string& text) {
+    const FileDescriptor file(open(path.c_str(), O_WRONLY | O_CLOEXEC));
+    return file && write(file.Get(), text.data(), text.size()) == static_cast<ssize_t>(text.size());
+}
+
+std::vector<Setting> SettingsFor(const GroupPlace& place) {
+    const std::string memory = std::to_string(kMemory);
+    std::vector<Setting> settings;
+    if (place.unified) {
+        settings = {{"memory.max", memory, false}, {"memory.swap.max", "0", true}};
+    } else if (place.memory) {
+        settings = {{"memory.limit_in_bytes", memory, false},
+                    {"memory.memsw.limit_in_bytes", memory, true}};
+    }
+    if (place.processes) {
+        settings.push_back({"pids.max", std::to_string(kProcesses), false});
+    }
+    return settings;
+}
+
+void RemoveGroup(const std::string& path) {
+    static_cast<void>(rmdir(path.c_str()));  // one in which something still ends is left to others
+}
+
+// None where there is no right to make one.
+std::unique_ptr<LockedDirectory> MakeGroup(const GroupPlace& place) {
+    std::unique_ptr<LockedDirectory> group;
+    try {
+        group = std::make_unique<LockedDirectory>(place.directory, kPrefix, RemoveGroup);
+    } catch (const Failure&) {
+        return nullptr;
+    }
+    for (const Setting& setting : SettingsFor(place)) {
+        if (!Write(group->Path() + '/' + setting.file, setting.value) && !setting.isOptional) {
+            return nullptr;
+        }
+    }
+    return group;
+}
+
+void Bound(__rlimit_resource what, rlim_t most) {
+    rlimit limit{};
+    getrlimit(what, &limit);
+    limit.rlim_max = std::min(limit.rlim_max, most);
+    limit.rlim_cur = std::min(limit.rlim_cur, most);
+    setrlimit(what, &limit);
+}
+
+// Of this process and, where the caller does not lower it again, all that it starts: the memory
+// limit of the machine is to meet them before anything else.
+void OfferToMemoryLimit() {
+    static_cast<void>(Write("/proc/self/oom_score_adj", "500"));
+}
+
+}  // namespace
+
+Limits::Limits() {
+    for (const GroupPlace& place : FindGroupPlaces()) {
+        if (std::unique_ptr<LockedDirectory> directory = MakeGroup(place)) {
+            _groups.push_back({std::move(directory), place.memory, place.processes});
+        }
+    }
+}
+
+void Limits::Enter() const {
+    bool memory = false;
+    bool processes = false;
+    for (const Group& group : _groups) {
+        if (Write(group.directory->Path() + "/cgroup.procs", "0")) {
+            memory = memory || group.memory;
+            processes = processes || group.processes;
+        }
+    }
+    if (!memory) {
+        Bound(RLIMIT_DATA, kMemory);
+    }
+    if (!processes) {
+        Bound(RLIMIT_NPROC, kProcessesOfUser);
+    }
+    Bound(RLIMIT_FSIZE, kFile);
+    Bound(RLIMIT_CORE, 0);
+    OfferToMemoryLimit();
+}
+
+}  // namespace vellumo::engine

@@ -1,0 +1,42 @@
+// SPDX-License-Identifier: Apache-2.0
+#ifndef VELLUMO_ENGINE_LOCKEDDIRECTORY_H
+#define VELLUMO_ENGINE_LOCKEDDIRECTORY_H
+
+#include <memory>
+#include <string>
+
+#include "common/FileDescriptor.h"
+
+namespace vellumo::engine {
+
+// Takes away a directory.
+using Remover = void (*)(const std::string&);
+
+// Removes a directory with all that is in it; says so on standard error when it cannot.
+void RemoveTree(const std::string& tree);
+
+// A new directory with a name of its own, locked for as long as the object lives, then removed.
+// What a killed process has left is removed by the next one: its lock is free.
+class LockedDirectory {
+public:
+    // `above` ends with a slash; the name begins with `prefix`. Throws Failure when it cannot be
+    // made.
+    LockedDirectory(const std::string& above, const std::string& prefix, Remover remove);
+    ~LockedDirectory();
+    LockedDirectory(const LockedDirectory&) = delete;
+    LockedDirectory& operator=(const LockedDirectory&) = delete;
+
+    const std::string& Path() const { return _path; }
+
+private:
+    void Create(const std::string& above, const std::string& prefix);
+    bool IsThere() const;
+
+    Remover _remove;
+    std::string _path;
+    std::unique_ptr<NAVO::VELLUMO::FileDescriptor> _lock;
+};
+
+}  // namespace vellumo::engine
+
+#endif

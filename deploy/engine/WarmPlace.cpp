@@ -1,0 +1,105 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "WarmPlace.h"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <filesystem>
+
+#include "Failure.h"
+#include "LockedDirectory.h"
+#include "Scratch.h"
+
+namespace vellumo::engine {
+namespace {
+
+namespace fs = std::filesystem;
+using NAVO::VELLUMO::FileDescriptor;
+
+constexpr const char* kPrefix = ".warm-";
+
+// A record lock, since the kernel tells who holds one.
+struct flock WholeFile() {
+    struct flock lock {};
+    lock.l_type = F_WRLCK;
+    lock.l_whence = SEEK_SET;
+    return lock;
+}
+
+void MakeDirectory(const std::string& path) {
+    if (mkdir(path.c_str(), S_IRWXU) != 0) {
+        throw SystemFailure("cannot make " + path, errno);
+    }
+}
+
+}  // namespace
+
+WarmPlace::WarmPlace(const std::string& above, const std::string& name)
+    : _above(above), _path(above + kPrefix + name) {}
+
+std::optional<pid_t> WarmPlace::Keeper() const {
+    const FileDescriptor file(open(LockFile().c_str(), O_RDONLY | O_NOFOLLOW | O_CLOEXEC));
+    struct flock lock = WholeFile();
+    if (!file || fcntl(file.Get(), F_GETLK, &lock) != 0 || lock.l_type == F_UNLCK) {
+        return std::nullopt;
+    }
+    return lock.l_pid;
+}
+
+bool WarmPlace::IsReady() const {
+    return access(Socket().c_str(), F_OK) == 0 && Keeper().has_value();
+}
+
+bool WarmPlace::HasNobody() const {
+    struct stat status {};
+    return stat(Rooms().c_str(), &status) == 0 && status.st_gid == kNobody;
+}
+
+void WarmPlace::Make() {
+    MakeDirectory(_path);
+    Lock();
+    MakeDirectory(Run());
+    MakeDirectory(Rooms());
+    // The office passes through to the one room that is its own.
+    if (chown(Rooms().c_str(), geteuid(), kNobody) == 0 &&
+        chmod(Rooms().c_str(), S_IRWXU | S_IXGRP) != 0) {
+        throw SystemFailure("cannot open " + Rooms(), errno);
+    }
+}
+
+// The descriptor is this process's only one of the file: closing any would take the lock away.
+void WarmPlace::Lock() {
+    _lock = std::make_unique<FileDescriptor>(
+        open(LockFile().c_str(), O_RDWR | O_CREAT | O_EXCL | O_CLOEXEC, S_IRUSR | S_IWUSR));
+    struct flock lock = WholeFile();
+    if (!*_lock || fcntl(_lock->Get(), F_SETLK, &lock) != 0) {
+        throw SystemFailure("cannot lock " + LockFile(), errno);
+    }
+}
+
+// Under another name first, so that the name is free at once, and as one of those directories that
+// the next engine removes when this one does not come to it.
+void WarmPlace::Remove() const {
+    const std::string removed =
+        _above + PrivateScratch::kPrefix + fs::path(_path).filename().string();
+    const bool isRenamed = rename(_path.c_str(), removed.c_str()) == 0;
+    RemoveTree(isRenamed ? removed : _path);
+}
+
+std::vector<std::string> WarmNames(const std::string& above) {
+    std::vector<std::string> names;
+    std::error_code error;
+    for (const fs::directory_entry& entry : fs::directory_iterator(above, error)) {
+        const std::string name = entry.path().filename();
+        if (name.starts_with(kPrefix)) {
+            names.push_back(name.substr(std::string(kPrefix).size()));
+        }
+    }
+    std::sort(names.begin(), names.end());
+    return names;
+}
+
+}  // namespace vellumo::engine
