@@ -1,0 +1,155 @@
+// SPDX-License-Identifier: Apache-2.0
+// What a command run by the engine may take and ask of the kernel, and what is left when it wants
+// more.
+#include "Shell.h"
+
+namespace vellumo::test {
+namespace {
+
+using testing::AnyOf;
+using testing::EndsWith;
+using testing::HasSubstr;
+
+class EngineLimits : public ShellTest {
+protected:
+    // Runs `script` in a view. It finds
+    //   group PATTERN    the control group of the process that has this command line, empty if it
+    //                    has none of its own
+    //   next_is_good     tells when the next command does not work
+    Said Try(const std::string& script) const {
+        return InView(R"sh(
+            group() { grep -o '/[^:]*vellumo-engine-.*' /proc/$(pgrep -xf "$1")/cgroup | head -1; }
+            next_is_good() { [ "$(tool echo good)" = good ] || echo 'the next is not good'; }
+            )sh" + script);
+    }
+
+    bool HasControlGroups() const {
+        return !Try("tool sleep 1.25 & await pgrep -xf 'sleep 1.25'; group 'sleep 1.25'; wait")
+                    .text.empty();
+    }
+};
+
+#define SKIP_WITHOUT_CONTROL_GROUPS() \
+    if (!HasControlGroups())          \
+    GTEST_SKIP() << "no control groups can be made here"
+
+TEST_F(EngineLimits, EndACommandThatTakesTooMuchMemory) {
+    // Killed in a control group, refused the memory else.
+    EXPECT_THAT(Try("tool python3 -c 'bytearray(1 << 31); print(1)' 2>/dev/null; echo $?; "
+                    "tool python3 -c 'bytearray(1 << 30); print(2)'; next_is_good")
+                    .text,
+                AnyOf("137\n2\n", "1\n2\n"));
+}
+
+TEST_F(EngineLimits, CountTheMemoryOfAllProcessesTogether) {
+    SKIP_WITHOUT_CONTROL_GROUPS();
+    EXPECT_THAT(Try("take='x = bytearray(1 << 30); import time; time.sleep(2)'; "
+                    "tool bash -c 'python3 -c \"$0\" & python3 -c \"$0\"; one=$?; wait $!; "
+                    "  echo $((one + $?))' \"$take\" 2>/dev/null; next_is_good"),
+                Says(0, "137\n"));
+}
+
+TEST_F(EngineLimits, CountWhatLiesInMemoryFileSystems) {
+    SKIP_WITHOUT_CONTROL_GROUPS();
+    EXPECT_THAT(Try("tool sh -c 'head -c 700M /dev/zero >/tmp/x; "
+                    "  python3 -c \"bytearray(1 << 30)\"' 2>/dev/null; echo $?; next_is_good"),
+                Says(0, "137\n"));
+}
+
+TEST_F(EngineLimits, StopAProcessBomb) {
+    SKIP_WITHOUT_CONTROL_GROUPS();
+    const Said said = Try(R"sh(
+        tool python3 -c '
+import os, time
+count = 0
+try:
+    while count < 400:
+        if os.fork() == 0:
+            time.sleep(60)
+        count += 1
+except OSError as error:
+    print(count > 200, error.strerror)
+'; next_is_good)sh");
+    EXPECT_THAT(said, Says(0, "True Resource temporarily unavailable\n"));
+}
+
+TEST_F(EngineLimits, StopAFileThatGrowsAndGrows) {
+    EXPECT_THAT(Try("tool dd if=/dev/zero of=$target/x bs=1M count=800 2>/dev/null; echo $?; "
+                    "ls -A $T; tool sh -c 'ulimit -c'; next_is_good"),
+                Says(0, "153\n0\n"));
+}
+
+TEST_F(EngineLimits, LeaveNoControlGroupBehind) {
+    SKIP_WITHOUT_CONTROL_GROUPS();
+    const Said said = Try(R"sh(
+        find_group() { find /sys/fs/cgroup -path "*$1" 2>/dev/null; }
+        tool sleep 1.5 & await pgrep -xf 'sleep 1.5'; group=$(group 'sleep 1.5')
+        [ -n "$(find_group "$group")" ] || echo not found; wait; find_group "$group"
+
+        docker exec navo1 sleep 98.7 & await pgrep -xf 'sleep 98.7'; group=$(group 'sleep 98.7')
+        kill -KILL $!; wait $! 2>/dev/null; ended() { ! pgrep -xf 'sleep 98.7'; }; await ended
+        tool true; find_group "$group")sh");
+    EXPECT_THAT(said, Says(0, ""));
+}
+
+TEST_F(EngineLimits, AreNotTakenAwayByAnotherEngineThatSweeps) {
+    SKIP_WITHOUT_CONTROL_GROUPS();
+    // Each begins with a sweep, while others have made their groups and are not in them yet.
+    const Said said = Try(R"sh(
+        for n in {10..25}; do tool sleep 4.$n & done
+        for n in {10..25}; do
+            await pgrep -xf "sleep 4.$n"; [ -n "$(group "sleep 4.$n")" ] || echo $n has none
+        done; wait)sh");
+    EXPECT_THAT(said, Says(0, ""));
+}
+
+// Calls that an ordinary program could make, each with the error that it gets here.
+TEST_F(EngineLimits, RefuseSystemCallsThatNoConverterNeeds) {
+    const Said said = Try(R"sh(
+        tool python3 -c '
+import ctypes, errno
+libc = ctypes.CDLL(None, use_errno=True)
+NEW_USER, CHILD = 0x10000000, 17
+calls = {"unshare": (272, NEW_USER), "clone": (56, NEW_USER | CHILD, 0, 0, 0, 0),
+         "clone3": (435, 0, 0), "setns": (308, -1, 0), "ptrace": (101, 0, 0, 0, 0),
+         "process_vm_readv": (310, 1, 0, 0, 0, 0, 0), "pidfd_getfd": (438, -1, 0, 0),
+         "keyctl": (250, 0, -3, 0), "add_key": (248, 0, 0, 0, 0, 0), "bpf": (321, 0, 0, 0),
+         "perf_event_open": (298, 0, 0, -1, -1, 0), "io_uring_setup": (425, 1, 0),
+         "open_by_handle_at": (304, -1, 0, 0), "userfaultfd": (323, 1), "fsopen": (430, 0, 0),
+         "socket (vsock)": (41, 40, 1, 0), "socket (cipher)": (41, 38, 5, 0)}
+for name, call in calls.items():
+    result = libc.syscall(*call)
+    print(name, errno.errorcode.get(ctypes.get_errno()) if result < 0 else "works")
+import socket
+socket.socket(socket.AF_INET), socket.socketpair(), socket.socket(socket.AF_UNIX)
+' 2>&1)sh");
+    EXPECT_THAT(said,
+                Says(0,
+                     "unshare EPERM\nclone EPERM\nclone3 ENOSYS\nsetns EPERM\nptrace EPERM\n"
+                     "process_vm_readv EPERM\npidfd_getfd EPERM\nkeyctl EPERM\nadd_key EPERM\n"
+                     "bpf EPERM\nperf_event_open EPERM\nio_uring_setup EPERM\n"
+                     "open_by_handle_at EPERM\nuserfaultfd EPERM\nfsopen EPERM\n"
+                     "socket (vsock) EAFNOSUPPORT\nsocket (cipher) EAFNOSUPPORT\n"));
+}
+
+TEST_F(EngineLimits, HoldForAnOrdinaryUserToo) {
+    if (!IsRoot()) {
+        GTEST_SKIP() << "every test shows it here";
+    }
+    if (OnHost("$nobody test -x $device -a -x $engine && $nobody unshare --user true").status !=
+        0) {
+        GTEST_SKIP() << "nobody may not enter the build directory, or have namespaces";
+    }
+    const Said said = OnHost(R"sh(
+        mkdir $folder/root; chown 65534:65534 $folder/root
+        $nobody $device --root $folder/root --engine $engine --log none -- bash -c '
+            tool() { /usr/local/bin/docker exec navo1 timeout 60 "$@"; }
+            tool python3 -c "bytearray(1 << 31)" 2>&1 | tail -1
+            tool python3 -c "bytearray(1 << 30)" && echo enough
+            tool unshare --user true')sh");
+    EXPECT_THAT(said.text, testing::AllOf(HasSubstr("MemoryError\nenough\n"),
+                                          EndsWith("Operation not permitted\n")));
+}
+
+}  // namespace
+}  // namespace vellumo::test
