@@ -17,7 +17,7 @@ namespace {
 
 using NAVO::VELLUMO::FileDescriptor;
 
-constexpr rlim_t kMebibyte = 1024 * 1024;
+constexpr rlim_t kMebibyte = rlim_t{1} << 20U;
 constexpr rlim_t kMemory = 1536 * kMebibyte;
 constexpr rlim_t kFile = 768 * kMebibyte;
 constexpr rlim_t kProcesses = 256;

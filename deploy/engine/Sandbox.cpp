@@ -206,13 +206,15 @@ int RunBubblewrap(const Words& own, ChildProcess& child) {
 }
 
 // Nothing may be written to but memory and what has been bound for that.
-const Words kReadOnly{"--remount-ro", "/dev", "--remount-ro", "/"};
+Words Sealing() {
+    return {"--remount-ro", "/dev", "--remount-ro", "/"};
+}
 
 }  // namespace
 
 int RunInSandbox(const Words& command, const PrivateScratch& scratch, ChildProcess& child) {
     Words own = ScratchPlaces(scratch);
-    for (const Words& part : {kReadOnly, Starter(scratch.GiveToNobody()), command}) {
+    for (const Words& part : {Sealing(), Starter(scratch.GiveToNobody()), command}) {
         Append(own, part);
     }
     return RunBubblewrap(own, child);
@@ -221,7 +223,7 @@ int RunInSandbox(const Words& command, const PrivateScratch& scratch, ChildProce
 void KeepOfficeWarm(const WarmPlace& place, ChildProcess& child) {
     Words own = WarmPlaces(place);
     for (const Words& part :
-         {kReadOnly, KeepersEnvironment(place), KeepersPowers(place.HasNobody()), Starter(false),
+         {Sealing(), KeepersEnvironment(place), KeepersPowers(place.HasNobody()), Starter(false),
           Words{"/opt/vellumo/warm/keep-office"}}) {
         Append(own, part);
     }

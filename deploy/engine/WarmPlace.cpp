@@ -3,6 +3,7 @@
 
 #include <fcntl.h>
 #include <sys/stat.h>
+#include <sys/un.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -59,6 +60,10 @@ bool WarmPlace::HasNobody() const {
 }
 
 void WarmPlace::Make() {
+    if (Socket().size() >= sizeof(sockaddr_un::sun_path)) {
+        throw Failure(kEngineFailed,
+                      "no socket can be called " + Socket() + "; give the office a shorter name");
+    }
     MakeDirectory(_path);
     Lock();
     MakeDirectory(Run());

@@ -363,6 +363,8 @@ TEST_F(EngineWarm, ExplainsWrongUsage) {
             << arguments;
     }
     EXPECT_THAT(Try("docker start ../x").text, HasSubstr("\"../x\" is no container name"));
+    EXPECT_THAT(Try("docker start $(printf %060d 1)"),
+                AllOf(Field(&Said::status, 125), Field(&Said::text, HasSubstr("a shorter name"))));
 }
 
 }  // namespace

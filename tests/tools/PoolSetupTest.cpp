@@ -2,6 +2,7 @@
 #include <csignal>
 #include <filesystem>
 
+#include "Process.h"
 #include "StateFile.h"
 #include "Tool.h"
 
@@ -17,6 +18,7 @@ using testing::SizeIs;
 namespace {
 
 constexpr const char* kContainers = "/device/containers";
+constexpr const char* kScratch = "/volume1/docker/@tmp/Vellumo/@tmp";
 
 // Plays a container engine: a file in kContainers is a container, its content "LABEL STATE".
 constexpr const char* kEngine = R"(
@@ -170,6 +172,43 @@ TEST_F(PoolSetupTest, RegistersSandboxesOfTheEmbeddedEngine) {
     ExpectStatus(outcome, ExitCode::kDone);
     EXPECT_THAT(Registered(), SizeIs(3));
     ExpectStatus(RunTool({"pool", "up", "--size", "2"}), ExitCode::kDone);
+    EXPECT_THAT(Registered(), ElementsAre("navo1", "navo2"));
+    ExpectStatus(RunTool({"pool", "down"}), ExitCode::kDone);
+    EXPECT_THAT(Names(kScratch), ElementsAre("source", "target")) << "no office is kept any more";
+}
+
+TEST_F(PoolSetupTest, KeepsAnOfficeWarmForEachSandbox) {
+    if (RunProgram({"soffice", "--version"}).status != 0) {
+        GTEST_SKIP() << "soffice is not installed";
+    }
+    UseEmbeddedEngine();
+    EXPECT_THAT(RunTool({"pool", "up", "--size", "2"}).out, HasSubstr("navo2: its office is warm"));
+    EXPECT_THAT(RunTool({"pool", "up", "--size", "2"}).out, HasSubstr("navo1: its office is warm "
+                                                                      "already"));
+    Json::Value status = RunForJson({"pool", "status"});
+    EXPECT_EQ(status["containers"][0]["warm"], true);
+    EXPECT_THAT(status["containers"][0]["memory"].asString(), testing::MatchesRegex("[0-9]+ MiB"));
+    EXPECT_NE(status["containers"][0]["memory"], "0 MiB");
+
+    RunProgram({"/usr/local/bin/docker", "stop", "navo1"});
+    status = RunForJson({"pool", "status"});
+    EXPECT_EQ(status["containers"][0]["warm"], false);
+    EXPECT_EQ(status["containers"][1]["warm"], true);
+
+    RunTool({"pool", "down"});
+    EXPECT_THAT(RunProgram({"/usr/local/bin/docker", "status"}).output, "");
+}
+
+TEST_F(PoolSetupTest, GoesOnWithoutAWarmOfficeAndSaysWhy) {
+    InstallDocker(R"(case $1 in
+        --version) echo vellumo-engine 6 ;;
+        start) echo 'no python' >&2; exit 125 ;;
+        status) echo "$2 cold"; exit 3 ;;
+    esac)");
+    const Outcome outcome = RunTool({"pool", "up", "--size", "2"});
+    ExpectStatus(outcome, ExitCode::kDone);
+    EXPECT_THAT(outcome.out,
+                HasSubstr("navo1: each document gets an office of its own: no python"));
     EXPECT_THAT(Registered(), ElementsAre("navo1", "navo2"));
 }
 

@@ -9,6 +9,14 @@ namespace vellumo::cli {
 namespace {
 
 constexpr auto kVersionLimit = std::chrono::seconds(10);
+constexpr auto kStatusLimit = std::chrono::seconds(10);
+
+std::optional<pid_t> ProcessNumber(const std::string& text) {
+    pid_t process = 0;
+    const auto [end, bad] = std::from_chars(text.data(), text.data() + text.size(), process);
+    const bool isNumber = bad == std::errc() && end == text.data() + text.size();
+    return isNumber ? std::optional(process) : std::nullopt;
+}
 
 // The words of a process's command line.
 std::vector<std::string> CommandLineOf(pid_t process) {
@@ -60,15 +68,19 @@ EngineFacts LookAtEngine() {
             answer.output};
 }
 
+// It answers NAME warm PROCESS.
+std::optional<pid_t> KeeperOfOffice(const std::string& container) {
+    const Answer answer = AskEngine({"status", container}, kStatusLimit);
+    return answer.status == 0 ? ProcessNumber(answer.output.substr(answer.output.rfind(' ') + 1))
+                              : std::nullopt;
+}
+
 std::vector<pid_t> Processes() {
     std::vector<pid_t> processes;
     std::error_code error;
     for (const auto& entry : std::filesystem::directory_iterator("/proc", error)) {
-        const std::string name = entry.path().filename();
-        pid_t process = 0;
-        const auto [end, bad] = std::from_chars(name.data(), name.data() + name.size(), process);
-        if (bad == std::errc() && end == name.data() + name.size()) {
-            processes.push_back(process);
+        if (const auto process = ProcessNumber(entry.path().filename())) {
+            processes.push_back(*process);
         }
     }
     return processes;

@@ -5,6 +5,7 @@
 #include <sys/types.h>
 
 #include <chrono>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -28,6 +29,10 @@ struct EngineFacts {
     std::string version;  // what the client says of itself, or why it says nothing
 };
 EngineFacts LookAtEngine();
+
+// The process with which the embedded engine keeps an office warm for `container`; none when it
+// does not.
+std::optional<pid_t> KeeperOfOffice(const std::string& container);
 
 // The ids of all processes.
 std::vector<pid_t> Processes();

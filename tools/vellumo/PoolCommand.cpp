@@ -234,7 +234,8 @@ void PoolCommand::AddUp() {
     arguments->add_option("--image", _wishes.image, "The image; default: " + _wishes.image)
         ->check(CheckGiven)
         ->option_text("IMAGE");
-    arguments->add_flag("--rebuild", _wishes.rebuild, "Make the image and its containers anew");
+    arguments->add_flag("--rebuild", _wishes.rebuild,
+                        "Make image and containers, or offices, anew");
 }
 
 void PoolCommand::AddDown() {

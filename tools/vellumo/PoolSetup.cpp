@@ -222,6 +222,39 @@ private:
     Steps& _steps;
 };
 
+// The sandboxes of the embedded engine, which makes one for each command. What can be provided for
+// a name is an office that stays warm.
+class Sandboxes {
+public:
+    Sandboxes(const PoolWishes& wishes, Steps& steps) : _wishes(wishes), _steps(steps) {}
+
+    void Provide(const std::string& name) {
+        if (KeeperOfOffice(name)) {
+            if (!_wishes.rebuild) {
+                _steps.Tell(name + ": its office is warm already");
+                return;
+            }
+            End(name);  // what runs in it goes on with an office of its own
+        }
+        const Answer answer = AskEngine({"start", name}, kStart);
+        _steps.Tell(answer.status == 0
+                        ? name + ": its office is warm"
+                        : name + ": each document gets an office of its own: " + answer.output);
+    }
+
+    void End(const std::string& name) {
+        const Answer answer = AskEngine({"stop", name}, kStart);
+        if (answer.status != 0) {
+            Fail("cannot end the office of " + name, answer.output,
+                 "End it, and call the command again.");
+        }
+    }
+
+private:
+    const PoolWishes& _wishes;
+    Steps& _steps;
+};
+
 std::set<std::string> ContainersWithAClient() {
     std::set<std::string> containers;
     for (const RunningCommand& command : RunningCommands()) {
@@ -349,6 +382,7 @@ CommandResult BringPoolUp(const PoolWishes& wishes, bool json) {
     const Engine engine = ChosenEngine(what, wishes);
     const size_t size = SizeFor(wishes, steps);
     DockerContainers containers(wishes, steps);
+    Sandboxes sandboxes(wishes, steps);
     if (engine == Engine::kDocker) {
         containers.ProvideImage();
     }
@@ -357,12 +391,16 @@ CommandResult BringPoolUp(const PoolWishes& wishes, bool json) {
         names.push_back(ContainerName(number));
         if (engine == Engine::kDocker) {
             containers.Provide(names.back());
+        } else {
+            sandboxes.Provide(names.back());
         }
     }
     MendCounts(engine, steps);
     Register(names, steps);
     for (const std::string& gone : Unregister(Unwanted(names, engine), false, steps)) {
-        if (engine == Engine::kDocker && DockerContainers::IsOurs(gone)) {
+        if (engine == Engine::kEmbedded) {
+            sandboxes.End(gone);
+        } else if (DockerContainers::IsOurs(gone)) {
             containers.Remove(gone);
         }
     }
@@ -375,8 +413,11 @@ CommandResult TakePoolDown(const PoolWishes& wishes, bool json) {
     Steps steps(json);
     const Engine engine = ChosenEngine(what, wishes);
     DockerContainers containers(wishes, steps);
+    Sandboxes sandboxes(wishes, steps);
     for (const std::string& name : Unregister(Registered(), wishes.force, steps)) {
-        if (engine == Engine::kDocker && DockerContainers::IsOurs(name)) {
+        if (engine == Engine::kEmbedded) {
+            sandboxes.End(name);
+        } else if (DockerContainers::IsOurs(name)) {
             containers.Remove(name);
         }
     }

@@ -18,7 +18,8 @@ struct PoolWishes {
     bool force = false;    // takes down what counts as busy too
 };
 
-// vellumo pool up: builds or finds the image, starts the containers navo1, navo2, …, registers
+// vellumo pool up: builds or finds the image, starts the containers navo1, navo2, … or, with the
+// embedded engine, their warm offices where these are possible, registers
 // them, and takes out of the pool what is gone. What runs already is left alone, so it may be
 // called again at any time. Sets the counts right that a crash has left behind, where nothing runs
 // provably.

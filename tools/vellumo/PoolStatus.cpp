@@ -7,6 +7,7 @@
 #include <iomanip>
 #include <iostream>
 #include <map>
+#include <optional>
 #include <sstream>
 
 #include "EngineClient.h"
@@ -27,6 +28,7 @@ struct ContainerStatus {
     bool answers;
     std::string health;                // "answers", or why it does not
     std::string memory;                // for people; "" when it is not known
+    std::optional<bool> warm;          // whether an office is kept, where that can be asked
     std::vector<std::string> running;  // commands
 };
 
@@ -69,10 +71,12 @@ std::string Mebibytes(size_t bytes) {
     return std::to_string(bytes >> 20U) + " MiB";
 }
 
-// A sandbox exists only while a command runs, as the processes below the engine's client.
-std::string MemoryOfSandbox(const std::vector<RunningCommand>& running, const std::string& name) {
+// Sandboxes are the processes below the engine's client of each command, and below the keeper of a
+// warm office.
+std::string MemoryOfSandboxes(const std::vector<RunningCommand>& running, const std::string& name,
+                              std::optional<pid_t> keeper) {
     const std::multimap<pid_t, pid_t> children = ProcessTree();
-    size_t bytes = 0;
+    size_t bytes = keeper ? ResidentBytesBelow(*keeper, children) : 0;
     for (const RunningCommand& command : running) {
         bytes += command.container == name ? ResidentBytesBelow(command.client, children) : 0;
     }
@@ -85,15 +89,23 @@ std::string MemoryOfContainer(const std::string& name) {
     return answer.status == 0 ? answer.output : "";
 }
 
+void LookAtSandboxes(ContainerStatus& status, const std::vector<RunningCommand>& running) {
+    const std::optional<pid_t> keeper = KeeperOfOffice(status.container.name);
+    status.warm = keeper.has_value();
+    status.health += keeper ? ", warm" : ", cold";
+    status.memory = MemoryOfSandboxes(running, status.container.name, keeper);
+}
+
 ContainerStatus StatusOf(const Container& container, Engine engine,
                          const std::vector<RunningCommand>& running) {
-    ContainerStatus status{container, false, "", "", {}};
+    ContainerStatus status{container, false, "", "", {}, {}};
     const Answer answer = AskEngine({"exec", container.name, "true"}, kAnswerLimit);
     status.answers = answer.status == 0;
     status.health = status.answers ? "answers" : "does not answer: " + answer.output;
-    if (status.answers) {
-        status.memory = engine == Engine::kEmbedded ? MemoryOfSandbox(running, container.name)
-                                                    : MemoryOfContainer(container.name);
+    if (status.answers && engine == Engine::kEmbedded) {
+        LookAtSandboxes(status, running);
+    } else if (status.answers) {
+        status.memory = MemoryOfContainer(container.name);
     }
     for (const RunningCommand& command : running) {
         if (command.container == container.name) {
@@ -111,6 +123,7 @@ Json::Value ToJson(const ContainerStatus& status) {
     value["answers"] = status.answers;
     value["health"] = status.health;
     value["memory"] = status.memory.empty() ? Json::Value() : Json::Value(status.memory);
+    value["warm"] = status.warm ? Json::Value(*status.warm) : Json::Value();
     value["running"] = JsonArray(status.running);
     return value;
 }
