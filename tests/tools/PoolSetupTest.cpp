@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include <csignal>
 #include <filesystem>
+#include <thread>
 
 #include "Process.h"
 #include "StateFile.h"
@@ -39,7 +40,10 @@ case $1 in
         ;;
     start) echo 'yes running' >$here/$last ;;
     rm) rm $here/$last ;;
-    top) cat /device/top 2>/dev/null ;;
+    top)
+        # As a real one does, which finds the container's processes by this column.
+        case $* in *pid*) cat /device/top 2>/dev/null ;; *) echo 'no PID field' >&2; exit 1 ;; esac
+        ;;
     exec) grep -q running $here/$2 2>/dev/null || { echo "no container $2" >&2; exit 1; } ;;
     *) exit 99 ;;
 esac
@@ -157,6 +161,55 @@ TEST_F(PoolSetupTest, LeavesTheCountOfAContainerInWhichACommandRuns) {
     const Outcome outcome = RunTool({"pool", "up", "--size", "2"});
     EXPECT_LT(outcome.took, Milliseconds(5000));
     EXPECT_EQ(State()["navo1"]["using"], 1);
+}
+
+TEST_F(PoolSetupTest, DropsJobsThatACrashHasLeft) {
+    RunTool({"pool", "up", "--size", "2"});
+    WriteState(R"({"navo1":{"using":0,"used":5},"navo2":{"using":0,"used":1},
+                   "runningQueue":{"a":true},"waitingQueue":[{"b":true},{},{"c":true}]})");
+    const Outcome outcome = RunTool({"pool", "up", "--size", "2"});
+    EXPECT_THAT(outcome.out, AllOf(HasSubstr("running, and nothing runs; dropped: a"),
+                                   HasSubstr("waiting, and nobody waits; dropped: b"),
+                                   HasSubstr("waiting, and nobody waits; dropped: c")));
+    EXPECT_GE(outcome.took, Milliseconds(14000)) << "b could not have had its turn before c";
+    EXPECT_EQ(State()["runningQueue"], Parsed("{}"));
+    EXPECT_EQ(State()["waitingQueue"], Parsed("[{},{},{}]"));
+    EXPECT_EQ(State()["navo1"]["used"], 5);
+}
+
+TEST_F(PoolSetupTest, KeepsJobsWhileAContainerIsInUse) {
+    RunTool({"pool", "up", "--size", "2"});
+    const std::string state =
+        R"({"navo1":{"using":1,"used":5},"navo2":{"using":0,"used":1},
+            "runningQueue":{"a":true},"waitingQueue":[{},{},{"c":true}]})";
+    WriteState(state);
+    WriteFile("/device/top", "7 timeout --kill-after=5 120 soffice\n");
+    EXPECT_LT(RunTool({"pool", "up", "--size", "2"}).took, Milliseconds(5000));
+    EXPECT_EQ(State(), Parsed(state));
+}
+
+TEST_F(PoolSetupTest, KeepsJobsWhenOneIsBegunMeanwhile) {
+    RunTool({"pool", "up", "--size", "2"});
+    WriteState(R"({"navo1":{"using":0,"used":5},"navo2":{"using":0,"used":1},
+                   "waitingQueue":[{},{},{"b":true,"c":true}]})");
+    std::thread others([] {
+        std::this_thread::sleep_for(Milliseconds(3000));
+        // One of those that wait has had its turn and is done.
+        WriteState(R"({"navo1":{"using":0,"used":6},"navo2":{"using":0,"used":1},
+                       "waitingQueue":[{},{},{"b":true}]})");
+    });
+    RunTool({"pool", "up", "--size", "2"});
+    others.join();
+    EXPECT_EQ(State()["waitingQueue"], Parsed(R"([{},{},{"b":true}])"));
+}
+
+TEST_F(PoolSetupTest, TellsAnEngineElsewhereWhereTheScratchTreeIs) {
+    RunTool({"pool", "up", "--size", "2", "--engine-scratch", "/mnt/nas/scratch"});
+    EXPECT_THAT(EngineCalls(),
+                AllOf(HasSubstr("--volume /mnt/nas/scratch/source:/Vellumo/@tmp/source:ro"),
+                      HasSubstr("--volume /mnt/nas/scratch/target:/Vellumo/@tmp/target")));
+    EXPECT_TRUE(std::filesystem::is_directory("/volume1/docker/@tmp/Vellumo/@tmp/source"));
+    EXPECT_FALSE(std::filesystem::exists("/mnt/nas")) << "that is for the engine's machine";
 }
 
 TEST_F(PoolSetupTest, SaysThatTheOtherEngineIsThere) {

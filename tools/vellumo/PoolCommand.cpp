@@ -234,6 +234,11 @@ void PoolCommand::AddUp() {
     arguments->add_option("--image", _wishes.image, "The image; default: " + _wishes.image)
         ->check(CheckGiven)
         ->option_text("IMAGE");
+    arguments
+        ->add_option("--engine-scratch", _wishes.engineScratch,
+                     "Where an engine elsewhere finds the scratch tree; default: where it is here")
+        ->check(CheckGiven)
+        ->option_text("DIR");
     arguments->add_flag("--rebuild", _wishes.rebuild,
                         "Make image and containers, or offices, anew");
 }

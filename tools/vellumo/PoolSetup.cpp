@@ -195,7 +195,7 @@ public:
 
     // A command may go on in the container after its client has died.
     static bool RunsSomething(const std::string& name) {
-        return AskEngine({"top", name, "-eo", "args"}, kShort)
+        return AskEngine({"top", name, "-eo", "pid,args"}, kShort)
                    .output.find("timeout --kill-after") != std::string::npos;
     }
 
@@ -206,9 +206,13 @@ private:
             Fail("cannot start " + name, "there is no share 'docker' for the scratch files",
                  "Add a section [docker] with its path to /etc/samba/smb.conf.");
         }
-        return {
-            "--image", _wishes.image, "--scratch", volume + core::SZF_DOCKER_DIR + ScratchTree(),
-            name,      "--label",     kLabel};
+        std::vector<std::string> arguments{"--image", _wishes.image, "--scratch",
+                                           volume + core::SZF_DOCKER_DIR + ScratchTree()};
+        if (!_wishes.engineScratch.empty()) {
+            arguments.insert(arguments.end(), {"--engine-scratch", _wishes.engineScratch});
+        }
+        arguments.insert(arguments.end(), {name, "--label", kLabel});
+        return arguments;
     }
 
     static void Demand(const std::string& name, const Answer& answer) {
@@ -302,6 +306,97 @@ void MendCounts(Engine engine, Steps& steps) {
         }
     }
     visit.Save();
+}
+
+// The jobs that a crash would leave, as long as nothing runs and nothing is begun: all that count
+// as running, and those waiting that are next in turn, since a free container is theirs.
+struct IdleJobs {
+    std::vector<std::string> running;
+    size_t level = 0;  // the most urgent one at which jobs wait
+    std::vector<std::string> waiting;
+    int begun = 0;  // commands ever started
+
+    bool IsEmpty() const { return running.empty() && waiting.empty(); }
+};
+
+// None while a container is in use.
+IdleJobs JobsWithoutContainer(const PoolState& pool) {
+    IdleJobs jobs;
+    for (const Container& container : pool.containers) {
+        if (container.inUse > 0) {
+            return {};
+        }
+        jobs.begun += container.used;
+    }
+    jobs.running = pool.running;
+    for (size_t level = pool.waiting.size(); level-- > 0 && jobs.waiting.empty();) {
+        jobs.level = level;
+        jobs.waiting = pool.waiting.at(level);
+    }
+    return jobs;
+}
+
+// Forgets what has ended or come, and everything as soon as something was begun.
+void KeepCommon(IdleJobs& jobs, const IdleJobs& now) {
+    if (now.begun != jobs.begun) {
+        jobs = {};
+        return;
+    }
+    const auto isGone = [](const std::vector<std::string>& left) {
+        return [&left](const std::string& key) {
+            return std::find(left.begin(), left.end(), key) == left.end();
+        };
+    };
+    std::erase_if(jobs.running, isGone(now.running));
+    if (jobs.level != now.level) {
+        jobs.waiting.clear();
+    }
+    std::erase_if(jobs.waiting, isGone(now.waiting));
+}
+
+// Those that have stayed for so long that their processes would have begun, or ended, them.
+IdleJobs ProvablyLeft() {
+    const auto look = [] {
+        return JobsWithoutContainer(ReadPool("cannot look for left jobs", core::LOCK_TIMEOUT_SECS));
+    };
+    IdleJobs jobs = look();
+    const auto end = std::chrono::steady_clock::now() + ProofTime();
+    while (!jobs.IsEmpty() && std::chrono::steady_clock::now() < end) {
+        std::this_thread::sleep_for(kLook);
+        KeepCommon(jobs, look());
+    }
+    return jobs;
+}
+
+// Tells whether there was something to drop.
+bool DropLeft(Steps& steps) {
+    IdleJobs jobs = ProvablyLeft();
+    if (jobs.IsEmpty()) {
+        return false;
+    }
+    StateFileVisit visit(Purpose::kChange, "cannot drop jobs", core::LOCK_TIMEOUT_SECS);
+    visit.RequireSound();
+    KeepCommon(jobs, JobsWithoutContainer(PoolState::Of(visit.Document())));
+    if (jobs.IsEmpty()) {
+        return false;
+    }
+    for (const std::string& key : jobs.running) {
+        visit.Document()["runningQueue"].removeMember(key);
+        steps.Tell("counted as running, and nothing runs; dropped: " + key);
+    }
+    for (const std::string& key : jobs.waiting) {
+        const auto level = static_cast<Json::ArrayIndex>(jobs.level);
+        visit.Document()["waitingQueue"][level].removeMember(key);
+        steps.Tell("counted as waiting, and nobody waits; dropped: " + key);
+    }
+    visit.Save();
+    return true;
+}
+
+// Level by level: while a job of one waits, none below it gets its turn.
+void DropLeftJobs(Steps& steps) {
+    while (DropLeft(steps)) {
+    }
 }
 
 void Register(const std::vector<std::string>& names, Steps& steps) {
@@ -404,6 +499,8 @@ CommandResult BringPoolUp(const PoolWishes& wishes, bool json) {
             containers.Remove(gone);
         }
     }
+    // When the pool is whole: without its containers also a job that somebody waits for stays.
+    DropLeftJobs(steps);
     return ResultOf(steps);
 }
 

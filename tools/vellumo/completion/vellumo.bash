@@ -23,7 +23,7 @@ _vellumo_candidates() {
         --progress) printf '%s\n' auto plain none && return ;;
         --pages | -o | --output) return ;;
         --engine) printf '%s\n' docker embedded && return ;;
-        --size | --image) return ;;
+        --size | --image | --engine-scratch) return ;;
         --op | --type | --limit | --source | --converted | --uid | --code) return ;;
     esac
     case $command:$action in
@@ -45,7 +45,7 @@ _vellumo_candidates() {
         path: | check:) printf '%s\n' --user --json --help ;;
         pool:) printf '%s\n' list add remove reset up down status doctor --json --help ;;
         pool:list | pool:status | pool:doctor) printf '%s\n' --json --help ;;
-        pool:up) printf '%s\n' --size --engine --image --rebuild --json --help ;;
+        pool:up) printf '%s\n' --size --engine --image --engine-scratch --rebuild --json --help ;;
         pool:down) printf '%s\n' --force --json --help ;;
         pool:add) printf '%s\n' --json --help ;;
         pool:remove)
