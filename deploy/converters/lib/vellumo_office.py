@@ -19,6 +19,7 @@ PROFILE_MAKER = os.path.dirname(os.path.abspath(__file__)) + '/../bin/office-pro
 START_AGAIN = 81  # the office's exit status after it has set up a new profile
 START_LIMIT = 60  # seconds
 POLL = 0.02  # seconds
+END_LIMIT = 0.2  # seconds in which an office that has dropped a call has also ended
 
 # The first service that a document supports decides.
 EXPORT_FILTERS = (
@@ -90,6 +91,14 @@ class Office:
             self.start()
         elif status is not None:
             raise Failure(OFFICE_FAILED, f'the office ended with status {status}')
+
+    def killed(self):
+        """What a shell has as exit status when a signal has ended the office, else None."""
+        try:
+            status = self.process.wait(END_LIMIT)
+        except subprocess.TimeoutExpired:
+            return None
+        return 128 - status if status < 0 else None
 
 
 def load(desktop, source):

@@ -48,8 +48,8 @@ enum {
     SIGNATURE_RANGE = 1024,  // how far into a file PDF readers look for its signature
     MAX_ARGUMENTS = 64,
     MAX_REPLY = 1024,
-    POLL = 20,          // ms
-    START_WAIT = 8000,  // ms for an office that is just starting: a second one would not be sooner
+    POLL = 20,           // ms
+    START_WAIT = 20000,  // ms for an office that is just starting: a second one would not be sooner
 };
 
 typedef struct {
@@ -583,7 +583,8 @@ static void read_answer(int office, char* answer) {
 static bool has_begun(int office, int limit) {
     char byte = '\0';
     bool answered = receive(office, limit, &byte);
-    if (answered && byte == 'W') {
+    // Twice when the one that was just starting stands still, and another takes its place.
+    for (int starts = 0; answered && byte == 'W' && starts < 2; ++starts) {
         answered = receive(office, START_WAIT, &byte);
     }
     return answered && byte == 'A';
@@ -625,7 +626,7 @@ static void arrange_signals(void) {
         (void)sigaction(*signal, &action, NULL);
     }
     (void)sigprocmask(SIG_BLOCK, &awaited_, NULL);
-    // `timeout` may be killed, and then there is nobody any more to whom the answer matters.
+    // Should `timeout` itself be killed, nothing else would end this.
     (void)prctl(PR_SET_PDEATHSIG, SIGTERM);
 }
 
