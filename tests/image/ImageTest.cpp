@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-// The whole road through real containers, and what a document and a tool cannot do there.
+// The whole road through real containers, and what is there for it.
 #include "Container.h"
 
 namespace vellumo::test {
@@ -12,12 +12,10 @@ class Image : public ContainerTest {};
 TEST_F(Image, ConvertsASampleOfEachFamilyToPdfAndThumbnail) {
     Start();
     // Two, since the first never takes thumbnails.
-    const Said said = Do(VELLUMO_RUN R"sh( --scratch $scratch ${container}b >/dev/null
+    const Said said = Do(R"sh(
+        run ${container}b
         trap "docker rm -f ${container}b >/dev/null" EXIT
-        cp --reflink=auto "$(type -P docker)" $folder/docker
-        vellumo=)sh" VELLUMO_TOOL R"sh( samples=)sh" VELLUMO_SAMPLES R"sh(
-        export vellumo samples folder container
-        $device --root $folder/root --engine $folder/docker --log none -- bash -c '
+        in_view '
             $vellumo pool add $container ${container}b >/dev/null
             for path in $samples/*.{docx,odt,xlsx,ods,odp,pptx,odg,epub,pdf}; do
                 name=${path##*/} stem=${path##*/}; stem=${stem%.*}
@@ -90,96 +88,6 @@ convert: /Vellumo/@tmp/source/ps.pdf: is no PDF in spite of its name; give it th
 ebook-convert: /Vellumo/@tmp/source/empty.epub: No such file or directory
 1
 )"));
-}
-
-TEST_F(Image, LeavesOutWhatADocumentOnlyRefersTo) {
-    Start();
-    // A stock office, run as root, takes in the other user's picture; so the documents do refer.
-    const Said said = Do(R"sh(
-        /usr/bin/convert -size 40x40 xc:red $S/other.png; echo 'private text' >$S/other.txt
-        chown 54321 $S/other.*; chmod 600 $S/other.*
-        urls="file://$source/other.png file://$source/other.txt file:///etc/passwd file:///dev/zero"
-        document links a.fodt mine $urls http://127.0.0.1:1/x.png
-        document odt b.odt mine file://$source/other.png
-        document docx c.docx mine file://$source/other.png
-        document html d.docx mine $urls; document html e.odt mine $urls
-        taken() { pdfimages -list $T/$1.pdf | tail -n +3 | wc -l; pdftotext $T/$1.pdf - | grep -o '[a-z]*'; }
-        for name in b.odt c.docx; do
-            tool /usr/bin/soffice --headless --convert-to pdf --outdir $target $source/$name
-        done >/dev/null 2>&1
-        echo stock $(taken b) $(taken c); rm $T/*
-        for socket in /run/vellumo/office /none; do
-            for name in a.fodt b.odt c.docx d.docx e.odt; do
-                tool() { docker exec -e VELLUMO_OFFICE_SOCKET=$socket $container timeout 60 "$@"; }
-                office $name >/dev/null 2>&1; echo $name $(taken ${name%.*})
-                unoconv ${name%.*}.pdf $source/$name >/dev/null 2>&1
-                [ "$(taken ${name%.*})" = "$(printf '0\nmine')" ] || echo "$name by unoconv"
-            done
-        done)sh");
-    const std::string nothing =
-        "a.fodt 0 mine\nb.odt 0 mine\nc.docx 0 mine\nd.docx 0 mine\ne.odt 0 mine\n";
-    EXPECT_THAT(said, Says(0, "stock 1 mine 1 mine\n" + nothing + nothing));
-}
-
-TEST_F(Image, AsksNothingOfTheNetwork) {
-    Start();
-    const Said said = Do(R"sh(
-        docker exec -d $container python3 -c '
-import socket
-server = socket.create_server(("127.0.0.1", 8000))
-while True:
-    server.accept()[0].close()
-    open("/tmp/asked", "a").write("x")'
-        sleep 0.5
-        document docx a.docx mine http://127.0.0.1:8000/x.png
-        document html b.docx mine http://127.0.0.1:8000/x.png
-        asked() { docker exec $container sh -c 'wc -c 2>/dev/null </tmp/asked || echo 0'; }
-        office a.docx; office b.docx; unoconv x.pdf $source/a.docx; echo ours $(asked)
-        tool /usr/bin/soffice --headless --convert-to pdf --outdir $target $source/a.docx >/dev/null 2>&1
-        [ $(asked) -gt 0 ] && echo stock asks
-        docker exec $container cat /proc/net/dev | tail -n +3 | grep -v lo:)sh");
-    EXPECT_THAT(said.text, testing::StrEq("ours 0\nstock asks\n"));
-}
-
-TEST_F(Image, RunsNoMacro) {
-    Start();
-    const Said said = Do(R"sh(
-        document macro a.fodt /tmp/ran
-        office a.fodt; unoconv x.pdf $source/a.fodt
-        docker exec $container test -e /tmp/ran && echo ran
-        trusting='mkdir -p /tmp/home; HOME=/tmp/home /opt/vellumo/bin/office-profile
-            sed -i "s/>3</>0</; /DisableMacrosExecution/d" \
-                /tmp/home/.config/libreoffice/4/user/registrymodifications.xcu
-            HOME=/tmp/home timeout --kill-after=1 8 /usr/bin/soffice --headless $0'
-        docker exec $container sh -c "$trusting" $source/a.fodt >/dev/null 2>&1
-        docker exec $container test -e /tmp/ran && echo a trusting office runs it)sh");
-    EXPECT_THAT(said, Says(0, "a trusting office runs it\n"));
-}
-
-TEST_F(Image, ShowsAToolItsOwnDocumentOnly) {
-    Start();
-    // A tool that looks around: what stands behind pdftk's name for once.
-    const Said said = Do(R"sh(
-        docker rm -f $container >/dev/null
-        printf '#!/bin/sh\nid -u; id -G; grep -i capeff /proc/self/status
-            cat "${1#A=}" >/dev/null && echo own; cat /Vellumo/@tmp/source/b.pdf || echo denied
-            echo x >"${1#A=}"; rm -f "${1#A=}"; echo x >/tmp/../usr/x; ls /tmp/vellumo-office-*
-            kill -0 1; : >/Vellumo/@tmp/target/x\n' >$folder/pdftk
-        chmod 755 $folder/pdftk
-        )sh" VELLUMO_RUN R"sh( --scratch $scratch $container \
-            -v $folder/pdftk:/opt/vellumo/bin/pdftk:ro >/dev/null
-        document pdf a.pdf 1; document pdf b.pdf 1; cut x.pdf a.pdf 2>$folder/errors
-        grep -c -i -e denied -e permitted -e read-only $folder/errors; ls -A $T)sh");
-    EXPECT_THAT(said, Says(0, "65533\n65533\nCapEff:\t0000000000000000\nown\ndenied\n7\n"));
-}
-
-TEST_F(Image, LetsNotEvenItsRootWriteASource) {
-    Start();
-    EXPECT_THAT(
-        Do("document text a.fodt a; docker exec $container sh -c \"echo x >$source/a.fodt\" "
-           "2>/dev/null || echo no; docker exec $container rm -f $source/a.fodt 2>/dev/null "
-           "|| echo no; docker exec $container touch /x 2>/dev/null || echo no"),
-        Says(0, "no\nno\nno\n"));
 }
 
 TEST_F(Image, HasFontsForTheWorldsScripts) {

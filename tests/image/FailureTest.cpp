@@ -1,0 +1,125 @@
+// SPDX-License-Identifier: Apache-2.0
+// What goes wrong around a conversion in a container: limits reached, places full, callers killed.
+// After each the next document converts as if nothing had been.
+#include "Container.h"
+
+namespace vellumo::test {
+namespace {
+
+class Failure : public ContainerTest {};
+
+// A container whose pdftk does what its document says; see `order`.
+constexpr const char* kObedient = "-v $folder/obedient:/opt/vellumo/bin/pdftk:ro ";
+
+TEST_F(Failure, OfMemoryEndsTheDocumentsProcessAlone) {
+    Start(std::string(kObedient) + "--memory 300m --memory-swap 300m");
+    const Said said = Do(R"sh(
+        keeper=$(keeper_process)
+        order eats 'exec python3 -c "x = b\"x\" * (1 << 30)"'
+        cut x.pdf eats.pdf; echo $?
+        document huge huge.fodt 16000
+        office huge.fodt >/dev/null 2>&1; echo $?
+        unoconv x.pdf $source/huge.fodt >/dev/null 2>&1; echo $?
+        [ $(keeper_process) = $keeper ] || echo 'the keeper too'
+        next_is_good)sh");
+    EXPECT_THAT(said, Says(0, "137\n137\n137\n"));
+}
+
+TEST_F(Failure, OfProcessesEndsWithTheDocument) {
+    Start(std::string(kObedient) + "--pids-limit 60");
+    const Said said = Do(R"sh(
+        order forks 'while setsid sleep 100 2>/dev/null & do :; done'
+        cut x.pdf forks.pdf 2>&1 | grep -o 'Cannot fork' | sort -u
+        next_is_good)sh");
+    EXPECT_THAT(said, Says(0, "Cannot fork\n"));
+}
+
+TEST_F(Failure, OfSpaceInTheContainer) {
+    Start(kObedient);
+    const Said said = Do(R"sh(
+        nsenter --target $(process tini) --mount mount -o remount,size=64m /tmp
+        order fills 'exec 2>&1; head -c 2G /dev/zero >"$5"'
+        cut x.pdf fills.pdf 2>&1 | grep -o 'No space left on device'
+        rm $T/x.pdf; next_is_good
+        docker exec $container sh -c 'cat /dev/zero >/tmp/filler' 2>/dev/null
+        document text a.fodt a; office a.fodt 2>&1 | sed 's/room-.*:/room:/'; echo ${PIPESTATUS[0]}
+        docker exec $container rm /tmp/filler
+        next_is_good)sh");
+    EXPECT_THAT(said, Says(0,
+                           "No space left on device\n"
+                           "soffice: /tmp/vellumo-room: No space left on device\n125\n"));
+}
+
+TEST_F(Failure, OfTheTargetDirectory) {
+    const Said said = Do(R"sh(
+        mkdir -p $S $T; mount -t tmpfs -o size=64k tmpfs $T
+        trap 'docker rm -f $container >/dev/null; umount $T' EXIT
+        run $container && warm
+        document long long.fodt 300; office long.fodt; echo $?; unoconv x.pdf $source/long.fodt; echo $?
+        next_is_good
+        mount -o remount,ro $T; document text a.fodt a; office a.fodt; echo $?
+        mount -o remount,rw $T; next_is_good)sh");
+    EXPECT_THAT(said, Says(0,
+                           "soffice: /Vellumo/@tmp/target/long.pdf: No space left on device\n125\n"
+                           "unoconv: /Vellumo/@tmp/target/x.pdf: No space left on device\n125\n"
+                           "soffice: /Vellumo/@tmp/target/a.pdf: Read-only file system\n125\n"));
+}
+
+TEST_F(Failure, IsNoneWhenTheSourceVanishesMeanwhile) {
+    Start();
+    const Said said = Do(R"sh(
+        for way in eval cold; do
+            document long long.fodt 300; $way office long.fodt >/dev/null 2>&1 & call=$!
+            await works; rm $S/long.fodt; wait $call; echo $?
+            pdftotext $T/long.pdf - | grep -c -m1 line; rm $T/long.pdf; next_is_good
+        done)sh");
+    EXPECT_THAT(said, Says(0, "0\n1\n0\n1\n"));
+}
+
+TEST_F(Failure, OfTheClientLeavesTheCommandToItsTimeLimit) {
+    Start();
+    const Said said = Do(R"sh(
+        document slow slow.fods
+        limit=6 office slow.fods 2>/dev/null & await works
+        kill -KILL $(pgrep -xf "docker exec .*$container .*$source/slow.fods")
+        wait 2>/dev/null
+        runs() { docker top $container -eo pid,args | grep -q ' timeout'; }
+        sleep 1; runs && echo goes on
+        await eval '! runs'; next_is_good)sh");
+    EXPECT_THAT(said, Says(0, "goes on\n"));
+}
+
+TEST_F(Failure, OfTheTimeLimitsOwnProcessEndsTheCommand) {
+    Start();
+    const Said said = Do(R"sh(
+        document slow slow.fods
+        for way in eval cold; do
+            $way office slow.fods >/dev/null 2>&1 & call=$!
+            await works; kill -KILL $(process 'timeout --kill-after'); wait $call; echo $?
+            next_is_good
+        done)sh");
+    EXPECT_THAT(said, Says(0, "137\n137\n"));
+}
+
+TEST_F(Failure, OfTheContainerInTheMiddle) {
+    Start();
+    const Said said = Do(R"sh(
+        for way in 'kill' 'restart -t 0' 'restart -t 5'; do
+            document slow slow.fods; office slow.fods >/dev/null 2>&1 & call=$!
+            await works; docker $way $container >/dev/null; wait $call; echo $?
+            docker start $container >/dev/null; next_is_good
+        done)sh");
+    EXPECT_THAT(said, Says(0, "137\n137\n143\n"));
+}
+
+TEST_F(Failure, OfTheContainersFirstProcessStartsItAgain) {
+    Start();
+    const Said said = Do(R"sh(
+        first=$(process tini); kill -KILL $first
+        again() { new=$(process tini 2>/dev/null) && [ -n "$new" ] && [ $new != $first ]; }
+        await again; next_is_good)sh");
+    EXPECT_THAT(said, Says(0, ""));
+}
+
+}  // namespace
+}  // namespace vellumo::test
