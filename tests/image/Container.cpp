@@ -33,7 +33,7 @@ cut() { tool pdftk A=$source/$2 cat A1-1 output $target/$1; }
 render() {
     tool convert -define pdf:use-cropbox=true -density 72 -resize 35% $source/$2 $target/$1
 }
-process() { docker top $container -eo pid,args | awk -v what=$1 'index($0, what) {print $1; exit}'; }
+process() { docker top $container -eo pid,args | awk -v what="$1" 'index($0, what) {print $1; exit}'; }
 office_process() { process soffice.bin; }
 keeper_process() { process office-keeper; }
 works() { docker exec $container ls /tmp | grep -q vellumo-room; }
