@@ -49,7 +49,7 @@ warm() { for i in {1..40}; do is_warm && return; sleep 0.5; done; echo 'no warm 
 # Runs a script in a device view over this test's folder, with the real engine's client.
 in_view() {
     [ -e $folder/docker ] || cp --reflink=auto "$(type -P docker)" $folder/docker
-    export run make samples vellumo folder container scratch image before
+    export run make samples vellumo folder container scratch image
     $device --root $folder/root --engine $folder/docker --log none -- bash -c "$1"
 }
 now() { date +%s%3N; }
