@@ -104,12 +104,12 @@ TEST_F(Failure, OfTheTimeLimitsOwnProcessEndsTheCommand) {
 TEST_F(Failure, OfTheContainerInTheMiddle) {
     Start();
     const Said said = Do(R"sh(
-        for way in 'kill' 'restart -t 0' 'restart -t 5'; do
+        for way in kill 'restart -t 5'; do
             document slow slow.fods; office slow.fods >/dev/null 2>&1 & call=$!
             await works; docker $way $container >/dev/null; wait $call; echo $?
             docker start $container >/dev/null; next_is_good
         done)sh");
-    EXPECT_THAT(said, Says(0, "137\n137\n143\n"));
+    EXPECT_THAT(said, Says(0, "137\n137\n"));
 }
 
 TEST_F(Failure, OfTheContainersFirstProcessStartsItAgain) {
