@@ -102,11 +102,12 @@ pid_t ChildProcess::Start(const Program& program, int reports) const {
 }
 
 void ChildProcess::Become(Program program, int reports) const {
-    program.prepare();
+    const std::vector<char*> argv = Pointers(program.argv);
+    const std::vector<char*> environment = Pointers(program.environment);
+    program.prepare();  // after it, there may be no more memory to be had
     ArrangeDescriptors(reports, program.passed);
     sigprocmask(SIG_SETMASK, &_original, nullptr);
-    execve(program.argv[0].c_str(), Pointers(program.argv).data(),
-           Pointers(program.environment).data());
+    execve(argv[0], argv.data(), environment.data());
     _exit(kEngineFailed);
 }
 

@@ -80,8 +80,7 @@ void Bound(__rlimit_resource what, rlim_t most) {
     setrlimit(what, &limit);
 }
 
-// Of this process and, where the caller does not lower it again, all that it starts: the memory
-// limit of the machine is to meet them before anything else.
+// When the whole machine lacks memory, it is a sandbox that ends, before anything of the server's.
 void OfferToMemoryLimit() {
     static_cast<void>(Write("/proc/self/oom_score_adj", "500"));
 }
@@ -97,6 +96,7 @@ Limits::Limits() {
 }
 
 void Limits::Enter() const {
+    OfferToMemoryLimit();
     bool memory = false;
     bool processes = false;
     for (const Group& group : _groups) {
@@ -113,7 +113,6 @@ void Limits::Enter() const {
     }
     Bound(RLIMIT_FSIZE, kFile);
     Bound(RLIMIT_CORE, 0);
-    OfferToMemoryLimit();
 }
 
 }  // namespace vellumo::engine

@@ -18,6 +18,7 @@ extern "C" {
 #include <iostream>
 #include <optional>
 #include <thread>
+#include <utility>
 
 #include "ChildProcess.h"
 #include "Failure.h"
@@ -45,8 +46,9 @@ FileDescriptor TakeTurn(const std::string& above) {
     return FileDescriptor(directory);
 }
 
-// A caller may wait for the end of what it reads from this process.
+// A caller may wait for the end of what it reads from this process, or remove its directory.
 void LeaveCaller() {
+    static_cast<void>(chdir("/"));
     const FileDescriptor nothing(open("/dev/null", O_RDWR | O_CLOEXEC));
     for (const int standard : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}) {
         dup2(nothing.Get(), standard);
@@ -67,22 +69,34 @@ void TryOffice(const ScratchTree& tree, ChildProcess& child) {
     }
 }
 
+// A place that is made, and taken away with what is left in it.
+class KeptPlace {
+public:
+    explicit KeptPlace(WarmPlace place) : _place(std::move(place)) { _place.Make(); }
+    ~KeptPlace() { _place.Remove(); }
+    KeptPlace(const KeptPlace&) = delete;
+    KeptPlace& operator=(const KeptPlace&) = delete;
+
+    const WarmPlace& Get() const { return _place; }
+
+private:
+    WarmPlace _place;
+};
+
 void Keep(const ScratchTree& tree, const std::string& name) {
     ChildProcess child;
     TryOffice(tree, child);
-    WarmPlace place(tree.above, name);
-    place.Make();
+    const KeptPlace place(WarmPlace(tree.above, name));
     LeaveCaller();
     try {
-        KeepOfficeWarm(place, child);
+        KeepOfficeWarm(place.Get(), child);
     } catch (const Failure&) {
-        place.Remove();
-        throw;
+        return;  // there is nobody any more to tell; the caller sees this process end
     }
-    place.Remove();
 }
 
-// What the keeping process is, from its beginning to its end.
+// What the keeping process is, from its beginning to its end. It ends with 0 once it has left its
+// caller, else it has told why it could not come so far.
 [[noreturn]] void BecomeKeeper(const ScratchTree& tree, const std::string& name) {
     close_range(STDERR_FILENO + 1, ~0U, 0);
     setsid();
@@ -100,14 +114,23 @@ void Keep(const ScratchTree& tree, const std::string& name) {
     _exit(status);
 }
 
+// The exit status of a keeper that has ended before its office was ready.
+int StatusOfLost(int ending) {
+    if (!WIFEXITED(ending) || WEXITSTATUS(ending) == 0) {
+        throw Failure(
+            kEngineFailed,
+            "the office has ended at once; was it stopped, or killed for want of memory?");
+    }
+    return WEXITSTATUS(ending);
+}
+
 // Waits until the office is ready; an exit status when its keeper ends instead.
 int AwaitStart(const WarmPlace& place, pid_t keeper) {
     const auto deadline = std::chrono::steady_clock::now() + kStartLimit;
     while (!place.IsReady()) {
         int ending = 0;
         if (waitpid(keeper, &ending, WNOHANG) == keeper) {
-            return WIFEXITED(ending) && WEXITSTATUS(ending) != 0 ? WEXITSTATUS(ending)
-                                                                 : kEngineFailed;
+            return StatusOfLost(ending);
         }
         if (std::chrono::steady_clock::now() > deadline) {
             kill(keeper, SIGTERM);

@@ -149,7 +149,7 @@ TEST_F(EngineWarm, ReadsADocumentThatOthersMayNotRead) {
 
 TEST_F(EngineWarm, EndsWithItsCallerWhenADocumentHangs) {
     const Said said = Warm(R"sh(
-        document slow slow.fods; before=$(office_process)
+        await is_warm; document slow slow.fods; before=$(office_process)
         limit=3 office slow.fods; echo $?
         await gone $before; next_is_good)sh");
     EXPECT_THAT(said, Says(0, "124\n"));

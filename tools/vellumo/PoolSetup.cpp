@@ -246,7 +246,7 @@ public:
                         : name + ": each document gets an office of its own: " + answer.output);
     }
 
-    void End(const std::string& name) {
+    static void End(const std::string& name) {
         const Answer answer = AskEngine({"stop", name}, kStart);
         if (answer.status != 0) {
             Fail("cannot end the office of " + name, answer.output,
@@ -494,7 +494,7 @@ CommandResult BringPoolUp(const PoolWishes& wishes, bool json) {
     Register(names, steps);
     for (const std::string& gone : Unregister(Unwanted(names, engine), false, steps)) {
         if (engine == Engine::kEmbedded) {
-            sandboxes.End(gone);
+            Sandboxes::End(gone);
         } else if (DockerContainers::IsOurs(gone)) {
             containers.Remove(gone);
         }
@@ -510,10 +510,9 @@ CommandResult TakePoolDown(const PoolWishes& wishes, bool json) {
     Steps steps(json);
     const Engine engine = ChosenEngine(what, wishes);
     DockerContainers containers(wishes, steps);
-    Sandboxes sandboxes(wishes, steps);
     for (const std::string& name : Unregister(Registered(), wishes.force, steps)) {
         if (engine == Engine::kEmbedded) {
-            sandboxes.End(name);
+            Sandboxes::End(name);
         } else if (DockerContainers::IsOurs(name)) {
             containers.Remove(name);
         }
