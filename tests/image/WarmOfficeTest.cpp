@@ -52,6 +52,20 @@ TEST_F(WarmOffice, MakesTheSameAsAColdOne) {
     EXPECT_THAT(said, Says(0, ""));
 }
 
+// A comment is a window in the margin, even where nobody sees it.
+TEST_F(WarmOffice, TurnsATextWithCommentsIntoAPdf) {
+    Start();
+    const Said said = Do(R"sh(
+        document text a.fodt 'Hello<office:annotation><text:p>why</text:p></office:annotation>'
+        for socket in /run/vellumo/office /none; do
+            tool() { docker exec -e VELLUMO_OFFICE_SOCKET=$socket $container timeout 60 "$@"; }
+            office a.fodt >$folder/log 2>&1 || cat $folder/log
+            unoconv x.pdf -e PageRange=1-1 $source/a.fodt
+            for name in a x; do pdftotext $T/$name.pdf - 2>/dev/null | head -1; done; rm $T/*
+        done)sh");
+    EXPECT_THAT(said, Says(0, "Hello\nHello\nHello\nHello\n"));
+}
+
 TEST_F(WarmOffice, LeavesOtherUsesToAColdOne) {
     Start();
     EXPECT_THAT(Do("tool soffice --version; document text a.fodt a; "
