@@ -1,10 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
-#include <cstdlib>
 #include <filesystem>
-#include <fstream>
 #include <map>
-#include <sstream>
 
+#include "Corpus.h"
 #include "Process.h"
 #include "RealTools.h"
 #include "vellumo/Converter.h"
@@ -14,48 +12,9 @@ using namespace NAVO::VELLUMO;
 using testing::ElementsAre;
 using testing::IsEmpty;
 
-// Documents from other projects' test suites, of every file type and with every kind of fault. They
-// lie outside the tree; VELLUMO_CORPUS names the folder, in which MANIFEST.tsv lists them: the file
-// first on each line, and what must become of it last.
 namespace {
 
-struct Document {
-    std::string file;  // in the folder
-    std::string type;
-    bool converts;
-};
-
-std::string CorpusFolder() {
-    const char* folder = std::getenv("VELLUMO_CORPUS");
-    return folder == nullptr ? "" : folder;
-}
-
-// What was seen to become of a document goes before what had been expected.
-bool Converts(const std::string& note) {
-    if (note.find("OBSERVED: soffice 7.4.7 prints \"source file could not be loaded\"") !=
-        std::string::npos) {
-        return false;
-    }
-    return note.starts_with("converts");
-}
-
-std::vector<Document> Documents() {
-    std::vector<Document> documents;
-    std::ifstream manifest(CorpusFolder() + "/MANIFEST.tsv");
-    std::string line;
-    std::getline(manifest, line);  // the names of the columns
-    while (std::getline(manifest, line)) {
-        std::vector<std::string> columns;
-        std::istringstream cells(line);
-        for (std::string cell; std::getline(cells, cell, '\t');) {
-            columns.push_back(cell);
-        }
-        documents.push_back({columns.at(0), columns.at(1), Converts(columns.back())});
-    }
-    return documents;
-}
-
-bool IsBook(const Document& document) {
+bool IsBook(const CorpusFile& document) {
     return converter::CalibreConverter::_supportTypeSet.contains(document.type);
 }
 
@@ -93,7 +52,7 @@ std::string SoundDocument(const std::string& type) {
 
 class CorpusDocument : public RealToolsTest {
 public:
-    explicit CorpusDocument(Document document)
+    explicit CorpusDocument(CorpusFile document)
         : _document(std::move(document)),
           _file(CorpusFolder() + "/" + _document.file),
           _name(std::filesystem::path(_file).filename()) {}
@@ -103,7 +62,7 @@ protected:
         EXPECT_TRUE(result == 1001 || result == 1002) << result;
     }
 
-    Document _document;
+    CorpusFile _document;
     std::string _file;
     std::string _name;
 };
@@ -174,11 +133,11 @@ TEST_F(Corpus, IsPresent) {
     if (CorpusFolder().empty()) {
         GTEST_SKIP() << "VELLUMO_CORPUS does not name the folder with the corpus";
     }
-    EXPECT_FALSE(Documents().empty()) << "no documents in " << CorpusFolder();
+    EXPECT_FALSE(CorpusFiles().empty()) << "no documents in " << CorpusFolder();
 }
 
 template <typename Test>
-void Register(const Document& document, const std::string& what) {
+void Register(const CorpusFile& document, const std::string& what) {
     testing::RegisterTest("CorpusDocument", (document.file + what).c_str(), nullptr, nullptr,
                           __FILE__, __LINE__,
                           [=]() -> CorpusDocument* { return new Test(document); });
@@ -189,7 +148,7 @@ const bool registered = [] {
         return false;
     }
     bool wholeFirst = false;  // by turns, so that every second test is not the same kind of work
-    for (const Document& document : Documents()) {
+    for (const CorpusFile& document : CorpusFiles()) {
         wholeFirst = !wholeFirst;
         if (wholeFirst) {
             Register<WholeDocument>(document, " whole");
