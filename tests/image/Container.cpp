@@ -13,7 +13,7 @@ container=navo$(basename $folder | tr -dc a-zA-Z0-9)
 scratch=$folder/root/volume1/docker/@tmp/Vellumo/@tmp
 source=/Vellumo/@tmp/source target=/Vellumo/@tmp/target S=$scratch/source T=$scratch/target
 export DOCKER_HOST=$(<$folder/host)
-image=${VELLUMO_TEST_IMAGE:-vellumo-converters}
+image=${VELLUMO_IMAGE:-vellumo-converters}
 run() { $run --image $image --scratch $scratch "$@" >/dev/null; }
 tool() {
     docker exec ${VELLUMO_OFFICE_SOCKET+-e VELLUMO_OFFICE_SOCKET} $container \
