@@ -19,7 +19,7 @@ protected:
     //   limit                  the time limit of commands, 120 s unless set
     //   office_process, keeper_process
     //   without_cold           lets no sandbox be made any more, so that no cold office can answer
-    //   next_is_good           converts a document and says how, should it take over 8 s or fail,
+    //   next_is_good           converts a document and says how, should it take over 20 s or fail,
     //                          or leave anything but its product; then waits for a warm office
     Said Try(const std::string& script) const {
         return InView("make=" VELLUMO_MAKE_DOCUMENT + std::string(kTools) + script);
@@ -55,7 +55,7 @@ protected:
             $make text $S/good.fodt 'Good again'
             office good.fodt >$folder/said 2>&1 || { echo "status $?"; cat $folder/said; }
             local -r took=$((($(date +%s%N) - began) / 1000000))
-            [ $took -lt 8000 ] || echo "took $took ms"
+            [ $took -lt 20000 ] || echo "took $took ms"
             pdftotext $T/good.pdf - | grep -q 'Good again' || echo 'not converted'
             rm -f $S/good.fodt $T/good.pdf
             await is_warm; await none_left
