@@ -24,16 +24,18 @@ protected:
     //   office NAME, unoconv PRODUCT … SOURCE, cut PRODUCT NAME, render PRODUCT NAME
     //                           the converters' commands
     //   cold COMMAND…           has one of those done without the warm office
-    //   order NAME COMMANDS     makes NAME.pdf, which tells `cut` what to do in a container that has
+    //   order NAME COMMANDS     makes NAME.pdf, which tells `cut` what to do in a container that
+    //   has
     //                           $folder/obedient as its /opt/vellumo/bin/pdftk
-    //   process WORD            the number, as the host sees it, of a process with that in its command
-    //   office_process, keeper_process     likewise
-    //   works                   tells whether a document is being converted
-    //   warm                    waits for a warm office, and fails without one
-    //   next_is_good            converts a document and says how, should it fail or take over 2 s (more
-    //                           on a busy machine), should the one after it not meet a warm office, or
-    //                           should anything be left running or lying about
-    //   in_view SCRIPT          runs it in a device view over $folder/root, with the real engine; it
+    //   process WORD            the number, as the host sees it, of a process with that in its
+    //   command office_process, keeper_process     likewise works                   tells whether a
+    //   document is being converted warm                    waits for a warm office, and fails
+    //   without one next_is_good            converts a document and says how, should it fail or
+    //   take over 2 s (more
+    //                           on a busy machine), should the one after it not meet a warm office,
+    //                           or should anything be left running or lying about
+    //   in_view SCRIPT          runs it in a device view over $folder/root, with the real engine;
+    //   it
     //                           finds $vellumo, $samples and $make besides
     Said Do(const std::string& script) const;
 };

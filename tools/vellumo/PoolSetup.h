@@ -15,8 +15,8 @@ struct PoolWishes {
     std::optional<std::string> engine;  // "docker" or "embedded"; else the one that is there
     std::string image = "vellumo-converters";
     std::string engineScratch;  // where the engine finds the scratch tree; "" where it is here too
-    bool rebuild = false;  // makes the image, and the containers, anew
-    bool force = false;    // takes down what counts as busy too
+    bool rebuild = false;       // makes the image, and the containers, anew
+    bool force = false;         // takes down what counts as busy too
 };
 
 // vellumo pool up: builds or finds the image, starts the containers navo1, navo2, … or, with the
