@@ -3,8 +3,6 @@
 // outcome and the same product. The machine's fonts are not the image's, so there are two pairs of
 // containers: with the machine's fonts there may be no difference but known ones, and with the
 // image's own there are those that fonts make.
-#include <iostream>
-
 #include "Container.h"
 #include "Corpus.h"
 #include "Differences.h"
@@ -131,11 +129,7 @@ std::vector<std::string> CorpusInBothEngines::Compare(const CorpusFile& document
         differ fonts outcome pages layout pixels
         differ image outcome pages words thumbnail)sh");
     EXPECT_EQ(said.status, 0) << said.text;
-    std::vector<std::string> differences;
-    for (const std::string& line : Lines(said.text)) {
-        differences.push_back(document.file + ": " + line);
-    }
-    return differences;
+    return Lines(said.text);
 }
 
 Said CorpusInBothEngines::DoInPlaces(const std::string& script) const {
@@ -143,17 +137,10 @@ Said CorpusInBothEngines::DoInPlaces(const std::string& script) const {
 }
 
 TEST_F(CorpusInBothEngines, MakesTheSameButForKnownDifferences) {
-    std::vector<std::string> found;
     const std::vector<CorpusFile> documents = CorpusFiles();
     ASSERT_FALSE(documents.empty()) << "no documents in " << CorpusFolder();
-    for (const CorpusFile& document : documents) {
-        std::cout << document.file << std::endl;
-        for (const std::string& difference : Compare(document)) {
-            std::cout << "    " << difference << std::endl;
-            found.push_back(difference);
-        }
-    }
-    ExpectDifferences(found, kKnown);
+    const auto compare = [this](const auto& document) { return Compare(document); };
+    ExpectDifferences(FindDifferences(documents, compare), kKnown);
 }
 
 }  // namespace

@@ -2,6 +2,7 @@
 #ifndef VELLUMO_TESTS_IMAGE_DIFFERENCES_H
 #define VELLUMO_TESTS_IMAGE_DIFFERENCES_H
 
+#include <iostream>
 #include <string>
 #include <vector>
 
@@ -18,6 +19,22 @@ struct Difference {
 // Fails for each difference that was found ("DOCUMENT: WHAT") and is not known, and for each that
 // is known and was not found.
 void ExpectDifferences(const std::vector<std::string>& found, const std::vector<Difference>& known);
+
+// What `compare` finds of each of the documents, which have a `file`, as ExpectDifferences() takes
+// it; tells on standard output how far it has come.
+template <typename Document, typename Compare>
+std::vector<std::string> FindDifferences(const std::vector<Document>& documents,
+                                         const Compare& compare) {
+    std::vector<std::string> found;
+    for (const Document& document : documents) {
+        std::cout << document.file << std::endl;
+        for (const std::string& difference : compare(document)) {
+            std::cout << "    " << difference << std::endl;
+            found.push_back(document.file + ": " + difference);
+        }
+    }
+    return found;
+}
 
 // As one word of a shell's command.
 std::string Quoted(const std::string& text);
