@@ -73,7 +73,11 @@ void TryOffice(const ScratchTree& tree, ChildProcess& child) {
 class KeptPlace {
 public:
     explicit KeptPlace(WarmPlace place) : _place(std::move(place)) { _place.Make(); }
-    ~KeptPlace() { _place.Remove(); }
+    ~KeptPlace() {
+        if (_place.IsOwn()) {
+            _place.Remove();
+        }
+    }
     KeptPlace(const KeptPlace&) = delete;
     KeptPlace& operator=(const KeptPlace&) = delete;
 

@@ -85,6 +85,13 @@ void WarmPlace::Lock() {
     }
 }
 
+bool WarmPlace::IsOwn() const {
+    struct stat named {};
+    struct stat locked {};
+    return _lock && stat(LockFile().c_str(), &named) == 0 && fstat(_lock->Get(), &locked) == 0 &&
+           named.st_dev == locked.st_dev && named.st_ino == locked.st_ino;
+}
+
 // Under another name first, so that the name is free at once, and as one of those directories that
 // the next engine removes when this one does not come to it.
 void WarmPlace::Remove() const {

@@ -39,6 +39,10 @@ public:
     // Failure when that cannot be. One call at most in a process, at a place without a keeper.
     void Make();
 
+    // Whether it is still the place that Make() made here: somebody may have removed that, and
+    // another keeper made it anew.
+    bool IsOwn() const;
+
     // Takes the place away, whatever is in it.
     void Remove() const;
 

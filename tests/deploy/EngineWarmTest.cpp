@@ -278,6 +278,15 @@ TEST_F(EngineWarm, LeavesNoProcessWhenItIsKilledAndIsSweptUpAfterByTheNext) {
     EXPECT_THAT(said, Says(0, "navo1 cold\n1\n0\n0\n"));
 }
 
+TEST_F(EngineWarm, EndsWhenItsPlaceIsRemovedAndLeavesTheNextOneAlone) {
+    const Said said = Warm(R"sh(
+        await is_warm; first=$(docker status navo1 | cut -d' ' -f3)
+        rm -rf $above/.warm-navo1; docker status navo1; docker start navo1; echo $?
+        await gone $first; pgrep -x office-keeper | wc -l
+        docker status navo1 | cut -d' ' -f1,2; next_is_good)sh");
+    EXPECT_THAT(said, Says(0, "navo1 cold\n0\n1\nnavo1 warm\n"));
+}
+
 TEST_F(EngineWarm, EndsWithItsView) {
     EXPECT_EQ(Warm("docker status navo1").status, 0);
     EXPECT_THAT(Try("ls -A $above | grep warm; docker status navo1; pgrep soffice; "
