@@ -53,7 +53,8 @@ std::string SoundDocument(const std::string& type) {
 class CorpusDocument : public RealToolsTest {
 public:
     explicit CorpusDocument(CorpusFile document)
-        : _document(std::move(document)),
+        : RealToolsTest(Offices::kWarm),
+          _document(std::move(document)),
           _file(CorpusFolder() + "/" + _document.file),
           _name(std::filesystem::path(_file).filename()) {}
 

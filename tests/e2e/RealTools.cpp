@@ -67,10 +67,35 @@ Picture DrawFirstPage(const std::string& pdf) {
     return picture;
 }
 
+// What a test that failed may have left.
+void EmptyScratch() {
+    for (const char* directory : {"/source", "/target"}) {
+        for (const std::string& name : Names(kScratch + std::string(directory))) {
+            std::filesystem::remove_all(kScratch + std::string(directory) + "/" + name);
+        }
+    }
+}
+
+// Those that are there already stay.
+void KeepOfficesWarm() {
+    UseEmbeddedEngine();
+    for (const char* container : {"navo1", "navo2"}) {
+        // Not replaced when idle: with two, each is so every second time.
+        const Finished start = RunProgram(
+            {"env", "VELLUMO_OFFICE_IDLE=600", "/usr/local/bin/docker", "start", container});
+        EXPECT_EQ(start.status, 0) << start.output;
+    }
+}
+
 }  // namespace
 
-RealToolsTest::RealToolsTest() {
+RealToolsTest::RealToolsTest(Offices offices)
+    : DeviceTest(offices == Offices::kWarm ? "docker" : "") {
     unlink(NAVO::VELLUMO::SZF_CACHE_DB_PATH);
+    if (offices == Offices::kWarm) {
+        EmptyScratch();
+        KeepOfficesWarm();
+    }
     UseNotedEngine();
 }
 
@@ -165,7 +190,14 @@ void RealToolsTest::ExpectNothingLeft() {
     for (const char* directory : {"/source", "/target"}) {
         EXPECT_THAT(Names(kScratch + std::string(directory)), testing::IsEmpty());
     }
-    EXPECT_THAT(Names(kScratch), testing::ElementsAre("source", "target"));
+    for (const std::string& name : Names(kScratch)) {
+        if (name.starts_with(".warm-")) {
+            EXPECT_THAT(Names(kScratch + ("/" + name) + "/rooms"),
+                        testing::Each(testing::StartsWith("vellumo-office-")));
+        } else {
+            EXPECT_THAT(name, testing::AnyOf("source", "target"));
+        }
+    }
     for (const char* container : {"navo1", "navo2"}) {
         EXPECT_EQ(State()[container]["using"], 0) << container;
     }

@@ -12,7 +12,9 @@ namespace vellumo::test {
 // A test on a device whose containers run the real converters, with an empty cache.
 class RealToolsTest : public DeviceTest {
 protected:
-    RealToolsTest();
+    // With offices that stay warm from one such test to the next, or each document's own.
+    enum class Offices { kCold, kWarm };
+    explicit RealToolsTest(Offices offices = Offices::kCold);
 
     // The tools that were run in the containers, in order.
     static std::vector<std::string> ToolsRun();

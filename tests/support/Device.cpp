@@ -30,10 +30,12 @@ constexpr const char* kShares =
     "[docker]\n  path = /volume1/docker\n"
     "[homes]\n  path = /volume1/homes/%S\n";
 
-void Empty(const std::string& directory) {
+void Empty(const std::string& directory, const std::string& kept = "") {
     std::error_code error;
     for (const auto& entry : fs::directory_iterator(directory, error)) {
-        fs::remove_all(entry.path(), error);
+        if (entry.path().filename() != kept) {
+            fs::remove_all(entry.path(), error);
+        }
     }
 }
 
@@ -135,8 +137,8 @@ bool HasOtherUsers() {
     return geteuid() == 0 && SetEffectiveUser(65534) && SetEffectiveUser(0);
 }
 
-void PrepareFreshDevice() {
-    Empty("/volume1");
+void PrepareFreshDevice(const std::string& kept) {
+    Empty("/volume1", kept);
     Empty("/volume2");
     Empty("/usr/navo");
     Empty("/var/log/navo");
@@ -151,8 +153,8 @@ void PrepareFreshDevice() {
     PlayTool({});
 }
 
-DeviceTest::DeviceTest() {
-    PrepareFreshDevice();
+DeviceTest::DeviceTest(const std::string& kept) {
+    PrepareFreshDevice(kept);
     SyslogSink::Get().Clear();
     errno = 0;
 }

@@ -48,13 +48,14 @@ std::vector<std::vector<std::string>> DockerCalls();
 bool ContainersEverOverlapped();
 
 // Makes the device fresh: nothing on its volumes but the folders of its shares, no settings, texts
-// or transfer log, containers navo1 and navo2 in the state file, the scripted tools.
-void PrepareFreshDevice();
+// or transfer log, containers navo1 and navo2 in the state file, the scripted tools. The share
+// `kept` stays as it is.
+void PrepareFreshDevice(const std::string& kept = "");
 
 // A test on a fresh device, with no messages in the system log yet.
 class DeviceTest : public ::testing::Test {
 protected:
-    DeviceTest();
+    explicit DeviceTest(const std::string& kept = "");
 };
 
 // Takes other effective ids; the real and saved ones stay root's.
