@@ -250,7 +250,8 @@ public:
         const Answer answer = AskEngine({"stop", name}, kStart);
         if (answer.status != 0) {
             Fail("cannot end the office of " + name, answer.output,
-                 "End it, and call the command again.");
+                 "Call the command again once '" + std::string(kEngineClient) + " stop " + name +
+                     "' succeeds.");
         }
     }
 
