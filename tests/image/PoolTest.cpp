@@ -61,8 +61,8 @@ navo2
 1
 Engine: Docker
 CONTAINER USING USED MEMORY HEALTH
-navo1 0 1 N MiB / 1.5GiB answers
-navo2 0 0 N MiB / 1.5GiB answers
+navo1 0 1 N MiB / 1.5GiB answers, starting
+navo2 0 0 N MiB / 1.5GiB answers, starting
 0 jobs waiting
 answers:true
 memory:N MiB

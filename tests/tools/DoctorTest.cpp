@@ -22,6 +22,10 @@ void InstallEngine(const std::string& tools) {
         tools + "\n");
 }
 
+constexpr const char* kOneIsUnhealthy =
+    "[ \"$1\" = inspect ] || exit 1\n"
+    "[ \"${!#}\" = navo1 ] && echo unhealthy || echo healthy";
+
 class DoctorTest : public ToolTest {
 protected:
     // What the doctor says of a subject: "ok", or the detail and the remedy.
@@ -84,6 +88,14 @@ TEST_F(DoctorTest, NamesAContainerThatDoesNotAnswer) {
     EXPECT_EQ(Says(report, "navo2"), "ok");
 }
 
+TEST_F(DoctorTest, NamesAContainerThatIsUnhealthy) {
+    InstallEngine(kOneIsUnhealthy);
+    const Json::Value report = RunForJson({"pool", "doctor"});
+    EXPECT_THAT(Says(report, "navo1"),
+                AllOf(HasSubstr("its health check fails"), HasSubstr("docker restart navo1")));
+    EXPECT_EQ(Says(report, "navo2"), "ok");
+}
+
 TEST_F(DoctorTest, NamesACountThatACrashHasLeft) {
     InstallEngine("exit 1");
     WriteState(R"({"navo1":{"using":0},"navo2":{"using":0},"navo3":{"using":1}})");
@@ -137,6 +149,14 @@ TEST_F(DoctorTest, StatusEndsInFailureWhenAContainerDoesNotAnswer) {
     ExpectStatus(outcome, ExitCode::kPool);
     EXPECT_THAT(outcome.out, HasSubstr("does not answer: is not running"));
     EXPECT_THAT(outcome.err, HasSubstr("vellumo pool doctor"));
+}
+
+TEST_F(DoctorTest, StatusEndsInFailureWhenAContainerIsUnhealthy) {
+    InstallEngine(kOneIsUnhealthy);
+    const Outcome outcome = RunTool({"pool", "status"});
+    ExpectStatus(outcome, ExitCode::kPool);
+    EXPECT_THAT(outcome.out, AllOf(HasSubstr("answers, unhealthy"), HasSubstr("answers, healthy")));
+    EXPECT_THAT(outcome.err, HasSubstr("1 container unhealthy"));
 }
 
 TEST_F(DoctorTest, StatusOfTheEmbeddedEngineNamesTheToolAndItsMemory) {

@@ -178,11 +178,20 @@ bool Doctor::CheckEngine() {
 void Doctor::CheckContainers() {
     for (const Container& container : ReadPool("", core::LOCK_TIMEOUT_SECS).containers) {
         const Answer answer = AskEngine({"exec", container.name, "true"}, kAnswerLimit);
-        if (answer.status == 0) {
-            Add({container.name, true, "answers", ""});
-        } else {
+        if (answer.status != 0) {
             Add({container.name, false, "does not answer: " + answer.output,
                  "Start it, or take it out of the pool: vellumo pool remove " + container.name});
+            continue;
+        }
+        // The tools are tried in whatever container is free; this is about each.
+        const std::string health = HealthOf(container.name);
+        if (health == kUnhealthy) {
+            Add({container.name, false, "answers, and its health check fails",
+                 "'docker inspect " + container.name +
+                     "' shows what the check says; 'docker restart " + container.name +
+                     "' starts it anew."});
+        } else {
+            Add({container.name, true, health.empty() ? "answers" : "answers, " + health, ""});
         }
     }
 }

@@ -75,6 +75,14 @@ std::optional<pid_t> KeeperOfOffice(const std::string& container) {
                               : std::nullopt;
 }
 
+std::string HealthOf(const std::string& container) {
+    const Answer answer =
+        AskEngine({"inspect", "--type", "container", "--format",
+                   "{{if .State.Health}}{{.State.Health.Status}}{{end}}", container},
+                  kStatusLimit);
+    return answer.status == 0 ? answer.output : "";
+}
+
 std::vector<pid_t> Processes() {
     std::vector<pid_t> processes;
     std::error_code error;

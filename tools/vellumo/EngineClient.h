@@ -34,6 +34,11 @@ EngineFacts LookAtEngine();
 // does not.
 std::optional<pid_t> KeeperOfOffice(const std::string& container);
 
+// What the engine's health check says of `container`: "healthy", kUnhealthy or "starting"; "" when
+// there is none.
+inline constexpr const char* kUnhealthy = "unhealthy";
+std::string HealthOf(const std::string& container);
+
 // The ids of all processes.
 std::vector<pid_t> Processes();
 

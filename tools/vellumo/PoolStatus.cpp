@@ -25,8 +25,9 @@ constexpr auto kStatisticsLimit = std::chrono::seconds(20);
 
 struct ContainerStatus {
     Container container;
-    bool answers;
-    std::string health;                // "answers", or why it does not
+    bool answers = false;
+    bool sound = false;                // answers, and is not unhealthy
+    std::string health;                // "answers" and what else is known, or why it does not
     std::string memory;                // for people; "" when it is not known
     std::optional<bool> warm;          // whether an office is kept, where that can be asked
     std::vector<std::string> running;  // commands
@@ -89,6 +90,13 @@ std::string MemoryOfContainer(const std::string& name) {
     return answer.status == 0 ? answer.output : "";
 }
 
+void LookAtContainer(ContainerStatus& status) {
+    const std::string health = HealthOf(status.container.name);
+    status.sound = health != kUnhealthy;
+    status.health += health.empty() ? "" : ", " + health;
+    status.memory = MemoryOfContainer(status.container.name);
+}
+
 void LookAtSandboxes(ContainerStatus& status, const std::vector<RunningCommand>& running) {
     const std::optional<pid_t> keeper = KeeperOfOffice(status.container.name);
     status.warm = keeper.has_value();
@@ -98,14 +106,16 @@ void LookAtSandboxes(ContainerStatus& status, const std::vector<RunningCommand>&
 
 ContainerStatus StatusOf(const Container& container, Engine engine,
                          const std::vector<RunningCommand>& running) {
-    ContainerStatus status{container, false, "", "", {}, {}};
     const Answer answer = AskEngine({"exec", container.name, "true"}, kAnswerLimit);
+    ContainerStatus status;
+    status.container = container;
     status.answers = answer.status == 0;
+    status.sound = status.answers;
     status.health = status.answers ? "answers" : "does not answer: " + answer.output;
     if (status.answers && engine == Engine::kEmbedded) {
         LookAtSandboxes(status, running);
     } else if (status.answers) {
-        status.memory = MemoryOfContainer(container.name);
+        LookAtContainer(status);
     }
     for (const RunningCommand& command : running) {
         if (command.container == container.name) {
@@ -154,9 +164,11 @@ CommandResult ShowPoolStatus(bool json) {
                   << "CONTAINER        USING    USED  MEMORY                HEALTH\n";
     }
     size_t silent = 0;
+    size_t unhealthy = 0;
     for (const Container& container : pool.containers) {
         const ContainerStatus status = StatusOf(container, engine.engine, running);
         silent += status.answers ? 0U : 1U;
+        unhealthy += status.answers && !status.sound ? 1U : 0U;
         result.json["containers"].append(ToJson(status));
         if (!json) {
             Print(status);
@@ -165,10 +177,11 @@ CommandResult ShowPoolStatus(bool json) {
     if (!json) {
         std::cout << Count(pool.Waiting(), "job") << " waiting\n";
     }
-    if (silent != 0) {
+    if (silent + unhealthy != 0) {
         const Problem problem{ExitCode::kPool,
                               "the pool is not whole",
-                              Count(silent, "container") + " without an answer",
+                              silent != 0 ? Count(silent, "container") + " without an answer"
+                                          : Count(unhealthy, "container") + " unhealthy",
                               "'vellumo pool doctor' tells what to do.",
                               {}};
         result.code = problem.code;
