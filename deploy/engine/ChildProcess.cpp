@@ -17,6 +17,8 @@ namespace {
 
 using NAVO::VELLUMO::FileDescriptor;
 
+constexpr timespec kTimeToAsk{0, 100'000'000};
+
 std::string ReadToEnd(int input) {
     std::string text;
     std::array<char, 1024> buffer{};
@@ -80,7 +82,7 @@ Ending ChildProcess::Run(const Program& program) {
         throw SystemFailure("cannot make a pipe", errno);
     }
     const FileDescriptor output(ends[0]);
-    const int status = WaitForAll(Start(program, ends[1]), program.ending);
+    const int status = WaitForAll(Start(program, ends[1]), program);
     return {status, ReadToEnd(output.Get())};
 }
 
@@ -111,7 +113,7 @@ void ChildProcess::Become(Program program, int reports) const {
     _exit(kEngineFailed);
 }
 
-int ChildProcess::WaitForAll(pid_t child, int ending) const {
+int ChildProcess::WaitForAll(pid_t child, const Program& program) const {
     int status = 0;
     int stoppedBy = 0;
     bool isRunning = true;
@@ -128,12 +130,22 @@ int ChildProcess::WaitForAll(pid_t child, int ending) const {
         if (ended > 0) {
             continue;
         }
-        const int signal = sigwaitinfo(&_awaited, nullptr);
-        if (isRunning && signal > 0 && signal != SIGCHLD) {
-            stoppedBy = signal;
-            kill(child, ending);
+        const int reason = AwaitEvent(program);
+        if (isRunning && reason != 0) {
+            stoppedBy = reason;
+            kill(child, program.ending);
         }
     }
+}
+
+// Waits for a signal or the time to ask; gives the signal for which the child is to end, or 0.
+int ChildProcess::AwaitEvent(const Program& program) const {
+    const int signal = program.mayGoOn ? sigtimedwait(&_awaited, nullptr, &kTimeToAsk)
+                                       : sigwaitinfo(&_awaited, nullptr);
+    if (signal > 0 && signal != SIGCHLD) {
+        return signal;
+    }
+    return program.mayGoOn && !program.mayGoOn() ? SIGXFSZ : 0;
 }
 
 }  // namespace vellumo::engine

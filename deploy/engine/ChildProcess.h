@@ -16,6 +16,8 @@ struct Program {
     std::function<void()> prepare = [] {};      // called in the child before it becomes it
     int passed = -1;                            // the child's kPassedDescriptor, -1 for none
     int ending = SIGKILL;                       // what it gets when it is to end
+    // Asked every tenth of a second, if given: false ends the child as its file size limit would.
+    std::function<bool()> mayGoOn = nullptr;
 };
 
 // How a child and everything that it started came to an end.
@@ -42,7 +44,8 @@ public:
 private:
     pid_t Start(const Program& program, int reports) const;
     [[noreturn]] void Become(Program program, int reports) const;
-    int WaitForAll(pid_t child, int ending) const;
+    int WaitForAll(pid_t child, const Program& program) const;
+    int AwaitEvent(const Program& program) const;
 
     sigset_t _awaited;
     sigset_t _original;

@@ -11,6 +11,7 @@ constexpr int kRefused = 1;         // the document is none that a tool should s
 constexpr int kEngineFailed = 125;  // the engine could not do its part
 constexpr int kTimeLimit = 124;     // `timeout` ended the command
 constexpr int kKilled = 128;        // plus the number of the signal that ended the command
+constexpr int kTooLarge = 153;      // a file, or all together, reached the limit: SIGXFSZ
 
 // Why the command is not run or its products are not kept: the engine's exit status and the text
 // for its caller, which ends with what to do about it.

@@ -5,6 +5,8 @@
 
 #include <cstdlib>
 #include <filesystem>
+#include <functional>
+#include <utility>
 
 #include "Failure.h"
 #include "Files.h"
@@ -19,6 +21,7 @@ namespace fs = std::filesystem;
 using Words = std::vector<std::string>;
 
 constexpr const char* kBubblewrap = "/usr/bin/bwrap";
+constexpr uintmax_t kProducts = uintmax_t{768} << 20U;  // bytes that a command may leave
 
 void Append(Words& words, const Words& more) {
     words.insert(words.end(), more.begin(), more.end());
@@ -137,8 +140,9 @@ Words Environment() {
 Words KeepersEnvironment(const WarmPlace& place) {
     Words words{"--setenv", "VELLUMO_ROOMS", place.Rooms()};
     Append(words, {"--setenv", "VELLUMO_OFFICE_SOCKET", place.Socket()});
-    for (const char* variable : {"VELLUMO_OFFICE_DOCUMENTS", "VELLUMO_OFFICE_IDLE",
-                                 "VELLUMO_OFFICE_DEADLINE", "VELLUMO_OFFICE_MEMORY"}) {
+    for (const char* variable :
+         {"VELLUMO_OFFICE_DOCUMENTS", "VELLUMO_OFFICE_IDLE", "VELLUMO_OFFICE_DEADLINE",
+          "VELLUMO_OFFICE_MEMORY", "VELLUMO_OFFICE_SPACE"}) {
         if (const char* value = std::getenv(variable)) {
             Append(words, {"--setenv", variable, value});
         }
@@ -183,7 +187,7 @@ bool WasStarted(const Ending& ending) {
 }
 
 // Runs bubblewrap with what every sandbox has, and `own`, which ends with the command.
-int RunBubblewrap(const Words& own, ChildProcess& child) {
+int RunBubblewrap(const Words& own, ChildProcess& child, std::function<bool()> mayGoOn = nullptr) {
     if (access(kBubblewrap, X_OK) != 0) {
         throw Failure(kEngineFailed, "bubblewrap is missing; install the package bubblewrap");
     }
@@ -195,8 +199,10 @@ int RunBubblewrap(const Words& own, ChildProcess& child) {
                               OwnSettings(FindData()), Memory(), Environment(), own}) {
         Append(words, part);
     }
-    const Ending ending = child.Run(
-        {.argv = words, .prepare = [&limits] { limits.Enter(); }, .passed = filter.Get()});
+    const Ending ending = child.Run({.argv = words,
+                                     .prepare = [&limits] { limits.Enter(); },
+                                     .passed = filter.Get(),
+                                     .mayGoOn = std::move(mayGoOn)});
     if (ending.status < kKilled && !WasStarted(ending)) {
         throw Failure(kEngineFailed,
                       "the command was not started, see above; if namespaces are not permitted "
@@ -217,7 +223,7 @@ int RunInSandbox(const Words& command, const PrivateScratch& scratch, ChildProce
     for (const Words& part : {Sealing(), Starter(scratch.GiveToNobody()), command}) {
         Append(own, part);
     }
-    return RunBubblewrap(own, child);
+    return RunBubblewrap(own, child, [&] { return scratch.SizeOfTarget() <= kProducts; });
 }
 
 void KeepOfficeWarm(const WarmPlace& place, ChildProcess& child) {

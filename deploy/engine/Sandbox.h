@@ -15,7 +15,8 @@ namespace vellumo::engine {
 //
 // What it has: the system's programs, read-only; the tools' settings and replacements that come
 // with the engine; `scratch`'s source, read-only, and target under the names that every container
-// has for them; memory for /tmp and its home, within `Limits`. What it has not: a network, other
+// has for them; memory for /tmp and its home, within `Limits`. When what it leaves in the target
+// takes over 768 MiB, it is ended with kTooLarge. What it has not: a network, other
 // processes, other files, capabilities, the caller's environment, the system calls that
 // SystemCallFilter refuses. It runs as `nobody` where that is another user than the engine's, else
 // as a root without any power.

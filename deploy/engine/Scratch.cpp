@@ -81,6 +81,22 @@ bool PrivateScratch::GiveToNobody() const {
     return !error;
 }
 
+uintmax_t PrivateScratch::SizeOfTarget() const {
+    constexpr uintmax_t kBlock = 512;  // of st_blocks, on every file system
+    uintmax_t size = 0;
+    std::error_code error;
+    for (fs::recursive_directory_iterator
+             entry(Target(), fs::directory_options::skip_permission_denied, error),
+         end;
+         !error && entry != end; entry.increment(error)) {
+        struct stat status {};
+        size += lstat(entry->path().c_str(), &status) == 0
+                    ? static_cast<uintmax_t>(status.st_blocks) * kBlock
+                    : 0;
+    }
+    return size;
+}
+
 void PrivateScratch::Publish(const std::string& target) const {
     for (const fs::directory_entry& entry : fs::directory_iterator(Target())) {
         if (IsProduct(entry)) {

@@ -2,6 +2,7 @@
 #ifndef VELLUMO_ENGINE_SCRATCH_H
 #define VELLUMO_ENGINE_SCRATCH_H
 
+#include <cstdint>
 #include <string>
 
 #include "LockedDirectory.h"
@@ -35,6 +36,9 @@ public:
     // Makes everything in it the property of the user `nobody`. False where there is no such user:
     // in a user namespace that has root alone.
     bool GiveToNobody() const;
+
+    // Bytes that what lies in Target() takes. A command may be at work there.
+    uintmax_t SizeOfTarget() const;
 
     // Moves the command's products to the directory `target` as files of the engine's user with
     // mode 0644, replacing what is there: regular files that are not hidden and not a tool's

@@ -33,7 +33,8 @@ What it leaves in /Vellumo/@tmp/target/ goes to the scratch directory of that na
 share's volume when it has ended, unless a signal or `timeout` ended it.
 
 Exit status: the command's own; 1 for a document that is empty, not readable, or a .pdf that is no
-PDF; 125 when the engine cannot do its part, with the reason on standard error.
+PDF; 153 for a command that makes more than 768 MiB; 125 when the engine cannot do its part, with the
+reason on standard error.
 
 start keeps an office running for NAME, so that documents need not wait for one to start; it takes one
 document at a time, and what it does not do goes on as before. stop ends it. Neither minds what is
@@ -59,6 +60,10 @@ int ExecuteCold(const Command& command, const ScratchTree& tree, ChildProcess& c
         CopyDocument(tree.source + command.document, scratch.Source() + command.document);
     }
     const int status = RunInSandbox(command.arguments, scratch, child);
+    if (status == kTooLarge) {
+        std::cerr
+            << "vellumo-engine: the command made more than 768 MiB, of which nothing is kept\n";
+    }
     if (status != kTimeLimit && status < kKilled) {
         scratch.Publish(tree.target);
     }

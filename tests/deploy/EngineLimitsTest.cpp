@@ -79,6 +79,15 @@ TEST_F(EngineLimits, StopAFileThatGrowsAndGrows) {
                 Says(0, "153\n0\n"));
 }
 
+TEST_F(EngineLimits, StopFilesThatGrowInNumber) {
+    EXPECT_THAT(
+        Try("tool sh -c 'mkdir $0/a; for i in 1 2 3; do fallocate -l 300M $0/a/$i; done; "
+            "  fallocate -l 1M $0/b; sleep 50' $target 2>&1; echo $?; ls -A $T; next_is_good"),
+        Says(0,
+             "vellumo-engine: the command made more than 768 MiB, of which nothing is kept\n"
+             "153\n"));
+}
+
 TEST_F(EngineLimits, LeaveNoControlGroupBehind) {
     SKIP_WITHOUT_CONTROL_GROUPS();
     const Said said = Try(R"sh(

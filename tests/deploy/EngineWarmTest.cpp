@@ -48,7 +48,7 @@ protected:
             rm -f $S/warm.fodt $T/warm.pdf
             [ $status = 0 ] && [ -z "$said" ]
         }
-        left() { ls -A $T; ls -A $rooms | grep -v ^vellumo-office-; ls -A $above | grep engine; }
+        left() { ls -A $T; ls -A $rooms; ls -A $above | grep engine; }
         none_left() { [ -z "$(left)" ]; }
         next_is_good() {
             local began=$(date +%s%N)
@@ -168,6 +168,15 @@ TEST_F(EngineWarm, StopsADocumentThatTakesTooMuchMemory) {
     EXPECT_THAT(said, Says(0,
                            "soffice: /Vellumo/@tmp/source/long.fodt: takes too much memory\n"
                            "137\n"));
+}
+
+TEST_F(EngineWarm, StopsADocumentThatTakesTooMuchSpace) {
+    const Said said = Try(R"sh(
+        export VELLUMO_OFFICE_SPACE=0.05; docker start navo1; document long long.fodt 800
+        office long.fodt; echo $?; next_is_good)sh");
+    EXPECT_THAT(said, Says(0,
+                           "soffice: /Vellumo/@tmp/source/long.fodt: takes too much space\n"
+                           "153\n"));
 }
 
 TEST_F(EngineWarm, IsReplacedWhenItIsFrozen) {
