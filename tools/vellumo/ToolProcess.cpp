@@ -43,7 +43,12 @@ Activity ActivityOfChild(pid_t child) {
     if (executable.empty() || executable == Executable("/proc/self/exe")) {
         return Activity::kNone;
     }
-    return IsFileHelper(ProgramName(child)) ? Activity::kFiles : Activity::kTool;
+    // In the middle of exec it has no command line yet.
+    const std::string program = ProgramName(child);
+    if (program.empty()) {
+        return Activity::kNone;
+    }
+    return IsFileHelper(program) ? Activity::kFiles : Activity::kTool;
 }
 
 }  // namespace
