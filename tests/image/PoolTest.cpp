@@ -89,8 +89,8 @@ TEST_F(Pool, LeavesAloneWhatRunsAndMendsTheRest) {
         await runs; before=$(started)
         up; entry navo1; entry navo2
         [ "$(started)" = "$before" ] || echo started again; runs || echo ended
-        echo -- its client is killed
-        pkill -KILL -P $call; kill -KILL $call; wait $call 2>/dev/null; pkill -KILL -f "[e]xec navo1 timeout"
+        echo -- its client is killed, before it can tell that its worker is
+        kill -KILL $call $(pgrep -P $call) 2>/dev/null; wait $call 2>/dev/null; pkill -KILL -f "[e]xec navo1 timeout"
         runs || echo ended; up >/dev/null; entry navo1
         echo -- it has ended, and another container is gone
         docker exec navo1 sh -c "kill \$(pidof timeout)"; docker rm -f navo2 >/dev/null
@@ -101,7 +101,7 @@ TEST_F(Pool, LeavesAloneWhatRunsAndMendsTheRest) {
 navo2: runs already
 name:navo1,used:1,using:1
 name:navo2,used:0,using:0
--- its client is killed
+-- its client is killed, before it can tell that its worker is
 name:navo1,used:1,using:1
 -- it has ended, and another container is gone
 navo1: runs already
