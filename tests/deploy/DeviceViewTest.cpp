@@ -137,23 +137,12 @@ TEST_F(DeviceView, LeavesRootItsPowers) {
 }
 
 TEST_F(DeviceView, WorksForAnOrdinaryUser) {
-    if (!IsRoot()) {
-        GTEST_SKIP() << "the other tests run as an ordinary user already";
-    }
-    if (OnHost("$nobody test -x $device -a -x $engine").status != 0) {
-        GTEST_SKIP() << "an ordinary user cannot reach the build tree";
-    }
-    if (OnHost("$nobody unshare --user true").status != 0) {
-        GTEST_SKIP() << "ordinary users have no namespaces on this machine";
-    }
-    const Said said = OnHost(R"sh(
-        mkdir -m 777 $folder/root
-        $nobody $device --root $folder/root --engine $engine -- bash -c '
-            id -u; echo x >/volume1/docs/x
-            docker exec navo1 sh -c "echo product >/Vellumo/@tmp/target/x"'
-        stat -c %u $folder/root/volume1/docs/x
-        cat $folder/root/volume1/docker/@tmp/Vellumo/@tmp/target/x)sh");
-    EXPECT_THAT(said, Says(0, "0\n65534\nproduct\n"));
+    SKIP_WITHOUT_ORDINARY_USER();
+    EXPECT_THAT(
+        InViewOfOrdinaryUser("id -u; echo x >/volume1/docs/x; tool sh -c 'echo product >$0' "
+                             "$target/x; cat $T/x"),
+        Says(0, "0\nproduct\n"));
+    EXPECT_THAT(OnHost("stat -c %u $folder/ordinary/volume1/docs/x"), Says(0, "65534\n"));
 }
 
 TEST_F(DeviceView, TakesTheEngineThatIsInstalledWithItUnlessThereIsOne) {

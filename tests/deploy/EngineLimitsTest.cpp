@@ -10,6 +10,9 @@ using testing::AnyOf;
 using testing::EndsWith;
 using testing::HasSubstr;
 
+constexpr const char* kTooLarge =
+    "vellumo-engine: the command made more than 768 MiB, of which nothing is kept\n";
+
 class EngineLimits : public ShellTest {
 protected:
     // Runs `script` in a view. It finds
@@ -83,9 +86,7 @@ TEST_F(EngineLimits, StopFilesThatGrowInNumber) {
     EXPECT_THAT(
         Try("tool sh -c 'mkdir $0/a; for i in 1 2 3; do fallocate -l 300M $0/a/$i; done; "
             "  fallocate -l 1M $0/b; sleep 50' $target 2>&1; echo $?; ls -A $T; next_is_good"),
-        Says(0,
-             "vellumo-engine: the command made more than 768 MiB, of which nothing is kept\n"
-             "153\n"));
+        Says(0, std::string(kTooLarge) + "153\n"));
 }
 
 TEST_F(EngineLimits, LeaveNoControlGroupBehind) {
@@ -142,22 +143,22 @@ socket.socket(socket.AF_INET), socket.socketpair(), socket.socket(socket.AF_UNIX
 }
 
 TEST_F(EngineLimits, HoldForAnOrdinaryUserToo) {
-    if (!IsRoot()) {
-        GTEST_SKIP() << "every test shows it here";
-    }
-    if (OnHost("$nobody test -x $device -a -x $engine && $nobody unshare --user true").status !=
-        0) {
-        GTEST_SKIP() << "nobody may not enter the build directory, or have namespaces";
-    }
-    const Said said = OnHost(R"sh(
-        mkdir $folder/root; chown 65534:65534 $folder/root
-        $nobody $device --root $folder/root --engine $engine --log none -- bash -c '
-            tool() { /usr/local/bin/docker exec navo1 timeout 60 "$@"; }
-            tool python3 -c "bytearray(1 << 31)" 2>&1 | tail -1
-            tool python3 -c "bytearray(1 << 30)" && echo enough
-            tool unshare --user true')sh");
+    SKIP_WITHOUT_ORDINARY_USER();
+    const Said said = InViewOfOrdinaryUser(R"sh(
+        tool python3 -c "bytearray(1 << 31)" 2>&1 | tail -1
+        tool python3 -c "bytearray(1 << 30)" && echo enough
+        tool unshare --user true)sh");
     EXPECT_THAT(said.text, testing::AllOf(HasSubstr("MemoryError\nenough\n"),
                                           EndsWith("Operation not permitted\n")));
+}
+
+TEST_F(EngineLimits, CountFilesThatACommandHidesFromAnOrdinaryUser) {
+    SKIP_WITHOUT_ORDINARY_USER();
+    const Said said = InViewOfOrdinaryUser(R"sh(
+        tool bash -c 'mkdir $0/a; exec 3>$0/a/1 4>$0/a/2; chmod 0 $0/a
+            for i in 3 4; do fallocate -l 500M /proc/self/fd/$i; done
+            sleep 50' $target; echo $?; ls -A $T)sh");
+    EXPECT_THAT(said, Says(0, std::string(kTooLarge) + "153\n"));
 }
 
 }  // namespace

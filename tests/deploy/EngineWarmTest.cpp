@@ -336,25 +336,13 @@ TEST_F(EngineWarm, HasNoRightsAndSeesNothingButItsRoom) {
 }
 
 TEST_F(EngineWarm, WorksForAnOrdinaryUser) {
-    if (!IsRoot()) {
-        GTEST_SKIP() << "every test shows it here";
-    }
-    if (OnHost("$nobody test -x $device -a -x $engine").status != 0) {
-        GTEST_SKIP() << "nobody may not enter the build directory";
-    }
-    if (OnHost("$nobody unshare --user true").status != 0) {
-        GTEST_SKIP() << "user namespaces are not permitted here";
-    }
-    const Said said = OnHost("make=" VELLUMO_MAKE_DOCUMENT R"sh(
-        mkdir $folder/root; chown 65534:65534 $folder/root
-        $nobody $device --root $folder/root --engine $engine --log none -- bash -c '
-            PATH=/usr/local/bin:$PATH source=/Vellumo/@tmp/source T=/volume1/docker/@tmp/Vellumo/@tmp/target
-            S=${T%/*}/source; mkdir -p $S $T; $0 text $S/a.fodt ordinary
-            docker start navo1 && mount --bind /usr/bin/false /usr/bin/bwrap
-            docker exec navo1 timeout --kill-after=5 60 soffice --headless --convert-to pdf \
-                --outdir /Vellumo/@tmp/target/ $source/a.fodt; echo $?
-            pdftotext $T/a.pdf - | head -1; docker stop navo1; pgrep "soffice|keep"; ls -A ${T%/*}
-        ' $make)sh");
+    SKIP_WITHOUT_ORDINARY_USER();
+    const Said said = InViewOfOrdinaryUser("make=" VELLUMO_MAKE_DOCUMENT R"sh(
+        $make text $S/a.fodt ordinary
+        docker start navo1 && mount --bind /usr/bin/false /usr/bin/bwrap
+        tool soffice --headless --convert-to pdf --outdir $target/ $source/a.fodt; echo $?
+        pdftotext $T/a.pdf - | head -1; docker stop navo1; pgrep "soffice|keep"; ls -A ${T%/*}
+        )sh");
     EXPECT_THAT(said, Says(0, "0\nordinary\nsource\ntarget\n"));
 }
 

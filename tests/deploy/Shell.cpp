@@ -15,6 +15,8 @@ namespace {
 
 namespace fs = std::filesystem;
 
+constexpr unsigned kOrdinary = 65534;
+
 constexpr const char* kCommon = R"sh(
 exec 2>&1
 device=)sh" VELLUMO_DEVICE_LAUNCHER R"sh( engine=)sh" VELLUMO_ENGINE R"sh(
@@ -60,10 +62,51 @@ Said ShellTest::OnHost(const std::string& script) const {
 }
 
 Said ShellTest::InView(const std::string& script) const {
-    const Finished finished = RunProgram({VELLUMO_DEVICE_LAUNCHER, "--root", _folder + "/root",
-                                          "--engine", VELLUMO_ENGINE, "--log", "none", "--", "bash",
-                                          "-c", "folder=" + _folder + kCommon + kInView + script});
+    const Finished finished = RunProgram(ViewOf("root", script));
     return {finished.status, finished.output};
+}
+
+Said ShellTest::InViewOfOrdinaryUser(const std::string& script) const {
+    const std::string root = _folder + "/ordinary";
+    fs::create_directory(root);
+    if (chown(root.c_str(), kOrdinary, kOrdinary) != 0) {
+        throw std::runtime_error("cannot give " + root + " away");
+    }
+    const std::string id = std::to_string(kOrdinary);
+    std::vector<std::string> words{"setpriv", "--reuid=" + id, "--regid=" + id, "--clear-groups"};
+    for (const std::string& word : ViewOf("ordinary", script)) {
+        words.push_back(word);
+    }
+    const Finished finished = RunProgram(words);
+    return {finished.status, finished.output};
+}
+
+std::string ShellTest::MissingForOrdinaryUser() const {
+    if (!IsRoot()) {
+        return "the other tests run as an ordinary user already";
+    }
+    if (OnHost("$nobody test -x $device -a -x $engine").status != 0) {
+        return "an ordinary user cannot reach the source or build tree";
+    }
+    if (OnHost("$nobody unshare --user true").status != 0) {
+        return "ordinary users have no namespaces on this machine";
+    }
+    return "";
+}
+
+std::vector<std::string> ShellTest::ViewOf(const std::string& root,
+                                           const std::string& script) const {
+    return {VELLUMO_DEVICE_LAUNCHER,
+            "--root",
+            _folder + "/" + root,
+            "--engine",
+            VELLUMO_ENGINE,
+            "--log",
+            "none",
+            "--",
+            "bash",
+            "-c",
+            "folder=" + _folder + kCommon + kInView + script};
 }
 
 bool IsRoot() {

@@ -6,6 +6,7 @@
 #include <gtest/gtest.h>
 
 #include <string>
+#include <vector>
 
 namespace vellumo::test {
 
@@ -34,9 +35,17 @@ protected:
     // same on the host, and `tool`, which runs a command as the core does.
     Said InView(const std::string& script) const;
 
+    // The same as an ordinary user, in a view over $folder/ordinary. Needs root.
+    Said InViewOfOrdinaryUser(const std::string& script) const;
+
+    // Why there can be no such view; empty if there can.
+    std::string MissingForOrdinaryUser() const;
+
     const std::string& Folder() const { return _folder; }
 
 private:
+    std::vector<std::string> ViewOf(const std::string& root, const std::string& script) const;
+
     std::string _folder;
 };
 
@@ -46,6 +55,11 @@ bool IsRoot();
 #define SKIP_WITHOUT(...)                                                          \
     if (const std::string missing = FirstMissing({__VA_ARGS__}); !missing.empty()) \
     GTEST_SKIP() << missing << " is not installed"
+
+// Skips the test, saying why, when no view of an ordinary user can be had beside root's.
+#define SKIP_WITHOUT_ORDINARY_USER()                                            \
+    if (const std::string missing = MissingForOrdinaryUser(); !missing.empty()) \
+    GTEST_SKIP() << missing
 
 std::string FirstMissing(const std::vector<std::string>& programs);
 
