@@ -626,8 +626,11 @@ static void arrange_signals(void) {
         (void)sigaction(*signal, &action, NULL);
     }
     (void)sigprocmask(SIG_BLOCK, &awaited_, NULL);
-    // Should `timeout` itself be killed, nothing else would end this.
-    (void)prctl(PR_SET_PDEATHSIG, SIGTERM);
+    // Should `timeout` itself be killed, nothing else would end this. Without it the parent is the
+    // engine's starter, outside of this process namespace, which ends at any moment.
+    if (getppid() != 0) {
+        (void)prctl(PR_SET_PDEATHSIG, SIGTERM);
+    }
 }
 
 int main(int argc, char** argv) {
