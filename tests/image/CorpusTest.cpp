@@ -14,8 +14,7 @@ namespace {
 const char* const kCalibri = "only the image has fonts of Calibri's and Cambria's measures";
 const char* const kScripts = "only the image has fonts of the document's script";
 const char* const kFallback = "a font that neither has is Noto Sans in the image, else DejaVu Sans";
-const char* const kHeights =
-    "only the image's fonts for Calibri and Tahoma set some lines' heights";
+const char* const kHeights = "fonts that only the image has set the heights of some lines";
 const char* const kPrinter = "laid out for a printer, for which each office takes another one";
 const char* const kWebPage = "a cold soffice loses a web page's first paragraph";
 
