@@ -10,12 +10,12 @@
 #include <cerrno>
 
 #include "Failure.h"
-#include "common/FileDescriptor.h"
+#include "support/Descriptor.h"
 
 namespace vellumo::engine {
 namespace {
 
-using NAVO::VELLUMO::FileDescriptor;
+using support::Descriptor;
 
 constexpr timespec kTimeToAsk{0, 100'000'000};
 
@@ -81,13 +81,13 @@ Ending ChildProcess::Run(const Program& program) {
     if (pipe2(ends.data(), O_CLOEXEC) != 0) {
         throw SystemFailure("cannot make a pipe", errno);
     }
-    const FileDescriptor output(ends[0]);
+    const Descriptor output(ends[0]);
     const int status = WaitForAll(Start(program, ends[1]), program);
     return {status, ReadToEnd(output.Get())};
 }
 
 pid_t ChildProcess::Start(const Program& program, int reports) const {
-    const FileDescriptor ours(reports);
+    const Descriptor ours(reports);
     const pid_t engine = getpid();
     const pid_t child = fork();
     if (child == 0) {

@@ -15,12 +15,12 @@
 #include <system_error>
 
 #include "Failure.h"
-#include "common/FileDescriptor.h"
+#include "support/Descriptor.h"
 
 namespace vellumo::engine {
 namespace {
 
-using NAVO::VELLUMO::FileDescriptor;
+using support::Descriptor;
 
 // How far into a file PDF readers look for its signature.
 constexpr size_t kSignatureRange = 1024;
@@ -70,13 +70,13 @@ bool CopyContent(int from, int to) {
 
 void CopyDocument(const std::string& source, const std::string& copy) {
     // Non-blocking, so that a pipe in its place is refused instead of waited for.
-    const FileDescriptor from(open(source.c_str(), O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC));
+    const Descriptor from(open(source.c_str(), O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC));
     if (!from) {
         throw Refusal(source, "cannot be read: " + std::generic_category().message(errno));
     }
     CheckDocument(from.Get(), source);
 
-    const FileDescriptor to(
+    const Descriptor to(
         open(copy.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, S_IRUSR | S_IRGRP | S_IROTH));
     if (!to || !CopyContent(from.Get(), to.Get()) || fchmod(to.Get(), 0444) != 0) {
         throw SystemFailure("cannot copy " + source + " to " + copy, errno);

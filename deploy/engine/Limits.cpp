@@ -10,12 +10,12 @@
 
 #include "ControlGroups.h"
 #include "Failure.h"
-#include "common/FileDescriptor.h"
+#include "support/Descriptor.h"
 
 namespace vellumo::engine {
 namespace {
 
-using NAVO::VELLUMO::FileDescriptor;
+using support::Descriptor;
 
 constexpr rlim_t kMebibyte = rlim_t{1} << 20U;
 constexpr rlim_t kMemory = 1536 * kMebibyte;
@@ -33,7 +33,7 @@ struct Setting {
 };
 
 bool Write(const std::string& path, const std::string& text) {
-    const FileDescriptor file(open(path.c_str(), O_WRONLY | O_CLOEXEC));
+    const Descriptor file(open(path.c_str(), O_WRONLY | O_CLOEXEC));
     return file && write(file.Get(), text.data(), text.size()) == static_cast<ssize_t>(text.size());
 }
 

@@ -17,7 +17,7 @@ namespace vellumo::engine {
 namespace {
 
 namespace fs = std::filesystem;
-using NAVO::VELLUMO::FileDescriptor;
+using support::Descriptor;
 
 // A command may leave directories that not even their owner may enter.
 void OpenUp(const std::string& tree) {
@@ -40,7 +40,7 @@ void SweepLeftovers(const std::string& above, const std::string& prefix, Remover
         if (!entry.path().filename().string().starts_with(prefix)) {
             continue;
         }
-        const FileDescriptor lock(OpenDirectory(entry.path()));
+        const Descriptor lock(OpenDirectory(entry.path()));
         if (lock && flock(lock.Get(), LOCK_EX | LOCK_NB) == 0) {
             remove(entry.path());
         }
@@ -80,7 +80,7 @@ void LockedDirectory::Create(const std::string& above, const std::string& prefix
     if (mkdtemp(_path.data()) == nullptr) {
         throw SystemFailure("cannot make a directory in " + above, errno);
     }
-    _lock = std::make_unique<FileDescriptor>(OpenDirectory(_path));
+    _lock = std::make_unique<Descriptor>(OpenDirectory(_path));
     const bool isSwept = !*_lock && errno == ENOENT;
     if (!isSwept && flock(_lock->Get(), LOCK_EX) != 0) {
         throw SystemFailure("cannot lock " + _path, errno);

@@ -5,7 +5,7 @@
 #include <memory>
 #include <string>
 
-#include "common/FileDescriptor.h"
+#include "support/Descriptor.h"
 
 namespace vellumo::engine {
 
@@ -34,7 +34,7 @@ private:
 
     Remover _remove;
     std::string _path;
-    std::unique_ptr<NAVO::VELLUMO::FileDescriptor> _lock;
+    std::unique_ptr<support::Descriptor> _lock;
 };
 
 }  // namespace vellumo::engine

@@ -2,7 +2,7 @@
 #ifndef VELLUMO_ENGINE_SYSTEMCALLFILTER_H
 #define VELLUMO_ENGINE_SYSTEMCALLFILTER_H
 
-#include "common/FileDescriptor.h"
+#include "support/Descriptor.h"
 
 namespace vellumo::engine {
 
@@ -18,7 +18,7 @@ public:
     int Get() const { return _file.Get(); }
 
 private:
-    NAVO::VELLUMO::FileDescriptor _file;
+    support::Descriptor _file;
 };
 
 }  // namespace vellumo::engine

@@ -24,32 +24,32 @@ extern "C" {
 #include "Failure.h"
 #include "Sandbox.h"
 #include "WarmPlace.h"
-#include "common/FileDescriptor.h"
+#include "support/Descriptor.h"
 
 namespace vellumo::engine {
 namespace {
 
-using NAVO::VELLUMO::FileDescriptor;
 using std::chrono::milliseconds;
 using std::chrono::seconds;
+using support::Descriptor;
 
 constexpr seconds kStartLimit(30);
 constexpr seconds kStopLimit(20);
 constexpr milliseconds kLook(10);
 
 // Starts and stops are one at a time; they are short. The lock ends with the object.
-FileDescriptor TakeTurn(const std::string& above) {
+Descriptor TakeTurn(const std::string& above) {
     const int directory = open(above.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
     if (directory < 0 || flock(directory, LOCK_EX) != 0) {
         throw SystemFailure("cannot lock " + above, errno);
     }
-    return FileDescriptor(directory);
+    return Descriptor(directory);
 }
 
 // A caller may wait for the end of what it reads from this process, or remove its directory.
 void LeaveCaller() {
     static_cast<void>(chdir("/"));
-    const FileDescriptor nothing(open("/dev/null", O_RDWR | O_CLOEXEC));
+    const Descriptor nothing(open("/dev/null", O_RDWR | O_CLOEXEC));
     for (const int standard : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}) {
         dup2(nothing.Get(), standard);
     }
@@ -146,7 +146,7 @@ int AwaitStart(const WarmPlace& place, pid_t keeper) {
 }
 
 void EndKeeper(pid_t process, const std::string& name) {
-    const FileDescriptor keeper(pidfd_open(process, 0));
+    const Descriptor keeper(pidfd_open(process, 0));
     if (!keeper && errno == ESRCH) {
         return;
     }
@@ -163,7 +163,7 @@ void EndKeeper(pid_t process, const std::string& name) {
 }  // namespace
 
 int StartWarmOffice(const ScratchTree& tree, const std::string& name) {
-    const FileDescriptor turn = TakeTurn(tree.above);
+    const Descriptor turn = TakeTurn(tree.above);
     const WarmPlace place(tree.above, name);
     if (place.Keeper()) {
         return 0;
@@ -180,7 +180,7 @@ int StartWarmOffice(const ScratchTree& tree, const std::string& name) {
 }
 
 void StopWarmOffice(const ScratchTree& tree, const std::string& name) {
-    const FileDescriptor turn = TakeTurn(tree.above);
+    const Descriptor turn = TakeTurn(tree.above);
     const WarmPlace place(tree.above, name);
     if (const std::optional<pid_t> keeper = place.Keeper()) {
         if (*keeper <= 0) {

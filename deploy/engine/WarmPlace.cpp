@@ -18,7 +18,7 @@ namespace vellumo::engine {
 namespace {
 
 namespace fs = std::filesystem;
-using NAVO::VELLUMO::FileDescriptor;
+using support::Descriptor;
 
 constexpr const char* kPrefix = ".warm-";
 
@@ -42,7 +42,7 @@ WarmPlace::WarmPlace(const std::string& above, const std::string& name)
     : _above(above), _path(above + kPrefix + name) {}
 
 std::optional<pid_t> WarmPlace::Keeper() const {
-    const FileDescriptor file(open(LockFile().c_str(), O_RDONLY | O_NOFOLLOW | O_CLOEXEC));
+    const Descriptor file(open(LockFile().c_str(), O_RDONLY | O_NOFOLLOW | O_CLOEXEC));
     struct flock lock = WholeFile();
     if (!file || fcntl(file.Get(), F_GETLK, &lock) != 0 || lock.l_type == F_UNLCK) {
         return std::nullopt;
@@ -77,7 +77,7 @@ void WarmPlace::Make() {
 
 // The descriptor is this process's only one of the file: closing any would take the lock away.
 void WarmPlace::Lock() {
-    _lock = std::make_unique<FileDescriptor>(
+    _lock = std::make_unique<Descriptor>(
         open(LockFile().c_str(), O_RDWR | O_CREAT | O_EXCL | O_CLOEXEC, S_IRUSR | S_IWUSR));
     struct flock lock = WholeFile();
     if (!*_lock || fcntl(_lock->Get(), F_SETLK, &lock) != 0) {

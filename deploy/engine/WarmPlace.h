@@ -9,7 +9,7 @@
 #include <string>
 #include <vector>
 
-#include "common/FileDescriptor.h"
+#include "support/Descriptor.h"
 
 namespace vellumo::engine {
 
@@ -52,7 +52,7 @@ private:
 
     std::string _above;
     std::string _path;
-    std::unique_ptr<NAVO::VELLUMO::FileDescriptor> _lock;
+    std::unique_ptr<support::Descriptor> _lock;
 };
 
 // The names of all that are there.

@@ -10,12 +10,17 @@
 #include <string>
 #include <utility>
 
-#include "descriptor.h"
 #include "fail.h"
 #include "parameters.h"
+#include "support/Directory.h"
+#include "support/TemporaryFile.h"
 
 namespace NAVO::platform {
 namespace {
+
+using vellumo::support::Descriptor;
+using vellumo::support::IsSameFile;
+using vellumo::support::Uninterrupted;
 
 constexpr int kOpenFlags = O_CLOEXEC | O_NOCTTY | O_NONBLOCK;  // a pipe must not block
 constexpr mode_t kPermissionBits = 0777;
@@ -56,7 +61,7 @@ public:
     // The same for a hidden file beside the path, which TakeName then puts there.
     bool OpenHidden() {
         _name = std::exchange(_path, HiddenBeside(_path));
-        _file = Descriptor(mkostemp(_path.data(), O_CLOEXEC));
+        _file = vellumo::support::MakeTemporaryFile(_path);
         _created = static_cast<bool>(_file);
         return _created;
     }
@@ -85,10 +90,6 @@ private:
     Descriptor _file;
     bool _created = false;
 };
-
-bool IsSameFile(const struct stat& one, const struct stat& other) {
-    return one.st_dev == other.st_dev && one.st_ino == other.st_ino;
-}
 
 // Lets the file system copy or share blocks as far as it can: not between all file systems, nor for
 // all kinds of files. A reason not to go on shows again, and is told, in the loop that follows.

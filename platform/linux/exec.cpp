@@ -1,7 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-#include <fcntl.h>
 #include <navo/exec.h>
-#include <spawn.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -11,59 +9,13 @@
 #include <mutex>
 #include <vector>
 
-#include "descriptor.h"
 #include "fail.h"
+#include "support/ChildProcess.h"
 
 namespace NAVO::platform {
 namespace {
 
 enum class StandardError { Inherited, Discarded };
-
-// What a new program finds: signals at their defaults and unblocked, standard input and output at
-// /dev/null, standard error as asked for, nothing else open.
-class Surroundings {
-public:
-    explicit Surroundings(StandardError standardError) {
-        sigset_t every;
-        sigset_t none;
-        sigfillset(&every);
-        sigemptyset(&none);
-        Note(posix_spawnattr_init(&_attributes));
-        Note(
-            posix_spawnattr_setflags(&_attributes, POSIX_SPAWN_SETSIGDEF | POSIX_SPAWN_SETSIGMASK));
-        Note(posix_spawnattr_setsigdefault(&_attributes, &every));
-        Note(posix_spawnattr_setsigmask(&_attributes, &none));
-        Note(posix_spawn_file_actions_init(&_actions));
-        Discard(STDIN_FILENO, O_RDONLY);
-        Discard(STDOUT_FILENO, O_WRONLY);
-        if (standardError == StandardError::Discarded) {
-            Discard(STDERR_FILENO, O_WRONLY);
-        }
-        Note(posix_spawn_file_actions_addclosefrom_np(&_actions, STDERR_FILENO + 1));
-    }
-    ~Surroundings() {
-        posix_spawn_file_actions_destroy(&_actions);
-        posix_spawnattr_destroy(&_attributes);
-    }
-    Surroundings(const Surroundings&) = delete;
-    Surroundings& operator=(const Surroundings&) = delete;
-
-    // Starts `program`; 0, or an error as in errno.
-    int Start(const char* program, char* const argv[], pid_t& child) const {
-        return _error != 0 ? _error
-                           : posix_spawn(&child, program, &_actions, &_attributes, argv, environ);
-    }
-
-private:
-    void Note(int error) { _error = _error != 0 ? _error : error; }
-    void Discard(int descriptor, int flags) {
-        Note(posix_spawn_file_actions_addopen(&_actions, descriptor, "/dev/null", flags, 0));
-    }
-
-    posix_spawnattr_t _attributes{};
-    posix_spawn_file_actions_t _actions{};
-    int _error = 0;
-};
 
 // A process that ignores SIGCHLD, or says that it wants no zombies, gets no exit status to wait
 // for. While any object lives the signal is at its default in such a process, and only in such a
@@ -138,7 +90,7 @@ std::vector<pid_t> Unwaited::children;
 
 int ExitStatusOf(pid_t child) {
     int status = 0;
-    if (Uninterrupted([&] { return waitpid(child, &status, 0); }) < 0) {
+    if (!vellumo::support::WaitForEnd(child, status)) {
         return Fail(NAVO_ERR_EXEC_FAILED);
     }
     return WIFEXITED(status) ? WEXITSTATUS(status) : Fail(NAVO_ERR_EXEC_FAILED, EINTR);
@@ -149,7 +101,11 @@ int Start(const char* program, char* const argv[], StandardError standardError, 
         return Fail(NAVO_ERR_EXEC_FAILED, EINVAL);
     }
     Unwaited::CollectEnded();
-    const int error = Surroundings(standardError).Start(program, argv, child);
+    vellumo::support::Surroundings surroundings;
+    if (standardError == StandardError::Inherited) {
+        surroundings.error = STDERR_FILENO;
+    }
+    const int error = vellumo::support::Start(program, argv, surroundings, child);
     return error == 0 ? 0 : Fail(NAVO_ERR_EXEC_FAILED, error);
 }
 

@@ -5,12 +5,15 @@
 
 #include <optional>
 
-#include "descriptor.h"
 #include "fail.h"
 #include "parameters.h"
+#include "support/Descriptor.h"
 
 namespace NAVO::platform {
 namespace {
+
+using vellumo::support::Descriptor;
+using vellumo::support::Uninterrupted;
 
 constexpr mode_t kNewFileMode = 0644;
 

@@ -2,18 +2,21 @@
 #include <fcntl.h>
 #include <navo/lock.h>
 #include <sys/file.h>
-#include <sys/stat.h>
 
 #include <algorithm>
 #include <chrono>
 #include <thread>
 
-#include "descriptor.h"
 #include "fail.h"
 #include "parameters.h"
+#include "support/Directory.h"
 
 namespace NAVO::platform {
 namespace {
+
+using vellumo::support::Descriptor;
+using vellumo::support::LiesAt;
+using vellumo::support::Uninterrupted;
 
 using Clock = std::chrono::steady_clock;
 using std::chrono::milliseconds;
@@ -40,13 +43,6 @@ Descriptor Open(const char* path, bool exclusive) {
     // Only now: where a directory is sticky and everybody's, the kernel refuses O_CREAT on files
     // of other users that exist.
     return Descriptor(Uninterrupted([=] { return open(path, flags | O_CREAT, kNewFileMode); }));
-}
-
-bool LiesAt(const Descriptor& file, const char* path) {
-    struct stat opened {};
-    struct stat present {};
-    return fstat(file.Get(), &opened) == 0 && stat(path, &present) == 0 &&
-           opened.st_dev == present.st_dev && opened.st_ino == present.st_ino;
 }
 
 // Opens the file anew, so that a try is always for the one that lies at `path` now.
@@ -94,7 +90,7 @@ int NLIBCFileLockTimeByFile(const char* path, int exclusive, int timeoutSecs, in
     }
     const auto deadline =
         NAVO::platform::Clock::now() + std::chrono::seconds(std::max(timeoutSecs, 0));
-    NAVO::platform::Descriptor holder;
+    vellumo::support::Descriptor holder;
     const Attempt attempt = NAVO::platform::TryUntil(deadline, path, exclusive != 0, holder);
     if (attempt == Attempt::Taken) {
         *descriptor = holder.Release();
@@ -111,6 +107,6 @@ int NLIBCFileUnlockByFile(int descriptor) {
     if (flock(descriptor, LOCK_UN) != 0) {
         return NAVO::platform::Fail(NAVO_ERR_LOCK_FAILED);
     }
-    const NAVO::platform::Descriptor closed(descriptor);
+    const vellumo::support::Descriptor closed(descriptor);
     return 0;
 }

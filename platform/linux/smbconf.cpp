@@ -10,7 +10,7 @@
 #include <cerrno>
 
 #include "casefold.h"
-#include "descriptor.h"
+#include "support/Descriptor.h"
 
 // The grammar is read here and not by inih, which cannot: built as Debian does, it ends a name at a
 // ":" before a "=" ("navo:scale volume" becomes "navo"), takes an indented line for one more value
@@ -18,6 +18,9 @@
 // lines at 200 bytes. Its settings for some of these are the whole process's.
 namespace NAVO::platform {
 namespace {
+
+using vellumo::support::Descriptor;
+using vellumo::support::Uninterrupted;
 
 constexpr std::string_view kBlanks = " \t\v\f\r";
 constexpr int kMostFiles = 100;  // more is a file that includes itself

@@ -11,12 +11,15 @@
 #include <string>
 
 #include "casefold.h"
-#include "descriptor.h"
 #include "directory.h"
 #include "fail.h"
+#include "support/Descriptor.h"
 
 namespace NAVO::platform {
 namespace {
+
+using vellumo::support::Descriptor;
+using vellumo::support::Uninterrupted;
 
 constexpr const char* kLogDirectory = "/var/log/navo";
 constexpr const char* kLogFile = "/var/log/navo/transfer.log";

@@ -2,11 +2,11 @@
 #include <fcntl.h>
 #include <navo/file.h>
 
-#include "common/FileDescriptor.h"
 #include "common/Log.h"
 #include "common/ResultCode.h"
 #include "converter/ConvertingManager.h"
 #include "converter/ErrorFileManager.h"
+#include "support/Descriptor.h"
 #include "vellumo/Constants.h"
 #include "vellumo/Converter.h"
 #include "vellumo/utils.h"
@@ -31,7 +31,7 @@ std::string FirstPageSource(const path::Path& source) {
 
 bool PutInPlace(const path::Path& picture, const std::string& thumbnail) {
     const std::string path = picture.GetRealPath("");
-    const FileDescriptor file(open(path.c_str(), O_RDWR | O_CLOEXEC));
+    const vellumo::support::Descriptor file(open(path.c_str(), O_RDWR | O_CLOEXEC));
     if (!file) {
         return false;
     }

@@ -4,7 +4,7 @@
 
 #include <string>
 
-#include "common/FileDescriptor.h"
+#include "support/Descriptor.h"
 
 namespace NAVO::VELLUMO::db {
 
@@ -24,7 +24,7 @@ public:
     explicit operator bool() const { return !_isTaken; }
 
 private:
-    FileDescriptor _file;
+    vellumo::support::Descriptor _file;
     bool _isTaken;
 };
 

@@ -8,9 +8,9 @@
 #include <cstdlib>
 #include <locale>
 
-#include "common/FileDescriptor.h"
 #include "common/Log.h"
 #include "common/RunAs.h"
+#include "support/Descriptor.h"
 #include "vellumo/Path.h"
 #include "vellumo/utils.h"
 
@@ -62,7 +62,8 @@ bool IsFileValidSize(const std::string& path) {
 bool CreateTmpFileNameWithType(const std::string& type, const std::string& dir, path::Path& out) {
     const std::string pattern = dir + "XXXXXX." + type;
     std::string name = pattern;
-    const FileDescriptor file(mkstemps(name.data(), static_cast<int>(type.size()) + 1));
+    const vellumo::support::Descriptor file(
+        mkstemps(name.data(), static_cast<int>(type.size()) + 1));
     if (!file) {
         log::Plain(kSource, 62, "mkstemp %s failed", pattern.c_str());
         return false;
@@ -72,7 +73,7 @@ bool CreateTmpFileNameWithType(const std::string& type, const std::string& dir, 
 }
 
 bool RemoveFileDropCache(const std::string& path) {
-    const FileDescriptor file(open(path.c_str(), O_RDWR | O_CLOEXEC));
+    const vellumo::support::Descriptor file(open(path.c_str(), O_RDWR | O_CLOEXEC));
     if (!file) {
         return false;
     }

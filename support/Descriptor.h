@@ -1,15 +1,16 @@
 // SPDX-License-Identifier: Apache-2.0
-#ifndef NAVO_LINUX_DESCRIPTOR_H
-#define NAVO_LINUX_DESCRIPTOR_H
+#ifndef VELLUMO_SUPPORT_DESCRIPTOR_H
+#define VELLUMO_SUPPORT_DESCRIPTOR_H
 
 #include <unistd.h>
 
 #include <cerrno>
 #include <utility>
 
-namespace NAVO::platform {
+namespace vellumo::support {
 
-// Owns a descriptor (or none, -1) and closes it at the end, leaving errno alone.
+// Owns a descriptor (or none, -1) and closes it at the end. Closing leaves errno alone, so that the
+// error of the call before is still there to be told.
 class Descriptor {
 public:
     Descriptor() = default;
@@ -17,8 +18,8 @@ public:
     ~Descriptor() { Close(); }
     Descriptor(Descriptor&& other) noexcept : _descriptor(other.Release()) {}
     Descriptor& operator=(Descriptor&& other) noexcept {
-        Close();
-        _descriptor = other.Release();
+        Descriptor moved(std::move(other));
+        std::swap(_descriptor, moved._descriptor);
         return *this;
     }
     Descriptor(const Descriptor&) = delete;
@@ -26,22 +27,24 @@ public:
 
     explicit operator bool() const { return _descriptor >= 0; }
     int Get() const { return _descriptor; }
+
+    // Gives the descriptor away: the caller closes it.
     int Release() { return std::exchange(_descriptor, -1); }
 
-private:
-    void Close() const {
+    void Close() {
         if (_descriptor >= 0) {
             const int error = errno;
-            close(_descriptor);
+            close(Release());
             errno = error;
         }
     }
 
+private:
     int _descriptor = -1;
 };
 
-// The result of `call`, a system call that returns -1 on failure, made again for as long as a
-// signal interrupts it.
+// The result of `call`, a system call that returns -1 on failure; repeats it while a signal
+// interrupts it.
 template <typename Call>
 auto Uninterrupted(Call call) {
     auto result = call();
@@ -51,6 +54,6 @@ auto Uninterrupted(Call call) {
     return result;
 }
 
-}  // namespace NAVO::platform
+}  // namespace vellumo::support
 
 #endif

@@ -1,0 +1,131 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "support/Directory.h"
+
+#include <dirent.h>
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstdio>
+#include <memory>
+
+namespace vellumo::support {
+namespace {
+
+constexpr int kListing = O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC;
+
+struct DirectoryCloser {
+    void operator()(DIR* directory) const { closedir(directory); }
+};
+
+bool IsSpecial(const std::string& name) {
+    return name == "." || name == "..";
+}
+
+// Opens a folder whatever its mode says; its owner may have taken the rights from himself.
+Descriptor OpenWithRights(const Descriptor& above, const std::string& name) {
+    const Descriptor found(
+        openat(above.Get(), name.c_str(), O_PATH | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
+    if (!found) {
+        return {};
+    }
+    // A descriptor of O_PATH can be chmodded by its name in /proc alone.
+    const std::string self = "/proc/self/fd/" + std::to_string(found.Get());
+    static_cast<void>(chmod(self.c_str(), S_IRWXU));  // a failure shows in the next call
+    return OpenDirectoryAt(above, name);
+}
+
+// Empties a directory. Folders in folders move up into it before they are emptied in their turn, so
+// that no descent is deeper than one folder.
+class Emptier {
+public:
+    explicit Emptier(const Descriptor& top) : _top(top) {}
+
+    // Removes the entry `name` of the top.
+    bool Remove(const std::string& name) {
+        if (unlinkat(_top.Get(), name.c_str(), 0) == 0) {
+            return true;
+        }
+        const Descriptor folder = OpenWithRights(_top, name);
+        return folder && Dissolve(folder) && unlinkat(_top.Get(), name.c_str(), AT_REMOVEDIR) == 0;
+    }
+
+private:
+    bool Dissolve(const Descriptor& folder) {
+        for (const std::string& name : NamesIn(folder)) {
+            if (unlinkat(folder.Get(), name.c_str(), 0) != 0 &&
+                (!OpenWithRights(folder, name) || !MoveUp(folder, name))) {
+                return false;
+            }
+        }
+        return true;
+    }
+
+    bool MoveUp(const Descriptor& folder, const std::string& name) {
+        do {
+            const std::string free = ".removed-" + std::to_string(_number++);
+            if (renameat2(folder.Get(), name.c_str(), _top.Get(), free.c_str(), RENAME_NOREPLACE) ==
+                0) {
+                return true;
+            }
+        } while (errno == EEXIST);
+        return false;
+    }
+
+    const Descriptor& _top;
+    unsigned _number = 0;
+};
+
+}  // namespace
+
+Descriptor OpenDirectory(const std::string& path) {
+    return Descriptor(open(path.c_str(), kListing));
+}
+
+Descriptor OpenDirectoryAt(const Descriptor& above, const std::string& name) {
+    return Descriptor(openat(above.Get(), name.c_str(), kListing));
+}
+
+std::vector<std::string> NamesIn(const Descriptor& directory) {
+    std::vector<std::string> names;
+    // Opened anew: reading moves the position that copies of a descriptor share.
+    Descriptor listing(openat(directory.Get(), ".", kListing));
+    const std::unique_ptr<DIR, DirectoryCloser> entries(listing ? fdopendir(listing.Get())
+                                                                : nullptr);
+    if (entries == nullptr) {
+        return names;
+    }
+    static_cast<void>(listing.Release());  // belongs to `entries` now
+    errno = 0;
+    while (const dirent* entry = readdir(entries.get())) {
+        if (!IsSpecial(entry->d_name)) {
+            names.emplace_back(entry->d_name);
+        }
+    }
+    return names;
+}
+
+bool IsSameFile(const struct stat& one, const struct stat& other) {
+    return one.st_dev == other.st_dev && one.st_ino == other.st_ino;
+}
+
+bool LiesAt(const Descriptor& file, const std::string& path) {
+    struct stat opened {};
+    struct stat present {};
+    return fstat(file.Get(), &opened) == 0 && stat(path.c_str(), &present) == 0 &&
+           IsSameFile(opened, present);
+}
+
+bool RemoveContents(const Descriptor& directory) {
+    Emptier emptier(directory);
+    for (auto names = NamesIn(directory); !names.empty(); names = NamesIn(directory)) {
+        for (const std::string& name : names) {
+            if (!emptier.Remove(name)) {
+                return false;
+            }
+        }
+    }
+    return errno == 0;
+}
+
+}  // namespace vellumo::support
