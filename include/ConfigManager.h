@@ -53,6 +53,8 @@ public:
     // lock. False, with a message in the system log, when the copy fails.
     static bool Reset(const std::string& file);
 
+    // Public and private take turns below because the order of the fields is part of the binary
+    // interface.
     Json::Value config;  // the document as last loaded, and as changed since
 
 private:

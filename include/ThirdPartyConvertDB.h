@@ -60,7 +60,7 @@ public:
 private:
     BaseDB _db;
 
-public:
+public:  // after _db, since the order of the fields is part of the binary interface
     bool opened = false;  // what the last OpenDB came to
 };
 

@@ -41,8 +41,9 @@ Descriptor Open(const char* path, bool exclusive) {
         return Descriptor(descriptor);
     }
     // Only now: where a directory is sticky and everybody's, the kernel refuses O_CREAT on files
-    // of other users that exist.
-    return Descriptor(Uninterrupted([=] { return open(path, flags | O_CREAT, kNewFileMode); }));
+    // of other users that exist. And not through a link, which could put the new file anywhere.
+    const int creating = flags | O_CREAT | O_NOFOLLOW;
+    return Descriptor(Uninterrupted([=] { return open(path, creating, kNewFileMode); }));
 }
 
 // Opens the file anew, so that a try is always for the one that lies at `path` now.

@@ -1,17 +1,16 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "vellumo/CacheManager.h"
 
-#include <navo/ea.h>
 #include <navo/file.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include <array>
 #include <ctime>
 
 #include "cache/Statements.h"
 #include "common/Log.h"
 #include "common/RunAs.h"
+#include "path/ExtendedAttributes.h"
 #include "vellumo/Constants.h"
 #include "vellumo/utils.h"
 
@@ -19,8 +18,6 @@ namespace NAVO::VELLUMO {
 namespace {
 
 constexpr const char* kSource = "CacheManager";
-constexpr size_t kPathSize = 4096;
-using PathBuffer = std::array<char, kPathSize>;
 
 bool Stat(const std::string& path, struct stat& status) {
     return NLIBCFileStat(path.c_str(), 1, &status) == 0;
@@ -64,31 +61,19 @@ CacheManager::CacheManager(bool collect, long limit) : autoCollect(collect), siz
 CacheManager::~CacheManager() = default;
 
 bool CacheManager::MakeEADir(const std::string& target) {
-    PathBuffer directory{};
-    if (NAVOEADirPath(0, target.c_str(), directory.data(), directory.size()) != 0) {
-        return false;
-    }
-    if (NLIBCFileCheckDir(directory.data()) != FALSE) {
-        return true;
-    }
-    const RunAsRoot root(kSource, __LINE__);
-    if (!root) {
-        log::Error(kSource, __LINE__, "ifrunas failed");
-        return false;
-    }
-    return NAVOEAMKDir(1, directory.data()) == 0;
+    std::string directory;
+    return ea::DirectoryOf(target, directory) &&
+           ea::EnsureDirectory(directory, {kSource, __LINE__, "ifrunas failed"}) ==
+               ea::Presence::kThere;
 }
 
 bool CacheManager::GetEAPath(const std::string& target, const std::string& stream,
                              std::string& path) {
-    if (!MakeEADir(target)) {
+    std::string found;
+    if (!MakeEADir(target) || ea::StreamOf(target, stream, found) != 0) {
         return false;
     }
-    PathBuffer buffer{};
-    if (NAVOEAPath(0, target.c_str(), stream.c_str(), buffer.data(), buffer.size(), 0) != 0) {
-        return false;
-    }
-    path = buffer.data();
+    path = found;
     return true;
 }
 

@@ -44,6 +44,33 @@ int RunAndWait(std::vector<std::string> command) {
     return NLIBCExecv(argv.front(), argv.data(), 1);
 }
 
+// A job in the waiting queue: leaves it at the end unless it has been claimed, which takes it out
+// already.
+class WaitingJob {
+public:
+    WaitingJob(ContainerPoolManager& pool, const ContainerPoolManager::Task& task)
+        : _pool(pool), _task(task) {
+        _pool.AddWaitingQueue(_task);
+    }
+    ~WaitingJob() {
+        if (!_claimed) {
+            _pool.RemoveWatitingQueue(_task);
+        }
+    }
+    WaitingJob(const WaitingJob&) = delete;
+    WaitingJob& operator=(const WaitingJob&) = delete;
+
+    void WaitForSlot(std::string& container) {
+        _pool.WaitToExecute(_task, container);
+        _claimed = true;
+    }
+
+private:
+    ContainerPoolManager& _pool;
+    const ContainerPoolManager::Task& _task;
+    bool _claimed = false;
+};
+
 // A claimed slot: at the end, whatever came of the command, the container and the running queue
 // lose this job.
 class ClaimedSlot {
@@ -73,9 +100,8 @@ int ContainerPoolManager::Execute(const std::vector<std::string>& command, Prior
         log::Failed(kSource, 85, "IsJobExist(task)");
         return kResultNotPrepared;
     }
-    AddWaitingQueue(task);
     std::string container;
-    WaitToExecute(task, container);
+    WaitingJob(*this, task).WaitForSlot(container);
     const ClaimedSlot slot(*this, task, container);
     return ExecuteCommand(task, container);
 }

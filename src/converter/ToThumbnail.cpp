@@ -17,11 +17,41 @@ namespace {
 constexpr const char* kSource = "Converter";
 constexpr const char* kFirstPage = "1-1";
 
-// What one attempt has on its hands.
-struct Attempt {
-    std::string thumbnail;
+void RemoveIfThere(const path::Path& scratch) {
+    const std::string path = scratch.GetRealPath("");
+    if (!path.empty() && NLIBCFileExist(path.c_str()) != FALSE) {
+        RemoveFileDropCache(path);
+    }
+}
+
+// One attempt at a thumbnail. At the end its scratch files go; a success takes the marker of a
+// failure away, and anything else takes what stands in the thumbnail's place.
+class Attempt {
+public:
+    explicit Attempt(const std::string& thumbnailPath)
+        : thumbnail(thumbnailPath), _marker(thumbnailPath) {}
+    ~Attempt() {
+        RemoveIfThere(page);
+        RemoveIfThere(picture);
+        if (_succeeded) {
+            _marker.Remove();
+        } else if (!thumbnail.empty()) {
+            RemoveFileDropCache(thumbnail);
+        }
+    }
+    Attempt(const Attempt&) = delete;
+    Attempt& operator=(const Attempt&) = delete;
+
+    bool Mark() { return _marker.Touch(); }
+    void Succeed() { _succeeded = true; }
+
+    const std::string thumbnail;
     path::Path page;     // the first page's PDF (or an e-book's cover), in the scratch directory
     path::Path picture;  // the PNG, in the scratch directory
+
+private:
+    thumbnail::ErrorFileManager _marker;
+    bool _succeeded = false;
 };
 
 std::string FirstPageSource(const path::Path& source) {
@@ -55,35 +85,22 @@ int Make(const path::Path& source, Attempt& attempt) {
     return PutInPlace(attempt.picture, attempt.thumbnail) ? kResultSuccess : kResultNotPrepared;
 }
 
-void RemoveIfKnown(const path::Path& scratch) {
-    const std::string path = scratch.GetRealPath("");
-    if (!path.empty() && NLIBCFileExist(path.c_str()) != FALSE) {
-        RemoveFileDropCache(path);
-    }
-}
-
 }  // namespace
 
 int ToThumbnail(const path::Path& source) {
-    Attempt attempt;
-    attempt.thumbnail = source.GetEAPathWithType(SZK_THUMB_TYPE, "");
+    const std::string thumbnail = source.GetEAPathWithType(SZK_THUMB_TYPE, "");
     ConvertingManager converting(source.GetRealPath("") + ":thumbnail");
     if (!converting.Insert()) {
         return kResultSuccess;  // another process is making it
     }
-    thumbnail::ErrorFileManager errorFile(attempt.thumbnail);
-    int result = kResultNotPrepared;
-    if (errorFile.Touch()) {
-        result = Make(source, attempt);
-    } else {
+    Attempt attempt(thumbnail);
+    if (!attempt.Mark()) {
         log::Failed(kSource, 403, "! errMgr.Touch()");
+        return kResultNotPrepared;
     }
-    RemoveIfKnown(attempt.page);
-    RemoveIfKnown(attempt.picture);
+    const int result = Make(source, attempt);
     if (result == kResultSuccess) {
-        errorFile.Remove();
-    } else if (!attempt.thumbnail.empty()) {
-        RemoveFileDropCache(attempt.thumbnail);
+        attempt.Succeed();
     }
     return result;
 }

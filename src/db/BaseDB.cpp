@@ -5,6 +5,8 @@
 
 #include <cstring>
 #include <ctime>
+#include <exception>
+#include <utility>
 
 #include "common/Log.h"
 
@@ -21,11 +23,15 @@ bool Run(sqlite3* db, const std::string& sql) {
 }
 
 int CollectRow(void* context, int columns, char** values, char** names) {
-    Row row;
-    for (int i = 0; i < columns; ++i) {
-        row[names[i]] = values[i] == nullptr ? "NULL" : values[i];
+    try {
+        Row row;
+        for (int i = 0; i < columns; ++i) {
+            row[names[i]] = values[i] == nullptr ? "NULL" : values[i];
+        }
+        static_cast<std::vector<Row>*>(context)->push_back(std::move(row));
+    } catch (const std::exception&) {
+        return 1;  // ends the query: SQLite's frames are C, and no exception may pass them
     }
-    static_cast<std::vector<Row>*>(context)->push_back(row);
     return 0;
 }
 

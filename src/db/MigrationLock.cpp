@@ -1,44 +1,31 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "db/MigrationLock.h"
 
-#include <fcntl.h>
-#include <sys/file.h>
+#include <navo/error.h>
+#include <navo/lock.h>
 
 #include <cerrno>
-#include <ctime>
 
 namespace NAVO::VELLUMO::db {
 namespace {
 
-constexpr int kAttempts = 3000;
-constexpr timespec kPause{0, 50000000};
-
-int OpenLockFile(const std::string& path) {
-    const int error = errno;
-    // What others may have put in its place is not followed, and a pipe is not waited for.
-    const int file =
-        open(path.c_str(), O_RDONLY | O_CREAT | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK, 0644);
-    errno = error;
-    return file;
-}
-
-// Takes the lock; whether that came to nothing because others kept it all the time.
-bool StaysTaken(int file) {
-    const int error = errno;
-    bool taken = true;
-    for (int attempt = 0; taken && attempt < kAttempts; ++attempt) {
-        taken = flock(file, LOCK_EX | LOCK_NB) != 0 && errno == EWOULDBLOCK;
-        if (taken) {
-            nanosleep(&kPause, nullptr);
-        }
-    }
-    errno = error;
-    return taken;
-}
+constexpr int kLimitSecs = 150;
 
 }  // namespace
 
-MigrationLock::MigrationLock(const std::string& database)
-    : _file(OpenLockFile(database + ".lock")), _isTaken(_file && StaysTaken(_file.Get())) {}
+MigrationLock::MigrationLock(const std::string& database) {
+    const int error = errno;
+    const std::string file = database + ".lock";
+    if (NLIBCFileLockTimeByFile(file.c_str(), 1, kLimitSecs, &_file) == 0) {
+        _timedOut = NLIBCErrGet() == NAVO_ERR_LOCK_TIMEOUT;
+    }
+    errno = error;
+}
+
+MigrationLock::~MigrationLock() {
+    if (_file >= 0) {
+        NLIBCFileUnlockByFile(_file);
+    }
+}
 
 }  // namespace NAVO::VELLUMO::db

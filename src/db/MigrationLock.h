@@ -4,8 +4,6 @@
 
 #include <string>
 
-#include "support/Descriptor.h"
-
 namespace NAVO::VELLUMO::db {
 
 // A process's turn to migrate a database, for as long as the object lives. The version is read and
@@ -19,13 +17,16 @@ class MigrationLock {
 public:
     // Waits for up to 150 seconds, as a transaction does for SQLite's lock. errno stays as it is.
     explicit MigrationLock(const std::string& database);
+    ~MigrationLock();
+    MigrationLock(const MigrationLock&) = delete;
+    MigrationLock& operator=(const MigrationLock&) = delete;
 
     // False when it is still another process's turn.
-    explicit operator bool() const { return !_isTaken; }
+    explicit operator bool() const { return !_timedOut; }
 
 private:
-    vellumo::support::Descriptor _file;
-    bool _isTaken;
+    int _file = -1;  // holds the lock; -1 without one
+    bool _timedOut = false;
 };
 
 }  // namespace NAVO::VELLUMO::db

@@ -1,13 +1,9 @@
 // SPDX-License-Identifier: Apache-2.0
-#include <navo/ea.h>
-#include <navo/file.h>
-#include <navo/share.h>
-
-#include <array>
-#include <memory>
+#include <algorithm>
 
 #include "common/Log.h"
-#include "common/RunAs.h"
+#include "path/ExtendedAttributes.h"
+#include "utils/ShareRecord.h"
 #include "vellumo/Constants.h"
 #include "vellumo/Path.h"
 
@@ -15,13 +11,6 @@ namespace NAVO::VELLUMO::path {
 namespace {
 
 constexpr const char* kSource = "Path";
-constexpr size_t kPathSize = 4096;
-using PathBuffer = std::array<char, kPathSize>;
-
-struct ShareDeleter {
-    void operator()(PNAVOSHARE share) const { NAVOShareFree(share); }
-};
-using ShareRecord = std::unique_ptr<NAVOSHARE, ShareDeleter>;
 
 struct SharePathParts {
     std::string share;
@@ -39,26 +28,12 @@ bool SplitSharePath(const std::string& sharePath, SharePathParts& parts) {
     return true;
 }
 
-ShareRecord FindShare(const std::string& name) {
-    PNAVOSHARE share = nullptr;
-    if (NAVOShareGet(name.c_str(), &share) != 0) {
+ShareRecord FindShareOrLog(const std::string& name) {
+    ShareRecord share = FindShare(name);
+    if (!share) {
         log::Error(kSource, __LINE__, "cannot get share path %s", name.c_str());
-        return nullptr;
     }
-    return ShareRecord(share);
-}
-
-bool MakeEADir(const char* directory) {
-    const RunAsRoot root(kSource, __LINE__);
-    if (!root) {
-        log::Error(kSource, __LINE__, "failed to change root");
-        return false;
-    }
-    if (NAVOEAMKDir(1, directory) != 0) {
-        log::Plain(kSource, __LINE__, "Make ea dir path error. eaDir path: %s", directory);
-        return false;
-    }
-    return true;
+    return share;
 }
 
 }  // namespace
@@ -79,7 +54,7 @@ bool ShareToRealPath(const std::string& sharePath, std::string& realPath, const 
         realPath = home + "/" + sharePath.substr(static_cast<size_t>(HOME_LENGTH));
         return true;
     }
-    const ShareRecord share = FindShare(parts.share);
+    const ShareRecord share = FindShareOrLog(parts.share);
     if (!share) {
         return false;
     }
@@ -88,20 +63,17 @@ bool ShareToRealPath(const std::string& sharePath, std::string& realPath, const 
 }
 
 bool RealPathToEAPath(const std::string& realPath, std::string& eaPath, const std::string& eaType) {
-    PathBuffer directory{};
-    if (NAVOEADirPath(0, realPath.c_str(), directory.data(), directory.size()) != 0) {
+    std::string directory;
+    if (!ea::DirectoryOf(realPath, directory)) {
         log::Plain(kSource, __LINE__, "Get ea dir path error. file path: %s", realPath.c_str());
         return false;
     }
-    if (NLIBCFileCheckDir(directory.data()) == FALSE && !MakeEADir(directory.data())) {
-        return false;
+    const ea::Presence presence =
+        ea::EnsureDirectory(directory, {kSource, __LINE__, "failed to change root"});
+    if (presence == ea::Presence::kNotMade) {
+        log::Plain(kSource, __LINE__, "Make ea dir path error. eaDir path: %s", directory.c_str());
     }
-    PathBuffer stream{};
-    if (NAVOEAPath(0, realPath.c_str(), eaType.c_str(), stream.data(), stream.size(), 0) < 0) {
-        return false;
-    }
-    eaPath = stream.data();
-    return true;
+    return presence == ea::Presence::kThere && ea::StreamOf(realPath, eaType, eaPath) >= 0;
 }
 
 bool IsScaleVolume(const std::string& sharePath) {
@@ -109,7 +81,7 @@ bool IsScaleVolume(const std::string& sharePath) {
     if (!SplitSharePath(sharePath, parts)) {
         return false;
     }
-    const ShareRecord share = FindShare(parts.share);
+    const ShareRecord share = FindShareOrLog(parts.share);
     return share && (share->status & NAVO_SHARE_SCALE_VOLUME) != 0;
 }
 

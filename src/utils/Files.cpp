@@ -1,21 +1,23 @@
 // SPDX-License-Identifier: Apache-2.0
 #include <fcntl.h>
-#include <navo/share.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
 #include <boost/filesystem/path.hpp>
-#include <cstdlib>
 #include <locale>
 
 #include "common/Log.h"
 #include "common/RunAs.h"
 #include "support/Descriptor.h"
+#include "support/TemporaryFile.h"
+#include "utils/ShareRecord.h"
 #include "vellumo/Path.h"
 #include "vellumo/utils.h"
 
 namespace NAVO::VELLUMO {
 namespace {
+
+using vellumo::support::Descriptor;
 
 constexpr const char* kSource = "utils";
 
@@ -28,13 +30,12 @@ bool VolumePathGet(const std::string& sharePath, std::string& volumePath) {
     const size_t begin = std::min<size_t>(1, sharePath.size());
     const std::string shareName = sharePath.substr(begin, sharePath.find('/', begin) - begin);
 
-    PNAVOSHARE share = nullptr;
-    if (NAVOShareGet(shareName.c_str(), &share) != 0) {
+    const ShareRecord share = FindShare(shareName);
+    if (!share) {
         log::Error(kSource, 92, "share name: %s", shareName.c_str());
         return false;
     }
     const std::string sharePathOnVolume = share->szPath;
-    NAVOShareFree(share);
     volumePath = sharePathOnVolume.substr(0, sharePathOnVolume.rfind('/'));
     return true;
 }
@@ -62,8 +63,7 @@ bool IsFileValidSize(const std::string& path) {
 bool CreateTmpFileNameWithType(const std::string& type, const std::string& dir, path::Path& out) {
     const std::string pattern = dir + "XXXXXX." + type;
     std::string name = pattern;
-    const vellumo::support::Descriptor file(
-        mkstemps(name.data(), static_cast<int>(type.size()) + 1));
+    const Descriptor file = vellumo::support::MakeTemporaryFile(name, type.size() + 1);
     if (!file) {
         log::Plain(kSource, 62, "mkstemp %s failed", pattern.c_str());
         return false;
@@ -73,7 +73,7 @@ bool CreateTmpFileNameWithType(const std::string& type, const std::string& dir, 
 }
 
 bool RemoveFileDropCache(const std::string& path) {
-    const vellumo::support::Descriptor file(open(path.c_str(), O_RDWR | O_CLOEXEC));
+    const Descriptor file(open(path.c_str(), O_RDWR | O_CLOEXEC));
     if (!file) {
         return false;
     }

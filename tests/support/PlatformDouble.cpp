@@ -323,9 +323,9 @@ int NAVOLogNOSFMXferLog(const char* remoteAddress, const char* user, const char*
 extern "C" {
 
 // NOLINTBEGIN(readability-identifier-naming,readability-inconsistent-declaration-parameter-name)
-int mkstemps(char* pattern, int suffixLength) {
-    const auto answer = Note("mkstemps", -1, pattern, suffixLength);
-    return answer ? *answer : Real<int(char*, int)>("mkstemps")(pattern, suffixLength);
+int mkostemps(char* pattern, int suffixLength, int flags) {
+    const auto answer = Note("mkostemps", -1, pattern, suffixLength);
+    return answer ? *answer : Real<int(char*, int, int)>("mkostemps")(pattern, suffixLength, flags);
 }
 
 int nanosleep(const timespec* duration, timespec* left) {

@@ -9,7 +9,8 @@
 // that it starts never inherit it.
 
 // Takes the lock on the file at `path`, created empty with mode 0644 (less the umask) when it is
-// missing. A shared lock needs permission to read the file, an exclusive one to read and write it.
+// missing, but not where a link leads. A shared lock needs permission to read the file, an
+// exclusive one to read and write it.
 //
 // `exclusive`: 0 shares the lock with other readers, 1 excludes everybody else.
 // `timeoutSecs`: how long to wait for a contended lock, in seconds; 0 or less tries once.

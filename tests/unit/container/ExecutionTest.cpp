@@ -195,3 +195,18 @@ TEST_F(Execution, NicenessIsNotRestoredByALaterHighJob) {
               }),
               19);
 }
+
+TEST_F(Execution, ThrowWhileItWaitsLeavesNoJobInTheQueue) {
+    WriteState("{}");  // no container: the job would wait for ever
+    PlatformDouble::Get().SetAnswer([](const PlatformCall& call) -> std::optional<int> {
+        const bool isLock = call.operation == "NLIBCFileLockTimeByFile";
+        // The first looks for the job, the second adds it, the third tries to claim a slot.
+        if (isLock && PlatformDouble::Get().CallsOf("NLIBCFileLockTimeByFile").size() == 3) {
+            EXPECT_EQ(State()["waitingQueue"][Pool::PRIORITY_HIGH].size(), 1U);
+            throw std::bad_alloc();
+        }
+        return std::nullopt;
+    });
+    EXPECT_THROW(_pool.Execute(_command, Pool::PRIORITY_HIGH), std::bad_alloc);
+    EXPECT_EQ(State()["waitingQueue"], Parsed("[{},{},{}]"));
+}

@@ -195,7 +195,7 @@ TEST_F(ConvertRun, NameTakenByAProductIsDrawnAgain) {
     });
     EXPECT_EQ(ConvertDocument(), 1000);
     EXPECT_FALSE(Exists(firstSource));
-    EXPECT_EQ(PlatformDouble::Get().CallsOf("mkstemps").size(), 2U);
+    EXPECT_EQ(PlatformDouble::Get().CallsOf("mkostemps").size(), 2U);
     EXPECT_NE(_product.GetFileName().substr(0, 6),
               firstSource.substr(firstSource.rfind('/') + 1, 6));
     EXPECT_THAT(Names(kSourceDir), IsEmpty());
@@ -282,7 +282,7 @@ TEST_F(ConvertRun, TargetDirectoryThatCannotBeMadeFails) {
 }
 
 TEST_F(ConvertRun, WithoutAScratchSourceNameFails) {
-    PlatformDouble::Get().Always("mkstemps", -1);
+    PlatformDouble::Get().Always("mkostemps", -1);
     const std::string mkstemp =
         "utils:62 mkstemp " + std::string(kSourceDir) + "XXXXXX.docx failed";
     const std::string condition =
@@ -298,7 +298,7 @@ TEST_F(ConvertRun, WithoutAScratchSourceNameFails) {
 
 TEST_F(ConvertRun, WithoutAScratchTargetNameFailsAndTakesTheSourceAway) {
     PlatformDouble::Get().SetAnswer([](const PlatformCall& call) -> std::optional<int> {
-        return call.operation == "mkstemps" && call.arguments[0].starts_with(kTargetDir)
+        return call.operation == "mkostemps" && call.arguments[0].starts_with(kTargetDir)
                    ? std::optional(-1)
                    : std::nullopt;
     });

@@ -39,8 +39,8 @@ const Outcome kOutcomes[] = {
     {"NAVOShareGet", "docker", 1003, "VolumePathGet"},
     {"NAVOFSMkdirP", "/source/", 1003, "NAVOFSMkdirP(strConvertSourceDir"},
     {"NAVOFSMkdirP", "/target/", 1003, "NAVOFSMkdirP(strConvertTargetDir"},
-    {"mkstemps", "/source/", 1003, "strSrcType, strConvertSourceDir"},
-    {"mkstemps", "/target/", 1003, "strTargetType, strConvertTargetDir"},
+    {"mkostemps", "/source/", 1003, "strSrcType, strConvertSourceDir"},
+    {"mkostemps", "/target/", 1003, "strTargetType, strConvertTargetDir"},
     {"NLIBCFileExist", "/target/", 1000, nullptr},  // "not there" is what is hoped for
     {"NLIBCFileExist", "/docs/", 1003, "NLIBCFileExist(strSourceFile"},
     {"NLIBCFileExist", "/source/", 1003, "NLIBCFileExist(strTargetFile"},

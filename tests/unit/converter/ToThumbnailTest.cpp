@@ -179,3 +179,15 @@ TEST_F(Thumbnail, OfABookIsItsCover) {
     EXPECT_EQ(DockerCalls().at(0).at(6), "ebook-meta");
     EXPECT_EQ(DockerCalls().at(1).at(6), "convert");
 }
+
+TEST_F(Thumbnail, ThrowWhileItIsRenderedLeavesNoScratchFile) {
+    PlatformDouble::Get().SetAnswer([](const PlatformCall& call) -> std::optional<int> {
+        const bool isTool = call.operation == "NLIBCExecv";
+        if (isTool && PlatformDouble::Get().CallsOf("NLIBCExecv").size() == 2) {
+            throw std::bad_alloc();
+        }
+        return std::nullopt;
+    });
+    EXPECT_THROW(Make(), std::bad_alloc);
+    ExpectFailureRemembered();
+}

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "vellumo/TaskDB.h"
 
+#include <dlfcn.h>
 #include <fcntl.h>
 #include <sqlite3.h>
 #include <sys/file.h>
@@ -293,13 +294,26 @@ TEST_F(Queue, MigrationDoneByAnotherMeanwhileIsNotDoneAgain) {
     EXPECT_THAT(Trace(), ElementsAre("PRAGMA user_version", "PRAGMA user_version"));
 }
 
+// What the platform answers when the time is up.
+int LockAtOnce(const std::string& path) {
+    using Lock = int (*)(const char*, int, int, int*);
+    const auto lock =
+        reinterpret_cast<Lock>(dlsym(RTLD_NEXT, "_Z23NLIBCFileLockTimeByFilePKciiPi"));
+    int descriptor = -1;
+    return lock(path.c_str(), 1, 0, &descriptor);
+}
+
 TEST_F(Queue, TurnThatDoesNotComeIn150SecondsFailsTheMigrationOnly) {
     const Turn other;
-    PlatformDouble::Get().Always("nanosleep", 0);
+    PlatformDouble::Get().SetAnswer([](const PlatformCall& call) -> std::optional<int> {
+        return call.operation == "NLIBCFileLockTimeByFile"
+                   ? std::optional(LockAtOnce(call.arguments.at(0)))
+                   : std::nullopt;
+    });
     EXPECT_FALSE(_queue.OpenDB());
-    const auto sleeps = PlatformDouble::Get().CallsOf("nanosleep");
-    EXPECT_EQ(sleeps.size(), 3000U);
-    EXPECT_THAT(sleeps.at(0).arguments, ElementsAre("0", "50000000"));
+    const auto locks = PlatformDouble::Get().CallsOf("NLIBCFileLockTimeByFile");
+    ASSERT_THAT(locks, SizeIs(1));
+    EXPECT_THAT(locks.at(0).arguments, ElementsAre(kLockFile, "1", "150"));
     ExpectLogged({AfterSqlite("TaskDB", "Failed [!lock]"), Exactly("TaskDB", "migration failed")});
     EXPECT_EQ(Version(), "0");
 }

@@ -141,7 +141,7 @@ TEST_F(Files, TemporaryFileOfTheEmptyTypeEndsInADot) {
     path::Path file;
     EXPECT_TRUE(CreateTmpFileNameWithType("", "/volume1/docs/pre-", file));
     EXPECT_THAT(file.GetRealPath(), testing::MatchesRegex("/volume1/docs/pre-[A-Za-z0-9]{6}\\."));
-    const auto calls = PlatformDouble::Get().CallsOf("mkstemps");
+    const auto calls = PlatformDouble::Get().CallsOf("mkostemps");
     ASSERT_EQ(calls.size(), 1U);
     EXPECT_THAT(calls[0].arguments, ElementsAre("/volume1/docs/pre-XXXXXX.", "1"));
 }
