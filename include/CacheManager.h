@@ -89,7 +89,8 @@ private:
     int64_t sizeLimit;
     BaseDB _db;
 
-public:  // last, since the order of the fields is part of the binary interface
+public:
+    // Here, since the order of the fields is part of the binary interface.
     bool opened = false;  // whether the database is open with its tables in place
 };
 

@@ -72,7 +72,8 @@ public:
 private:
     BaseDB _db;
 
-public:  // after _db, since the order of the fields is part of the binary interface
+public:
+    // Here, since the order of the fields is part of the binary interface.
     bool opened = false;  // what the last OpenDB came to
 };
 
