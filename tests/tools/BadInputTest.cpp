@@ -258,20 +258,20 @@ INSTANTIATE_TEST_SUITE_P(Pdf, BadInputTest, testing::ValuesIn(kBadInputs),
 TEST_F(BadServerTest, WithoutAContainerSaysHowToRegisterSome) {
     WriteState("{}");
     ExpectRefused({"pdf", "/docs/a.docx"}, ExitCode::kPool, "no container is registered",
-                  "vellumo pool add navo1 navo2");
+                  "vellumo pool up");
 }
 
 TEST_F(BadServerTest, WithAnEmptyStateFileHasNoContainer) {
     WriteState("");
     ExpectRefused({"pdf", "/docs/a.docx"}, ExitCode::kPool, "no container is registered",
-                  "vellumo pool add navo1 navo2");
+                  "vellumo pool up");
 }
 
 TEST_F(BadServerTest, WithOneContainerExplainsWhyPagesNeedASecond) {
     WriteState(R"({"navo1":{"using":0,"used":0}})");
     ExpectRefused({"pdf", "/docs/a.docx", "--pages", "1"}, ExitCode::kPool,
                   "the first container by name (navo1, the only one) never takes",
-                  "vellumo pool add");
+                  "vellumo pool up");
 }
 
 TEST_F(BadServerTest, WithATornStateFileSaysHowToRestoreIt) {

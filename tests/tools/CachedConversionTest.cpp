@@ -186,7 +186,7 @@ TEST_F(CachedConversionTest, ThumbnailsNeedASecondContainer) {
     WriteState(R"({"navo1":{"using":0,"used":0}})");
     const Outcome outcome = RunTool({"thumbnail", "/docs/a.docx"});
     ExpectStatus(outcome, ExitCode::kPool);
-    EXPECT_THAT(outcome.err, HasSubstr("vellumo pool add"));
+    EXPECT_THAT(outcome.err, HasSubstr("vellumo pool up"));
 }
 
 TEST_F(CachedConversionTest, NamesTheToolsThatAThumbnailNeeds) {

@@ -113,7 +113,7 @@ TEST_F(DoctorTest, StopsWhereNothingCanBeTried) {
 TEST_F(DoctorTest, AsksForASecondContainer) {
     InstallEngine("exit 1");
     WriteState(R"({"navo1":{"using":0}})");
-    EXPECT_THAT(Says(RunForJson({"pool", "doctor"}), "pool"), HasSubstr("vellumo pool add navo2"));
+    EXPECT_THAT(Says(RunForJson({"pool", "doctor"}), "pool"), HasSubstr("vellumo pool up"));
 }
 
 TEST_F(DoctorTest, NamesADamagedIndex) {

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "Job.h"
+#include "convert/Job.h"
 
 #include <gtest/gtest.h>
 

@@ -12,7 +12,7 @@
 #include <vector>
 
 #include "Device.h"
-#include "ExitCode.h"
+#include "app/ExitCode.h"
 
 namespace vellumo::test {
 

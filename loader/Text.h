@@ -1,0 +1,18 @@
+// SPDX-License-Identifier: Apache-2.0
+#ifndef VELLUMO_LOADER_TEXT_H
+#define VELLUMO_LOADER_TEXT_H
+
+#include <string>
+
+// Pieces of messages for people.
+namespace vellumo::loader {
+
+// "1 document", "3 documents".
+std::string Count(size_t number, const std::string& noun);
+
+// `path` as one word of a shell's command line, for commands to be copied.
+std::string ShellWord(const std::string& path);
+
+}  // namespace vellumo::loader
+
+#endif

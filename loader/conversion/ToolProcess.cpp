@@ -1,0 +1,87 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "loader/conversion/ToolProcess.h"
+
+#include <unistd.h>
+
+#include <array>
+#include <climits>
+#include <csignal>
+#include <fstream>
+#include <string>
+
+namespace vellumo::loader {
+namespace {
+
+constexpr auto kPatience = std::chrono::seconds(5);
+
+std::string ProcFile(pid_t process, const std::string& name) {
+    return "/proc/" + std::to_string(process) + "/" + name;
+}
+
+std::string Executable(const std::string& link) {
+    std::array<char, PATH_MAX> target{};
+    const ssize_t length = readlink(link.c_str(), target.data(), target.size());
+    return {target.data(), length > 0 ? static_cast<size_t>(length) : 0};
+}
+
+std::string ProgramName(pid_t process) {
+    std::ifstream file(ProcFile(process, "cmdline"));
+    std::string program;
+    std::getline(file, program, '\0');
+    return program.substr(program.rfind('/') + 1);
+}
+
+// The library's own helpers. Whatever else it starts is the docker client, which keeps its process
+// id when it becomes another program.
+bool IsFileHelper(const std::string& program) {
+    return program == "ln" || program == "cp" || program == "rm";
+}
+
+Activity ActivityOfChild(pid_t child) {
+    // Between fork and exec a child still is this very program; a zombie is none any more.
+    const std::string executable = Executable(ProcFile(child, "exe"));
+    if (executable.empty() || executable == Executable("/proc/self/exe")) {
+        return Activity::kNone;
+    }
+    // In the middle of exec it has no command line yet.
+    const std::string program = ProgramName(child);
+    if (program.empty()) {
+        return Activity::kNone;
+    }
+    return IsFileHelper(program) ? Activity::kFiles : Activity::kTool;
+}
+
+}  // namespace
+
+WorkerActivity ActivityOf(pid_t worker) {
+    WorkerActivity found;
+    std::ifstream children(ProcFile(worker, "task/" + std::to_string(worker) + "/children"));
+    for (pid_t child = 0; children >> child;) {
+        const Activity activity = ActivityOfChild(child);
+        if (activity == Activity::kTool) {
+            return {activity, child};
+        }
+        if (activity == Activity::kFiles) {
+            found.activity = activity;
+        }
+    }
+    return found;
+}
+
+bool ToolStopper::StopTool() {
+    const pid_t tool = ActivityOf(_worker).tool;
+    if (tool == 0) {
+        return false;
+    }
+    const auto now = std::chrono::steady_clock::now();
+    if (tool != _stopping) {
+        _stopping = tool;
+        _since = now;
+        kill(tool, SIGTERM);
+    } else if (now - _since > kPatience) {
+        kill(tool, SIGKILL);
+    }
+    return true;
+}
+
+}  // namespace vellumo::loader

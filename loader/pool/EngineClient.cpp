@@ -1,0 +1,82 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "loader/pool/EngineClient.h"
+
+#include <charconv>
+#include <filesystem>
+#include <fstream>
+#include <optional>
+
+namespace vellumo::loader {
+namespace {
+
+std::optional<pid_t> ProcessNumber(const std::string& text) {
+    pid_t process = 0;
+    const auto [end, bad] = std::from_chars(text.data(), text.data() + text.size(), process);
+    const bool isNumber = bad == std::errc() && end == text.data() + text.size();
+    return isNumber ? std::optional(process) : std::nullopt;
+}
+
+// The words of a process's command line.
+std::vector<std::string> CommandLineOf(pid_t process) {
+    std::ifstream file("/proc/" + std::to_string(process) + "/cmdline");
+    std::vector<std::string> words;
+    for (std::string word; std::getline(file, word, '\0');) {
+        words.push_back(word);
+    }
+    return words;
+}
+
+std::string Joined(std::vector<std::string>::const_iterator begin,
+                   std::vector<std::string>::const_iterator end) {
+    std::string text;
+    for (auto word = begin; word != end; ++word) {
+        text += (text.empty() ? "" : " ") + *word;
+    }
+    return text;
+}
+
+bool IsExecution(const std::vector<std::string>& words) {
+    return words.size() > 3 && words[1] == "exec" &&
+           std::filesystem::path(words[0]).filename() == "docker";
+}
+
+// Past "timeout --kill-after=5 120", which every command of the library begins with.
+std::string CommandIn(const std::vector<std::string>& words) {
+    constexpr std::ptrdiff_t kBeforeCommand = 3;  // docker exec NAME
+    constexpr std::ptrdiff_t kTimeout = 3;
+    auto begin = words.begin() + kBeforeCommand;
+    if (words.end() - begin > kTimeout && *begin == "timeout") {
+        begin += kTimeout;
+    }
+    return Joined(begin, words.end());
+}
+
+}  // namespace
+
+support::Answer AskEngine(const std::vector<std::string>& arguments, std::chrono::seconds limit) {
+    return support::Ask(kEngineClient, arguments, limit);
+}
+
+std::vector<pid_t> Processes() {
+    std::vector<pid_t> processes;
+    std::error_code error;
+    for (const auto& entry : std::filesystem::directory_iterator("/proc", error)) {
+        if (const auto process = ProcessNumber(entry.path().filename())) {
+            processes.push_back(*process);
+        }
+    }
+    return processes;
+}
+
+std::vector<RunningCommand> RunningCommands() {
+    std::vector<RunningCommand> running;
+    for (const pid_t process : Processes()) {
+        const std::vector<std::string> words = CommandLineOf(process);
+        if (IsExecution(words)) {
+            running.push_back({process, words[2], CommandIn(words)});
+        }
+    }
+    return running;
+}
+
+}  // namespace vellumo::loader

@@ -1,0 +1,36 @@
+// SPDX-License-Identifier: Apache-2.0
+#ifndef VELLUMO_TOOLS_COMMANDLINE_H
+#define VELLUMO_TOOLS_COMMANDLINE_H
+
+#include <CLI/CLI.hpp>
+#include <memory>
+#include <vector>
+
+#include "app/Command.h"
+#include "app/Messages.h"
+
+namespace vellumo::cli {
+
+// The whole command line: its commands and what they have in common.
+class CommandLine {
+public:
+    CommandLine();
+
+    // Runs what the arguments ask for and returns the program's exit status.
+    int Run(int argc, char** argv);
+
+private:
+    Command* Chosen() const;
+    int RunChosen();
+    int EndWith(const std::string& command, CommandResult result) const;
+    int EndWithFailure(const std::string& command, const Problem& problem) const;
+    int EndParsing(const CLI::ParseError& error, int argc, char** argv);
+
+    CLI::App _app;
+    bool _json = false;
+    std::vector<std::unique_ptr<Command>> _commands;
+};
+
+}  // namespace vellumo::cli
+
+#endif

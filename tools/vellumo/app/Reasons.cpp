@@ -1,0 +1,96 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "app/Reasons.h"
+
+#include <algorithm>
+#include <iterator>
+
+namespace vellumo::cli {
+namespace {
+
+using loader::Reason;
+
+constexpr ReasonMeaning kMeanings[] = {
+    {Reason::kBadSharePath, ExitCode::kBadInput, nullptr},
+    {Reason::kUnknownShare, ExitCode::kBadInput, nullptr},
+    {Reason::kUnknownUser, ExitCode::kBadInput,
+     "Say whose home is meant: --user NAME; 'getent passwd' lists the accounts."},
+    {Reason::kShareSettings, ExitCode::kBadInput, nullptr},
+    {Reason::kUnmappable, ExitCode::kBadInput,
+     "Check the names of the share and, for a home folder, of the user (--user)."},
+    {Reason::kShareAlone, ExitCode::kBadInput,
+     "Name a document in it, as in /docs/report.docx, or convert all of them with -r."},
+    {Reason::kMissing, ExitCode::kBadInput, nullptr},
+    {Reason::kUnreachable, ExitCode::kBadInput, nullptr},
+    {Reason::kFolder, ExitCode::kBadInput, "Convert all documents in it with -r."},
+    {Reason::kNotRegular, ExitCode::kBadInput, nullptr},
+    {Reason::kNoType, ExitCode::kUnsupportedType, nullptr},
+    {Reason::kUnsupportedType, ExitCode::kUnsupportedType,
+     "'vellumo pdf --help' lists the types that can be converted."},
+    {Reason::kUnreadable, ExitCode::kBadInput,
+     "Ask its owner for permission, or run the command as a user who has it."},
+    {Reason::kEmpty, ExitCode::kBadInput, nullptr},
+
+    {Reason::kNoRights, ExitCode::kNotPrepared,
+     "Run it with sudo, or in a device view, where you are root."},
+    {Reason::kNoScratchShare, ExitCode::kNotPrepared, nullptr},
+    {Reason::kNoEngine, ExitCode::kNotPrepared,
+     "Install the engine's client there, or run the command in a device view."},
+    {Reason::kNoContainer, ExitCode::kPool, "Start the converter containers: vellumo pool up"},
+    {Reason::kOneContainer, ExitCode::kPool,
+     "Start a second container ('vellumo pool up'), or convert whole documents only."},
+
+    {Reason::kStateFileLocked, ExitCode::kStateFile, nullptr},
+    {Reason::kStateFileUnopenable, ExitCode::kStateFile,
+     "Run the command as root, on a server (or in a device view) where the package is installed."},
+    {Reason::kStateFileDamaged, ExitCode::kStateFile,
+     "'vellumo pool reset' restores the factory default; 'vellumo pool up' registers the "
+     "containers again."},
+    {Reason::kStateFileUnwritable, ExitCode::kStateFile, nullptr},
+    {Reason::kNoFactoryDefault, ExitCode::kStateFile, nullptr},
+
+    {Reason::kTimeLimit, ExitCode::kTimeLimit,
+     "Try a part of the document, as in 'vellumo pdf --pages 1-10'."},
+    {Reason::kToolFailed, ExitCode::kToolFailed, nullptr},
+    {Reason::kNotPrepared, ExitCode::kNotPrepared,
+     "The system log has the reason: journalctl -t vellumo."},
+    {Reason::kUnknownResult, ExitCode::kFailed,
+     "The system log may tell more: journalctl -t vellumo."},
+    {Reason::kNoProcess, ExitCode::kFailed, nullptr},
+    {Reason::kWorkerDied, ExitCode::kFailed,
+     "If 'vellumo pool' shows a container in use though nothing runs, 'vellumo pool up' sets that "
+     "right."},
+    {Reason::kInterrupted, ExitCode::kInterrupted, nullptr},
+    {Reason::kLeftQueued, ExitCode::kInterrupted,
+     "Its request stays queued and is dropped when its turn comes; 'vellumo pool' shows the "
+     "queue."},
+    {Reason::kAbandoned, ExitCode::kInterrupted,
+     "If 'vellumo pool' goes on showing its request, 'vellumo pool up' drops it."},
+    {Reason::kFailedBefore, ExitCode::kToolFailed, "Try it again with --refresh."},
+
+    {Reason::kNotKept, ExitCode::kFailed,
+     "Try again in a moment. The system log has the reason if it cannot be stored (journalctl -t "
+     "vellumo)."},
+    {Reason::kNowhereToKeep, ExitCode::kOutput,
+     "Check the volume's free space and whether it may be written to, or bring a PDF elsewhere "
+     "with 'vellumo pdf --no-cache -o'."},
+    {Reason::kIndexUnopenable, ExitCode::kDatabase,
+     "The system log has the reason (journalctl -t vellumo). A damaged index may be removed: what "
+     "is kept beside the documents is still found."},
+    {Reason::kIndexUnreadable, ExitCode::kDatabase, nullptr},
+};
+
+}  // namespace
+
+std::span<const ReasonMeaning> ReasonMeanings() {
+    return kMeanings;
+}
+
+Problem InOwnTerms(const loader::Problem& problem) {
+    const auto* meaning = std::find_if(
+        std::begin(kMeanings), std::end(kMeanings),
+        [&problem](const ReasonMeaning& entry) { return entry.reason == problem.reason; });
+    return {meaning->code, problem.what, problem.why,
+            meaning->next == nullptr ? problem.next : meaning->next, problem.toolOutput};
+}
+
+}  // namespace vellumo::cli

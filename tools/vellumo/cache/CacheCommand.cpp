@@ -1,0 +1,323 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "cache/CacheCommand.h"
+
+#include <CLI/CLI.hpp>
+
+#include <sys/stat.h>
+
+#include <array>
+#include <ctime>
+#include <iomanip>
+#include <iostream>
+#include <optional>
+
+#include "app/InvokingUser.h"
+#include "app/Messages.h"
+#include "documents/Folder.h"
+#include "loader/Text.h"
+#include "loader/cache/CacheIndex.h"
+#include "loader/cache/KeptProducts.h"
+#include "loader/pool/Readiness.h"
+#include "vellumo/Constants.h"
+
+namespace vellumo::cli {
+namespace {
+
+namespace core = NAVO::VELLUMO;
+
+constexpr int64_t kServiceLimit = 1073741824;  // of the conversions: 1 GiB
+
+constexpr const char* kExamples =
+    "Examples:\n"
+    "  vellumo cache size                            how much is kept, and how much may be\n"
+    "  vellumo cache list /docs/report.docx          what is kept of a document\n"
+    "  vellumo cache list /docs                      what is kept of a share's documents\n"
+    "  vellumo cache clean /docs/report.docx         removes everything that is kept of it\n"
+    "  vellumo cache remove --pdf /docs/report.docx  removes its PDF only\n"
+    "  vellumo cache collect --limit 500000000       removes what was used longest ago\n"
+    "PDFs are listed in an index, which counts their sizes and notes when they were used last;\n"
+    "thumbnails lie beside the documents without being counted.";
+
+// One thing that is kept of a document.
+struct Entry {
+    std::string target;
+    std::string name;    // "pdf", "thumbnail", "failed thumbnail", or a stream's own name
+    const char* state;   // "fresh", "stale", "missing"
+    int64_t size;        // bytes
+    std::string access;  // "" when it is not noted
+};
+
+std::string Name(const std::string& stream) {
+    if (stream == core::SZK_THUMB_PDF_TYPE) {
+        return "pdf";
+    }
+    return stream == core::SZK_THUMB_TYPE ? "thumbnail" : stream;
+}
+
+std::string Date(int64_t seconds) {
+    const auto time = static_cast<std::time_t>(seconds);
+    std::tm parts{};
+    std::array<char, sizeof("2026-01-01T00:00:00Z")> text{};
+    const bool known = gmtime_r(&time, &parts) != nullptr &&
+                       std::strftime(text.data(), text.size(), "%FT%TZ", &parts) != 0;
+    return known ? text.data() : std::to_string(seconds);
+}
+
+std::optional<struct stat> StatusOf(const std::string& path) {
+    struct stat status {};
+    return stat(path.c_str(), &status) == 0 ? std::optional(status) : std::nullopt;
+}
+
+// A document of which only the place is known.
+loader::Document AtRealPath(const std::string& realPath) {
+    return {"", "", realPath, "", nullptr, ""};
+}
+
+const char* StateOf(const loader::IndexedStream& stream) {
+    const auto document = StatusOf(stream.target);
+    if (!StatusOf(loader::KeptProducts(AtRealPath(stream.target)).PathOf(stream.stream))) {
+        return "missing";
+    }
+    return document && document->st_mtime == stream.modified ? "fresh" : "stale";
+}
+
+void AddUnlisted(const std::string& target, std::vector<Entry>& entries) {
+    const loader::Document document = AtRealPath(target);
+    const loader::KeptProducts products(document);
+    const auto add = [&](const char* name, const std::string& path) {
+        if (const auto file = StatusOf(path)) {
+            entries.push_back(
+                {target, name, products.IsOutOfDate(path) ? "stale" : "fresh", file->st_size, ""});
+        }
+    };
+    add("thumbnail", products.PathOf(core::SZK_THUMB_TYPE));
+    add("failed thumbnail", products.MarkPath());
+}
+
+// What is kept of the document at `realPath` and of the indexed ones below it; of all with "".
+std::vector<Entry> EntriesOf(loader::CacheIndex& index, const std::string& realPath) {
+    std::vector<Entry> entries;
+    std::string last;
+    for (const loader::IndexedStream& stream : index.Streams(realPath)) {
+        if (!last.empty() && last != stream.target) {
+            AddUnlisted(last, entries);
+        }
+        last = stream.target;
+        entries.push_back({stream.target, Name(stream.stream), StateOf(stream), stream.size,
+                           Date(stream.access)});
+    }
+    if (!last.empty()) {
+        AddUnlisted(last, entries);
+    }
+    if (!realPath.empty() && last != realPath) {
+        AddUnlisted(realPath, entries);
+    }
+    return entries;
+}
+
+Json::Value ToJson(const Entry& entry) {
+    Json::Value value(Json::objectValue);
+    value["document"] = entry.target;
+    value["product"] = entry.name;
+    value["state"] = entry.state;
+    value["size"] = Json::Int64{entry.size};
+    value["access"] = entry.access.empty() ? Json::Value() : Json::Value(entry.access);
+    return value;
+}
+
+void Print(const std::vector<Entry>& entries) {
+    if (entries.empty()) {
+        std::cout << "Nothing is kept.\n";
+        return;
+    }
+    std::cout << std::left << std::setw(18) << "PRODUCT" << std::setw(9) << "STATE" << std::right
+              << std::setw(12) << "BYTES"
+              << "  " << std::left << std::setw(22) << "LAST USE"
+              << "DOCUMENT\n";
+    for (const Entry& entry : entries) {
+        std::cout << std::left << std::setw(18) << entry.name << std::setw(9) << entry.state
+                  << std::right << std::setw(12) << entry.size << "  " << std::left << std::setw(22)
+                  << (entry.access.empty() ? "-" : entry.access) << Printable(entry.target) << '\n';
+    }
+}
+
+std::string Bytes(int64_t bytes) {
+    return std::to_string(bytes) + " bytes";
+}
+
+Json::Value ToJson(const loader::CacheTotals& totals) {
+    Json::Value value(Json::objectValue);
+    value["documents"] = Json::Int64{totals.documents};
+    value["products"] = Json::Int64{totals.streams};
+    value["bytes"] = Json::Int64{totals.bytes};
+    return value;
+}
+
+}  // namespace
+
+CacheCommand::CacheCommand(CLI::App& app)
+    : ActionCommand(app.add_subcommand("cache", "Show or remove what is kept beside documents")),
+      _user(InvokingUser()),
+      _limit(kServiceLimit) {
+    Arguments()->footer(kExamples);
+    Arguments()->require_subcommand(1);
+    AddDocuments(AddAction("list", "Show what is kept", [this] { return List(); }),
+                 "Documents or folders; default: all");
+    AddAction("size", "Show how much is kept", [this] { return Size(); });
+    CLI::App* clean = AddAction("clean", "Remove everything that is kept of documents",
+                                [this] { return Clean(); });
+    AddDocuments(clean, "Documents, which need not exist any more")->required();
+    clean->add_flag("-r,--recursive", _recursive, "Also of all documents below folders");
+    CLI::App* remove = AddAction("remove", "Remove single products", [this] { return Remove(); });
+    AddDocuments(remove, "Documents, which need not exist any more")->required();
+    remove->add_flag("--pdf", _pdf, "The PDF");
+    remove->add_flag("--thumbnail", _thumbnail, "The thumbnail, or the mark of its failure");
+    AddAction("collect", "Remove what was used longest ago, down to a limit",
+              [this] { return Collect(); })
+        ->add_option("--limit", _limit, "Bytes that may stay; default: 1073741824, 1 GiB")
+        ->check(CLI::NonNegativeNumber)
+        ->option_text("BYTES");
+}
+
+CLI::Option* CacheCommand::AddDocuments(CLI::App* arguments, const std::string& description) {
+    arguments->add_option("--user", _user, "Whose home /home/... is; default: your own")
+        ->option_text("NAME");
+    return arguments->add_option("SHARE_PATH", _sharePaths, description)->option_text("...");
+}
+
+CommandResult CacheCommand::Run(bool json) {
+    loader::CheckRights("cannot use the cache");
+    return ActionCommand::Run(json);
+}
+
+std::vector<loader::Document> CacheCommand::Documents() const {
+    std::vector<loader::Document> documents;
+    for (const std::string& sharePath : _sharePaths) {
+        documents.push_back(loader::Resolve(sharePath, _user));
+    }
+    return documents;
+}
+
+CommandResult CacheCommand::List() const {
+    loader::CacheIndex index("cannot list the cache");
+    std::vector<Entry> entries;
+    if (_sharePaths.empty()) {
+        entries = EntriesOf(index, "");
+    }
+    for (const loader::Document& document : Documents()) {
+        const std::vector<Entry> more = EntriesOf(index, document.realPath);
+        entries.insert(entries.end(), more.begin(), more.end());
+    }
+    CommandResult result{ExitCode::kDone};
+    result.json["entries"] = Json::Value(Json::arrayValue);
+    for (const Entry& entry : entries) {
+        result.json["entries"].append(ToJson(entry));
+    }
+    if (!Json()) {
+        Print(entries);
+    }
+    return result;
+}
+
+CommandResult CacheCommand::Size() const {
+    const loader::CacheTotals totals = loader::CacheIndex("cannot measure the cache").Totals();
+    const auto file = StatusOf(core::SZF_CACHE_DB_PATH);
+    CommandResult result{ExitCode::kDone, ToJson(totals)};
+    result.json["limit"] = Json::Int64{kServiceLimit};
+    result.json["indexBytes"] = Json::Int64{file ? file->st_size : 0};
+    if (!Json()) {
+        std::cout << loader::Count(static_cast<size_t>(totals.streams), "PDF") << " of "
+                  << loader::Count(static_cast<size_t>(totals.documents), "document") << ", "
+                  << Bytes(totals.bytes) << "; conversions keep them within "
+                  << Bytes(kServiceLimit) << ".\nThe index takes "
+                  << Bytes(file ? file->st_size : 0) << " (" << core::SZF_CACHE_DB_PATH << ").\n";
+    }
+    return result;
+}
+
+// The real paths of the documents that are named, and with -r of those that lie, or by the index
+// once lay, below them.
+std::set<std::string> CacheCommand::DocumentsToClean() const {
+    loader::CacheIndex index("cannot clean the cache");
+    std::set<std::string> realPaths;
+    for (const loader::Document& document : Documents()) {
+        if (!_recursive || !IsFolder(document)) {
+            realPaths.insert(document.realPath);
+        }
+        if (!_recursive) {
+            continue;
+        }
+        for (const loader::IndexedStream& stream : index.Streams(document.realPath)) {
+            realPaths.insert(stream.target);
+        }
+        for (const std::string& sharePath : ContentsOf(document).documents) {
+            realPaths.insert(loader::Resolve(sharePath, _user).realPath);
+        }
+    }
+    return realPaths;
+}
+
+CommandResult CacheCommand::Clean() const {
+    const auto cache = loader::OpenCache("cannot clean the cache");
+    size_t documents = 0;
+    size_t products = 0;
+    for (const std::string& realPath : DocumentsToClean()) {
+        const loader::Document document = AtRealPath(realPath);
+        const size_t removed = loader::KeptProducts(document).RemoveAll(*cache);
+        products += removed;
+        documents += removed == 0 ? 0U : 1U;
+    }
+    CommandResult result{ExitCode::kDone};
+    result.json["documents"] = Json::UInt64{documents};
+    result.json["products"] = Json::UInt64{products};
+    if (!Json()) {
+        std::cout << loader::Count(products, "product") << " of "
+                  << loader::Count(documents, "document") << " removed\n";
+    }
+    return result;
+}
+
+CommandResult CacheCommand::Remove() const {
+    if (!_pdf && !_thumbnail) {
+        throw Failure({ExitCode::kUsage,
+                       "cannot remove anything",
+                       "it is not said what",
+                       "Name it: --pdf, --thumbnail, or both.",
+                       {}});
+    }
+    const auto cache = loader::OpenCache("cannot remove from the cache");
+    size_t products = 0;
+    for (const loader::Document& document : Documents()) {
+        const loader::KeptProducts kept(document);
+        products += _pdf && kept.Remove(core::SZK_THUMB_PDF_TYPE, *cache) ? 1U : 0U;
+        products += _thumbnail && kept.Remove(core::SZK_THUMB_TYPE, *cache) ? 1U : 0U;
+    }
+    CommandResult result{ExitCode::kDone};
+    result.json["products"] = Json::UInt64{products};
+    if (!Json()) {
+        std::cout << loader::Count(products, "product") << " removed\n";
+    }
+    return result;
+}
+
+CommandResult CacheCommand::Collect() const {
+    const std::string what = "cannot collect the cache's garbage";
+    loader::CacheIndex index(what);
+    const loader::CacheTotals before = index.Totals();
+    loader::OpenCache(what).reset();
+    core::CacheManager(false, _limit).GarbageCollect();
+    index.Compact();
+    const loader::CacheTotals after = index.Totals();
+    CommandResult result{ExitCode::kDone};
+    result.json["limit"] = Json::Int64{_limit};
+    result.json["before"] = ToJson(before);
+    result.json["after"] = ToJson(after);
+    if (!Json()) {
+        std::cout << loader::Count(static_cast<size_t>(before.streams - after.streams), "PDF")
+                  << " removed, " << Bytes(before.bytes - after.bytes) << "; " << Bytes(after.bytes)
+                  << " stay.\n";
+    }
+    return result;
+}
+
+}  // namespace vellumo::cli

@@ -1,0 +1,42 @@
+// SPDX-License-Identifier: Apache-2.0
+#ifndef VELLUMO_TOOLS_CACHECOMMAND_H
+#define VELLUMO_TOOLS_CACHECOMMAND_H
+
+#include <cstdint>
+#include <set>
+#include <string>
+#include <vector>
+
+#include "app/ActionCommand.h"
+#include "loader/documents/Document.h"
+
+namespace vellumo::cli {
+
+// vellumo cache: what is kept beside the documents.
+class CacheCommand final : public ActionCommand {
+public:
+    explicit CacheCommand(CLI::App& app);
+    CommandResult Run(bool json) override;
+
+private:
+    CLI::Option* AddDocuments(CLI::App* arguments, const std::string& description);
+    std::vector<loader::Document> Documents() const;
+    std::set<std::string> DocumentsToClean() const;
+
+    CommandResult List() const;
+    CommandResult Size() const;
+    CommandResult Clean() const;
+    CommandResult Remove() const;
+    CommandResult Collect() const;
+
+    std::vector<std::string> _sharePaths;
+    std::string _user;
+    bool _recursive = false;
+    bool _pdf = false;
+    bool _thumbnail = false;
+    int64_t _limit;
+};
+
+}  // namespace vellumo::cli
+
+#endif

@@ -1,0 +1,247 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "convert/ConversionCommand.h"
+
+#include <CLI/CLI.hpp>
+
+#include <unistd.h>
+
+#include <chrono>
+#include <iomanip>
+#include <iostream>
+
+#include "app/InvokingUser.h"
+#include "app/Reasons.h"
+#include "convert/OutputFile.h"
+#include "convert/Report.h"
+#include "convert/TakenPlaces.h"
+#include "loader/Text.h"
+#include "loader/cache/KeptProducts.h"
+#include "loader/conversion/Conversion.h"
+#include "loader/conversion/Endings.h"
+#include "loader/pool/Readiness.h"
+
+namespace vellumo::cli {
+namespace {
+
+namespace core = NAVO::VELLUMO;
+using Clock = std::chrono::steady_clock;
+
+double SecondsSince(Clock::time_point begin) {
+    return std::chrono::duration<double>(Clock::now() - begin).count();
+}
+
+}  // namespace
+
+ConversionCommand::ConversionCommand(CLI::App* arguments, const std::string& outputNote)
+    : Command(arguments), _user(InvokingUser()) {
+    AddOptions(outputNote);
+}
+
+void ConversionCommand::AddOptions(const std::string& outputNote) {
+    Arguments()
+        ->add_option("SHARE_PATH", _sharePaths, "The documents, as in /docs/report.docx")
+        ->required()
+        ->option_text("...");
+    Arguments()
+        ->add_option("--user", _user, "Whose home /home/... is; default: your own")
+        ->option_text("NAME");
+    CLI::Option* output =
+        Arguments()
+            ->add_option("-o,--output", _output, "Where the product goes; default: " + outputNote)
+            ->option_text("FILE|DIR");
+    Arguments()
+        ->add_flag("-r,--recursive", _recursive,
+                   "Whole folders: keep a product beside each document in them")
+        ->excludes(output);
+    Arguments()->add_flag("--refresh", _refresh, "Convert also what is fresh or has failed before");
+    Arguments()->add_flag("--force", _force, "Replace an output that exists already");
+    Arguments()->add_flag("-q,--quiet", _quiet, "Print nothing but failures");
+    Arguments()
+        ->add_option("--progress", _progress, "Progress: auto (on a terminal), plain (lines), none")
+        ->check(CLI::IsMember({"auto", "plain", "none"}))
+        ->option_text("MODE");
+}
+
+// What fails when nothing at all can be converted.
+std::string ConversionCommand::What() const {
+    const std::vector<Job>& jobs = _jobs.All();
+    return jobs.size() == 1 ? What(jobs.front())
+                            : "cannot convert " + loader::Count(jobs.size(), "document");
+}
+
+CommandResult ConversionCommand::Run(bool json) {
+    _json = json;
+    CollectJobs();
+    _jobs.Resolve(_user);
+    PlaceOutputs();
+    if (const auto problem = ProblemOf([this] { Work(); })) {
+        Tell(*problem);
+        _jobs.GiveUp(*problem);
+    }
+    TellSummary();
+    return ResultOf(_jobs.All());
+}
+
+void ConversionCommand::CollectJobs() {
+    if (_recursive) {
+        _jobs.AddFolders(_sharePaths, _user);
+    } else {
+        _jobs.Add(_sharePaths);
+    }
+}
+
+void ConversionCommand::PlaceOutputs() {
+    if (!HandsOver()) {
+        return;
+    }
+    const OutputPlace place(_output, _jobs.All().size());
+    TakenPlaces taken(_jobs.All());
+    _jobs.ForEachOpen([&](Job& job) {
+        const std::string path = place.PathFor(*job.document, OutputType(*job.document));
+        taken.Take(path, job);
+        CheckOutput(path, _force);
+        job.output = path;
+    });
+}
+
+void ConversionCommand::Work() {
+    if (!_jobs.HasOpen()) {
+        return;
+    }
+    loader::CheckRights(What());
+    TakeFromCache();
+    if (!_jobs.HasOpen()) {
+        return;
+    }
+    loader::CheckServer(What());
+    loader::CheckPool(What(), Task().Priority());
+    ConvertJobs();
+}
+
+void ConversionCommand::TakeFromCache() {
+    if (Task().Stream() == nullptr) {
+        return;
+    }
+    const auto cache = loader::OpenCache(What());
+    if (!_refresh) {
+        _jobs.ForEachOpen([this, &cache](Job& job) { TakeFromCache(job, *cache); });
+    }
+}
+
+void ConversionCommand::TakeFromCache(Job& job, core::CacheManager& cache) const {
+    const char* const stream = Task().Stream();
+    const loader::KeptProducts kept(*job.document);
+    if (!kept.IsFresh(stream, cache)) {
+        CheckWorthTrying(job);
+        return;
+    }
+    if (HandsOver()) {
+        std::ifstream noteTheAccess;
+        cache.Get(job.document->realPath, stream, noteTheAccess);
+    }
+    if (access(kept.PathOf(stream).c_str(), F_OK) != 0) {
+        throw loader::Failure(loader::ExplainNothingKept(What(job)));
+    }
+    Deliver(job, kept.PathOf(stream));
+    job.state = Job::State::kFresh;
+    if (!_recursive) {
+        TellDone(job);
+    }
+}
+
+void ConversionCommand::ConvertJobs() {
+    Interrupts interrupts;
+    Progress progress(ProgressMode(), _jobs.All().size());
+    const auto begin = Clock::now();
+    const Tally begun = Tally::Of(_jobs.All());
+    Tally tally = begun;
+    for (Job& job : _jobs.All()) {
+        if (!job.IsOpen()) {
+            continue;
+        }
+        progress.Begin(tally.Ended() + 1, job.sharePath, Pace(begun, tally, SecondsSince(begin)));
+        TryJob(job, interrupts, progress);
+        tally.Add(job.state);
+        if (job.problem && job.problem->code == ExitCode::kInterrupted) {
+            _jobs.GiveUp(
+                {ExitCode::kInterrupted, "not converted", "interrupted before its turn", "", {}});
+        }
+    }
+}
+
+void ConversionCommand::TryJob(Job& job, Interrupts& interrupts, Progress& progress) const {
+    const auto begin = Clock::now();
+    if (const auto problem = ProblemOf([&] { ConvertJob(job, interrupts, progress); })) {
+        job.Fail(*problem);
+    } else {
+        job.state = Job::State::kConverted;
+    }
+    job.seconds = SecondsSince(begin);
+    progress.Clear();
+    if (job.IsDone()) {
+        TellDone(job);
+    }
+}
+
+void ConversionCommand::ConvertJob(Job& job, Interrupts& interrupts, Progress& progress) const {
+    loader::Conversion conversion(*job.document, Task());
+    Deliver(job, conversion.Run(interrupts, progress));
+}
+
+// Brings `product` to the job's output if it has one. What is kept stays where it is as well.
+void ConversionCommand::Deliver(Job& job, const std::string& product) const {
+    const bool isKept = Task().Stream() != nullptr;
+    if (isKept) {
+        job.kept = product;
+    }
+    if (HandsOver()) {
+        HandOver(product, job.output, isKept ? Transfer::kCopy : Transfer::kMove, _force);
+    }
+}
+
+Progress::Mode ConversionCommand::ProgressMode() const {
+    if (_quiet || _progress == "none") {
+        return Progress::Mode::kNone;
+    }
+    if (_progress == "plain") {
+        return Progress::Mode::kPlain;
+    }
+    return isatty(STDERR_FILENO) == 1 ? Progress::Mode::kLine : Progress::Mode::kNone;
+}
+
+void ConversionCommand::Tell(const Problem& problem) const {
+    if (!_json) {
+        std::cout.flush();
+        Print(std::cerr, problem);
+    }
+}
+
+void ConversionCommand::TellDone(const Job& job) const {
+    if (_json || _quiet) {
+        return;
+    }
+    std::cout << Printable(job.sharePath) << " -> "
+              << Printable(job.output.empty() ? job.kept : job.output) << " (";
+    if (job.state == Job::State::kConverted) {
+        std::cout << std::fixed << std::setprecision(1) << job.seconds << " s)" << std::endl;
+    } else {
+        std::cout << "from the cache)" << std::endl;
+    }
+}
+
+// The failures come last, where they are seen also after many documents.
+void ConversionCommand::TellSummary() const {
+    for (const Job& job : _jobs.All()) {
+        if (job.state == Job::State::kFailed) {
+            Tell(*job.problem);
+        }
+    }
+    if (_json || _quiet || (!_recursive && _jobs.All().size() < 2)) {
+        return;
+    }
+    std::cout << (_jobs.All().empty() ? "No document that a converter takes lies there."
+                                      : Summary(Tally::Of(_jobs.All())))
+              << std::endl;
+}
+
+}  // namespace vellumo::cli

@@ -1,0 +1,78 @@
+// SPDX-License-Identifier: Apache-2.0
+#ifndef VELLUMO_TOOLS_CONVERSIONCOMMAND_H
+#define VELLUMO_TOOLS_CONVERSIONCOMMAND_H
+
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "app/Command.h"
+#include "app/Interrupts.h"
+#include "convert/JobList.h"
+#include "convert/Progress.h"
+#include "loader/conversion/Assignment.h"
+#include "vellumo/CacheManager.h"
+
+namespace vellumo::cli {
+
+// A command that makes a product of each of several documents, one after the other: the products
+// are kept for the documents, copied to where the caller wants them, or both.
+//
+// Everything that can be told beforehand is told before the first conversion starts, and what is
+// fresh already is not made again. A document that fails does not keep the others from being
+// converted.
+class ConversionCommand : public Command {
+public:
+    CommandResult Run(bool json) final;
+
+protected:
+    // `outputNote`: where products go without -o, for the help.
+    ConversionCommand(CLI::App* arguments, const std::string& outputNote);
+
+    bool IsRecursive() const { return _recursive; }
+    bool HasOutput() const { return !_output.empty(); }
+
+    // What is made of each document.
+    virtual loader::Assignment Task() const = 0;
+
+    // Whether products are brought to the caller's output, and as files of which type.
+    virtual bool HandsOver() const = 0;
+    virtual std::string OutputType(const loader::Document& document) const = 0;
+
+    // Throws Failure when a document that is not fresh is not to be tried.
+    virtual void CheckWorthTrying(const Job& /*job*/) const {}
+
+    static std::string What(const Job& job) { return "cannot convert " + job.sharePath; }
+
+private:
+    void AddOptions(const std::string& outputNote);
+    std::string What() const;
+    void CollectJobs();
+    void PlaceOutputs();
+    void Work();
+    void TakeFromCache();
+    void TakeFromCache(Job& job, NAVO::VELLUMO::CacheManager& cache) const;
+    void ConvertJobs();
+    void TryJob(Job& job, Interrupts& interrupts, Progress& progress) const;
+    void ConvertJob(Job& job, Interrupts& interrupts, Progress& progress) const;
+    void Deliver(Job& job, const std::string& product) const;
+    Progress::Mode ProgressMode() const;
+    void Tell(const Problem& problem) const;
+    void TellDone(const Job& job) const;
+    void TellSummary() const;
+
+    std::vector<std::string> _sharePaths;
+    std::string _user;
+    std::string _output;
+    bool _recursive = false;
+    bool _refresh = false;
+    bool _force = false;
+    bool _quiet = false;
+    bool _json = false;
+    std::string _progress = "auto";
+    JobList _jobs;
+};
+
+}  // namespace vellumo::cli
+
+#endif

@@ -1,0 +1,62 @@
+// SPDX-License-Identifier: Apache-2.0
+#ifndef VELLUMO_TOOLS_JOB_H
+#define VELLUMO_TOOLS_JOB_H
+
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "app/Messages.h"
+#include "loader/documents/Document.h"
+
+namespace vellumo::cli {
+
+// One document of a call, on its way to a product.
+struct Job {
+    enum class State {
+        kOpen,
+        kConverted,
+        kFresh,    // found in the cache
+        kFailed,   // tried, or not worth trying
+        kNotTried  // something kept all of the call from going on
+    };
+
+    std::string sharePath;
+    std::optional<loader::Document> document;  // once it is resolved
+    std::string output;  // absolute path for the product, "" when it is only kept
+    std::string kept;    // where it is kept beside the document, "" when it is not
+    State state = State::kOpen;
+    std::optional<Problem> problem;  // why there is no product
+    double seconds = 0;
+
+    bool IsOpen() const { return state == State::kOpen; }
+    bool IsDone() const { return state == State::kConverted || state == State::kFresh; }
+    void Fail(Problem why) {
+        state = State::kFailed;
+        problem = std::move(why);
+    }
+};
+
+// How far a call has come.
+struct Tally {
+    size_t total = 0;
+    size_t converted = 0;
+    size_t fresh = 0;
+    size_t failed = 0;
+    size_t notTried = 0;
+
+    static Tally Of(const std::vector<Job>& jobs);
+
+    // Counts a job that has ended in `state`.
+    void Add(Job::State state);
+
+    size_t Ended() const { return converted + fresh + failed + notTried; }
+};
+
+// What has been done, the rate and the time that is left, for people: "8 done, 1 failed,
+// 4.1 per minute, 12 min left". `begun`: the tally when the conversions began, `seconds` ago.
+std::string Pace(const Tally& begun, const Tally& now, double seconds);
+
+}  // namespace vellumo::cli
+
+#endif

@@ -1,0 +1,25 @@
+// SPDX-License-Identifier: Apache-2.0
+#ifndef VELLUMO_TOOLS_THUMBNAILCOMMAND_H
+#define VELLUMO_TOOLS_THUMBNAILCOMMAND_H
+
+#include <string>
+
+#include "convert/ConversionCommand.h"
+
+namespace vellumo::cli {
+
+// vellumo thumbnail: pictures of the first pages, kept beside the documents.
+class ThumbnailCommand final : public ConversionCommand {
+public:
+    explicit ThumbnailCommand(CLI::App& app);
+
+private:
+    loader::Assignment Task() const override { return {loader::Assignment::Service::kThumbnail}; }
+    bool HandsOver() const override { return HasOutput(); }
+    std::string OutputType(const loader::Document& /*document*/) const override { return "png"; }
+    void CheckWorthTrying(const Job& job) const override;
+};
+
+}  // namespace vellumo::cli
+
+#endif

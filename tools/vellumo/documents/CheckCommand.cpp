@@ -1,0 +1,167 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "documents/CheckCommand.h"
+
+#include <CLI/CLI.hpp>
+
+#include <navo/acl.h>
+#include <navo/file.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstring>
+#include <iostream>
+#include <optional>
+
+#include "app/Messages.h"
+#include "loader/Text.h"
+#include "loader/documents/Document.h"
+#include "vellumo/Path.h"
+#include "vellumo/utils_user_group.h"
+
+namespace vellumo::cli {
+namespace {
+
+namespace core = NAVO::VELLUMO;
+
+constexpr const char* kExamples =
+    "Examples:\n"
+    "  vellumo check /docs/report.docx --user ann          may ann read it?\n"
+    "  vellumo check /docs/report.docx --user 'CORP\\ann'   the same for a user of a domain\n"
+    "  vellumo check /home/a.odt --user ann --json         for programs\n"
+    "The answer is the kernel's, so access control lists and the folders above count. It is 'no'\n"
+    "with exit status 13, and then names what forbids it. Needs the rights of root.";
+
+// What a user's way to a document ends at.
+struct Refusal {
+    std::string place;
+    const char* permission;  // that is missing there: "search" (of a folder) or "read"
+};
+
+void NeedRoot() {
+    if (geteuid() != 0) {
+        throw Failure({ExitCode::kFailed,
+                       "cannot ask on a user's behalf",
+                       "only root can act as somebody else",
+                       "Run it as root.",
+                       {}});
+    }
+}
+
+std::string AccountOf(const std::string& user) {
+    std::string account = core::GetRealUsername(user.c_str());
+    unsigned int uid = 0;
+    if (!core::UserToUID(account, uid)) {
+        throw Failure({ExitCode::kBadInput,
+                       "cannot ask on behalf of '" + user + "'",
+                       "the server knows no such user",
+                       "'getent passwd' lists the accounts.",
+                       {}});
+    }
+    return account;
+}
+
+void CheckExists(const loader::Document& document) {
+    if (NLIBCFileExist(document.realPath.c_str()) == FALSE) {
+        throw Failure({ExitCode::kBadInput,
+                       "cannot use " + document.sharePath,
+                       "there is no file " + document.realPath,
+                       "Check the name, upper and lower case included.",
+                       {}});
+    }
+}
+
+bool Has(unsigned permission, const std::string& path) {
+    unsigned mask = 0;
+    return NAVOACLPermGet(path.c_str(), &mask) == 0 && (mask & permission) != 0;
+}
+
+// Walks down from "/" as the user, which the process then stays: what is left to do, telling, needs
+// no other rights.
+std::optional<Refusal> FindRefusal(const std::string& realPath, const std::string& user) {
+    if (!ResetCredentialsByName(user.c_str(), false)) {
+        throw Failure({ExitCode::kFailed,
+                       "cannot act as " + user,
+                       std::strerror(errno),
+                       "Run it as the real root; a device view of an ordinary user has no others.",
+                       {}});
+    }
+    for (size_t end = 0; end != std::string::npos; end = realPath.find('/', end + 1)) {
+        const std::string folder = realPath.substr(0, end == 0 ? 1 : end);
+        if (!Has(NAVO_ACL_EXECUTE, folder)) {
+            return Refusal{folder, "search"};
+        }
+    }
+    return Has(NAVO_ACL_READ, realPath) ? std::nullopt : std::optional(Refusal{realPath, "read"});
+}
+
+Refusal ExplainRefusal(const loader::Document& document) {
+    const auto refusal = FindRefusal(document.realPath, document.user);
+    if (!refusal) {
+        throw Failure({ExitCode::kFailed,
+                       "cannot tell whether " + document.user + " may read " + document.sharePath,
+                       "its permissions changed meanwhile, or the system log says why",
+                       "Try again.",
+                       {}});
+    }
+    return *refusal;
+}
+
+Problem ToProblem(const loader::Document& document, const Refusal& refusal) {
+    const bool isFolder = refusal.permission == std::string("search");
+    return {
+        ExitCode::kDenied,
+        document.user + " may not read " + document.sharePath,
+        (isFolder ? "may not pass through the folder " : "may not read the file ") + refusal.place,
+        "Who may is shown by: getfacl -p " + loader::ShellWord(refusal.place),
+        {}};
+}
+
+Json::Value ToJson(const loader::Document& document) {
+    Json::Value value(Json::objectValue);
+    value["sharePath"] = document.sharePath;
+    value["user"] = document.user;
+    value["realPath"] = document.realPath;
+    value["mayRead"] = true;
+    value["refusedBy"] = Json::Value();
+    return value;
+}
+
+}  // namespace
+
+CheckCommand::CheckCommand(CLI::App& app)
+    : Command(app.add_subcommand("check", "Tell whether a user may read a document")) {
+    Arguments()->footer(kExamples);
+    Arguments()
+        ->add_option("SHARE_PATH", _sharePath, "The document, as in /docs/report.docx")
+        ->required()
+        ->option_text(" ");
+    Arguments()
+        ->add_option("--user", _user, "The user who wants to read it")
+        ->required()
+        ->option_text("NAME");
+}
+
+CommandResult CheckCommand::Run(bool json) {
+    NeedRoot();
+    const loader::Document document = loader::Resolve(_sharePath, AccountOf(_user));
+    CheckExists(document);
+    CommandResult result{ExitCode::kDone, ToJson(document)};
+    if (core::path::HasReadPermission(document.realPath, document.user)) {
+        if (!json) {
+            std::cout << Printable(document.user + " may read " + document.sharePath) << '\n';
+        }
+        return result;
+    }
+    const Refusal refusal = ExplainRefusal(document);
+    const Problem problem = ToProblem(document, refusal);
+    if (!json) {
+        Print(std::cerr, problem);
+    }
+    result.FailWith(problem);
+    result.json["mayRead"] = false;
+    result.json["refusedBy"]["path"] = refusal.place;
+    result.json["refusedBy"]["permission"] = refusal.permission;
+    return result;
+}
+
+}  // namespace vellumo::cli

@@ -1,0 +1,26 @@
+// SPDX-License-Identifier: Apache-2.0
+#ifndef VELLUMO_TOOLS_CHECKCOMMAND_H
+#define VELLUMO_TOOLS_CHECKCOMMAND_H
+
+#include <string>
+
+#include "app/Command.h"
+
+namespace vellumo::cli {
+
+// vellumo check: whether a user may read a document, and what in its path forbids it. Looks only.
+class CheckCommand final : public Command {
+public:
+    explicit CheckCommand(CLI::App& app);
+
+    // After a "no" the process is that user, for good.
+    CommandResult Run(bool json) override;
+
+private:
+    std::string _sharePath;
+    std::string _user;
+};
+
+}  // namespace vellumo::cli
+
+#endif

@@ -1,0 +1,24 @@
+// SPDX-License-Identifier: Apache-2.0
+#ifndef VELLUMO_TOOLS_PATHCOMMAND_H
+#define VELLUMO_TOOLS_PATHCOMMAND_H
+
+#include <string>
+
+#include "app/Command.h"
+
+namespace vellumo::cli {
+
+// vellumo path: how a share path resolves. Looks only; creates nothing.
+class PathCommand final : public Command {
+public:
+    explicit PathCommand(CLI::App& app);
+    CommandResult Run(bool json) override;
+
+private:
+    std::string _sharePath;
+    std::string _user;
+};
+
+}  // namespace vellumo::cli
+
+#endif

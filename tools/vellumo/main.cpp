@@ -1,6 +1,0 @@
-// SPDX-License-Identifier: Apache-2.0
-#include "CommandLine.h"
-
-int main(int argc, char** argv) {
-    return vellumo::cli::CommandLine().Run(argc, argv);
-}

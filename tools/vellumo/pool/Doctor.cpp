@@ -1,0 +1,326 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "pool/Doctor.h"
+
+#include <unistd.h>
+
+#include <algorithm>
+#include <chrono>
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <iomanip>
+#include <iostream>
+#include <sstream>
+
+#include "app/Interrupts.h"
+#include "app/Reasons.h"
+#include "convert/Progress.h"
+#include "loader/Text.h"
+#include "loader/cache/KeptProducts.h"
+#include "loader/conversion/Conversion.h"
+#include "loader/pool/PoolState.h"
+#include "loader/pool/Readiness.h"
+#include "vellumo/Constants.h"
+
+namespace vellumo::cli {
+
+// A document with which a tool is tried.
+struct Doctor::Canary {
+    const char* tool;
+    const char* document;
+    loader::Assignment assignment;
+    const char* beginning;  // of a product that is one
+    const char* package;    // the tool's, on Debian
+};
+
+namespace {
+
+namespace core = NAVO::VELLUMO;
+namespace fs = std::filesystem;
+using Service = loader::Assignment::Service;
+
+constexpr auto kAnswerLimit = std::chrono::seconds(20);
+constexpr const char* kFolderOfCanaries = "/docker/@tmp/Vellumo";
+
+// The documents, beside the program in a build tree or where it is installed.
+fs::path CanaryPlace() {
+    const fs::path here = fs::read_symlink("/proc/self/exe").parent_path();
+    for (const char* place : {"canaries", VELLUMO_CANARIES}) {
+        if (fs::is_directory(here / place)) {
+            return here / place;
+        }
+    }
+    throw Failure({ExitCode::kFailed,
+                   "cannot try the tools",
+                   "the documents for that are missing from " +
+                       (here / VELLUMO_CANARIES).lexically_normal().string(),
+                   "Install Vellumo again.",
+                   {}});
+}
+
+// A folder on the scratch directories' volume that no user sees, with the canaries in it; gone at
+// the end with everything in it.
+class CanaryFolder {
+public:
+    CanaryFolder() : _realPath(loader::Resolve(kFolderOfCanaries, "").realPath) {
+        fs::create_directories(_realPath);
+        _realPath += "/@doctor-XXXXXX";
+        if (mkdtemp(_realPath.data()) == nullptr) {
+            const std::error_code error(errno, std::generic_category());
+            _realPath.clear();
+            throw fs::filesystem_error("cannot make a folder for the doctor's documents", error);
+        }
+        for (const char* document : {"report.odt", "budget.xlsx", "brochure.pdf", "book.epub"}) {
+            fs::copy_file(CanaryPlace() / document, fs::path(_realPath) / document);
+        }
+    }
+    ~CanaryFolder() {
+        if (!_realPath.empty()) {
+            std::error_code ignored;
+            fs::remove_all(_realPath, ignored);
+        }
+    }
+    CanaryFolder(const CanaryFolder&) = delete;
+    CanaryFolder& operator=(const CanaryFolder&) = delete;
+
+    std::string SharePath() const {
+        return std::string(kFolderOfCanaries) + "/" + fs::path(_realPath).filename().string();
+    }
+
+private:
+    std::string _realPath;
+};
+
+bool BeginsWith(const std::string& path, const std::string& beginning) {
+    std::ifstream file(path, std::ios::binary);
+    std::string bytes(beginning.size(), '\0');
+    file.read(bytes.data(), static_cast<std::streamsize>(bytes.size()));
+    return file && bytes == beginning;
+}
+
+std::string Seconds(double seconds) {
+    std::ostringstream text;
+    text << std::fixed << std::setprecision(1) << seconds << " s";
+    return text.str();
+}
+
+void Print(const Finding& finding) {
+    std::cout << (finding.sound ? "ok      " : "FAILED  ") << Printable(finding.subject) << ": "
+              << Printable(finding.detail) << '\n';
+    if (!finding.remedy.empty()) {
+        std::cout << "        " << Printable(finding.remedy) << '\n';
+    }
+    std::cout << std::flush;
+}
+
+}  // namespace
+
+void Doctor::Add(Finding finding) {
+    _tell(finding);
+    _findings.push_back(std::move(finding));
+}
+
+void Doctor::AddProblem(const std::string& subject, const Problem& problem) {
+    std::string detail = problem.why;
+    for (const std::string& line : problem.toolOutput) {
+        detail += "; " + line;
+    }
+    Add({subject, false, detail, problem.next});
+}
+
+// Does `check`, which throws when something is wrong; `detail` tells how it is when nothing is.
+bool Doctor::Check(const std::string& subject, const std::string& detail,
+                   const std::function<void()>& check) {
+    if (const auto problem = ProblemOf(check)) {
+        AddProblem(subject, *problem);
+        return false;
+    }
+    Add({subject, true, detail, ""});
+    return true;
+}
+
+void Doctor::Examine() {
+    if (!CheckServerAndPool()) {
+        return;
+    }
+    const std::unique_ptr<Engine> engine = CheckEngine();
+    if (engine && CheckPoolSize()) {
+        CheckContainers(*engine);
+        CheckCounts();
+        CheckTools();
+    }
+}
+
+bool Doctor::CheckServerAndPool() {
+    const bool rights =
+        Check("rights", "those of root can be had", [] { loader::CheckRights(""); });
+    const bool server = rights && Check("server",
+                                        "there is a share for scratch files and a client "
+                                        "of a container engine",
+                                        [] { loader::CheckServer(""); });
+    Check("index of the cache", core::SZF_CACHE_DB_PATH, [] { loader::OpenCache(""); });
+    return Check("state file", core::SZF_CONFIG_PATH,
+                 [] { loader::ReadPool("", core::LOCK_TIMEOUT_SECS); }) &&
+           server;
+}
+
+// Null when none answers.
+std::unique_ptr<Engine> Doctor::CheckEngine() {
+    FoundEngine found;
+    const auto problem = ProblemOf([&found] {
+        found = FindEngine();
+        if (!found.engine) {
+            found.engine = RequireEngine("");
+        }
+    });
+    if (problem) {
+        AddProblem("engine", *problem);
+        return nullptr;
+    }
+    Add({"engine", true, found.version, ""});
+    return std::move(found.engine);
+}
+
+bool Doctor::CheckPoolSize() {
+    return Check("pool", "there are containers for all kinds of work",
+                 [] { loader::CheckPool("", core::ContainerPoolManager::PRIORITY_LOW); });
+}
+
+void Doctor::CheckContainers(const Engine& engine) {
+    for (const loader::Container& container :
+         loader::ReadPool("", core::LOCK_TIMEOUT_SECS).containers) {
+        const support::Answer answer =
+            loader::AskEngine({"exec", container.name, "true"}, kAnswerLimit);
+        if (answer.status != 0) {
+            Add({container.name, false, "does not answer: " + answer.output,
+                 "Start it, or take it out of the pool: vellumo pool remove " + container.name});
+            continue;
+        }
+        // The tools are tried in whatever container is free; this is about each.
+        const std::string health = engine.HealthOf(container.name);
+        if (health == Engine::kUnhealthy) {
+            Add({container.name, false, "answers, and its health check fails",
+                 "'docker inspect " + container.name +
+                     "' shows what the check says; 'docker restart " + container.name +
+                     "' starts it anew."});
+        } else {
+            Add({container.name, true, health.empty() ? "answers" : "answers, " + health, ""});
+        }
+    }
+}
+
+// A crash leaves a count behind, and the container then counts as busy for ever.
+void Doctor::CheckCounts() {
+    const std::vector<loader::RunningCommand> running = loader::RunningCommands();
+    for (const loader::Container& container :
+         loader::ReadPool("", core::LOCK_TIMEOUT_SECS).containers) {
+        const bool runs = std::any_of(running.begin(), running.end(),
+                                      [&container](const loader::RunningCommand& one) {
+                                          return one.container == container.name;
+                                      });
+        if (container.inUse > 0 && !runs) {
+            Add({container.name, false, "counts as busy, and no command runs in it",
+                 "If it stays so, 'vellumo pool up' sets its count right."});
+        }
+    }
+}
+
+void Doctor::CheckTools() {
+    constexpr const char* kOffice = "libreoffice-writer, libreoffice-calc";
+    const Canary canaries[] = {
+        {"soffice", "report.odt", {Service::kPdf}, "%PDF", kOffice},
+        {"unoconv", "report.odt", {Service::kPdf, "1-1"}, "%PDF", "unoconv, python3-uno"},
+        {"unoconv, spreadsheets", "budget.xlsx", {Service::kPdf}, "%PDF", "unoconv, python3-uno"},
+        {"pdftk", "brochure.pdf", {Service::kPdf, "1-1"}, "%PDF", "pdftk-java, qpdf"},
+        {"convert", "brochure.pdf", {Service::kThumbnail}, "\x89PNG", "imagemagick, ghostscript"},
+        {"ebook-convert", "book.epub", {Service::kPdf}, "%PDF", "calibre"},
+        {"ebook-meta", "book.epub", {Service::kPdf, "1-1"}, "\xff\xd8\xff", "calibre"},
+    };
+    try {
+        const auto problem = ProblemOf([&] {
+            const CanaryFolder folder;
+            for (const Canary& canary : canaries) {
+                TryTool(canary, folder.SharePath());
+            }
+        });
+        if (problem) {
+            AddProblem("tools", *problem);
+        }
+    } catch (const fs::filesystem_error& error) {
+        Add({"tools", false, error.what(), "Check the volume of the share docker."});
+    }
+}
+
+// Throws Failure when the doctor was interrupted; what is wrong with the tool becomes a finding.
+void Doctor::TryTool(const Canary& canary, const std::string& folder) {
+    const auto begin = std::chrono::steady_clock::now();
+    auto problem = ProblemOf([&] { Convert(canary, folder); });
+    if (!problem) {
+        const std::chrono::duration<double> took = std::chrono::steady_clock::now() - begin;
+        Add({canary.tool, true,
+             "converts " + std::string(canary.document) + " in " + Seconds(took.count()), ""});
+        return;
+    }
+    if (problem->code == ExitCode::kInterrupted) {
+        problem->what = "cannot examine the pool";
+        throw Failure(*problem);
+    }
+    problem->next = "See that the tool is there and runs where the converters do (packages " +
+                    std::string(canary.package) + ").";
+    AddProblem(canary.tool, *problem);
+}
+
+// Throws Failure when no product of the tool comes out.
+void Doctor::Convert(const Canary& canary, const std::string& folder) {
+    const loader::Document document = loader::Resolve(folder + "/" + canary.document, "");
+    Interrupts interrupts;
+    Progress silent(Progress::Mode::kNone, 1);
+    loader::Conversion conversion(document, canary.assignment);
+    const std::string product = conversion.Run(interrupts, silent);
+    if (!BeginsWith(product, canary.beginning)) {
+        throw Failure({ExitCode::kToolFailed,
+                       "",
+                       std::string("the tool (") + canary.tool + ") made no usable product",
+                       "",
+                       {}});
+    }
+}
+
+CommandResult ExaminePool(bool json) {
+    Doctor doctor([json](const Finding& finding) {
+        if (!json) {
+            Print(finding);
+        }
+    });
+    doctor.Examine();
+
+    CommandResult result{ExitCode::kDone};
+    result.json["findings"] = Json::Value(Json::arrayValue);
+    size_t failed = 0;
+    for (const Finding& finding : doctor.Findings()) {
+        Json::Value entry(Json::objectValue);
+        entry["subject"] = finding.subject;
+        entry["ok"] = finding.sound;
+        entry["detail"] = finding.detail;
+        entry["remedy"] = finding.remedy;
+        result.json["findings"].append(entry);
+        failed += finding.sound ? 0U : 1U;
+    }
+    if (failed != 0) {
+        const Problem problem{ExitCode::kPool,
+                              "the pool is not sound",
+                              loader::Count(failed, "finding"),
+                              "Do what the findings say, and call the doctor again.",
+                              {}};
+        result.FailWith(problem);
+    }
+    if (!json) {
+        std::cout << (failed == 0 ? "Everything is sound."
+                                  : loader::Count(failed, "thing") +
+                                        " to mend; call the doctor again then.")
+                  << std::endl;
+    }
+    return result;
+}
+
+}  // namespace vellumo::cli

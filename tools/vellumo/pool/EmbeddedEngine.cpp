@@ -1,0 +1,128 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "pool/EmbeddedEngine.h"
+
+#include <unistd.h>
+
+#include <charconv>
+#include <fstream>
+#include <map>
+#include <sstream>
+
+#include "app/Messages.h"
+
+namespace vellumo::cli {
+namespace {
+
+using loader::AskEngine;
+using std::chrono::seconds;
+using support::Answer;
+
+constexpr seconds kShort(10);
+constexpr seconds kStart(60);
+
+// The process that keeps an office for `name`; none when no office is kept. The engine answers
+// "NAME warm PROCESS".
+std::optional<pid_t> KeeperOfOffice(const std::string& name) {
+    const Answer answer = AskEngine({"status", name}, kShort);
+    if (answer.status != 0) {
+        return std::nullopt;
+    }
+    const std::string number = answer.output.substr(answer.output.rfind(' ') + 1);
+    const char* const end = number.data() + number.size();
+    pid_t process = 0;
+    const auto [rest, error] = std::from_chars(number.data(), end, process);
+    return error == std::errc() && rest == end ? std::optional(process) : std::nullopt;
+}
+
+void EndOffice(const std::string& name) {
+    const Answer answer = AskEngine({"stop", name}, kStart);
+    if (answer.status != 0) {
+        throw Failure({ExitCode::kPool,
+                       "cannot end the office of " + name,
+                       answer.output,
+                       "Call the command again once '" + std::string(loader::kEngineClient) +
+                           " stop " + name + "' succeeds.",
+                       {}});
+    }
+}
+
+// The ids of the processes by their parents.
+std::multimap<pid_t, pid_t> ProcessTree() {
+    std::multimap<pid_t, pid_t> children;
+    for (const pid_t process : loader::Processes()) {
+        std::ifstream file("/proc/" + std::to_string(process) + "/stat");
+        std::string line;
+        std::getline(file, line);
+        // The program's name, in brackets, may hold blanks and brackets itself.
+        std::istringstream rest(line.substr(line.rfind(')') + 1));
+        char state = 0;
+        pid_t parent = 0;
+        if (rest >> state >> parent) {
+            children.emplace(parent, process);
+        }
+    }
+    return children;
+}
+
+size_t ResidentBytes(pid_t process) {
+    std::ifstream file("/proc/" + std::to_string(process) + "/statm");
+    size_t total = 0;
+    size_t resident = 0;
+    file >> total >> resident;
+    return resident * static_cast<size_t>(sysconf(_SC_PAGESIZE));
+}
+
+size_t ResidentBytesBelow(pid_t process, const std::multimap<pid_t, pid_t>& children) {
+    size_t bytes = ResidentBytes(process);
+    const auto [begin, end] = children.equal_range(process);
+    for (auto child = begin; child != end; ++child) {
+        bytes += ResidentBytesBelow(child->second, children);
+    }
+    return bytes;
+}
+
+std::string Mebibytes(size_t bytes) {
+    return std::to_string(bytes >> 20U) + " MiB";
+}
+
+// Sandboxes are the processes below the engine's client of each command, and below the keeper of a
+// warm office.
+std::string MemoryOfSandboxes(const std::vector<loader::RunningCommand>& running,
+                              const std::string& name, std::optional<pid_t> keeper) {
+    const std::multimap<pid_t, pid_t> children = ProcessTree();
+    size_t bytes = keeper ? ResidentBytesBelow(*keeper, children) : 0;
+    for (const loader::RunningCommand& command : running) {
+        bytes += command.container == name ? ResidentBytesBelow(command.client, children) : 0;
+    }
+    return Mebibytes(bytes);
+}
+
+}  // namespace
+
+void EmbeddedEngine::Provide(const std::string& name, const PoolWishes& wishes,
+                             Steps& steps) const {
+    if (KeeperOfOffice(name)) {
+        if (!wishes.rebuild) {
+            steps.Tell(name + ": its office is warm already");
+            return;
+        }
+        EndOffice(name);  // what runs in it goes on with an office of its own
+    }
+    const Answer answer = AskEngine({"start", name}, kStart);
+    steps.Tell(answer.status == 0
+                   ? name + ": its office is warm"
+                   : name + ": each document gets an office of its own: " + answer.output);
+}
+
+void EmbeddedEngine::End(const std::string& name, Steps& /*steps*/) const {
+    EndOffice(name);
+}
+
+Condition EmbeddedEngine::ConditionOf(const std::string& name,
+                                      const std::vector<loader::RunningCommand>& running) const {
+    const std::optional<pid_t> keeper = KeeperOfOffice(name);
+    return {true, keeper ? "warm" : "cold", MemoryOfSandboxes(running, name, keeper),
+            keeper.has_value()};
+}
+
+}  // namespace vellumo::cli
