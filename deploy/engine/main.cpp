@@ -8,14 +8,14 @@
 #include <string>
 #include <vector>
 
-#include "ChildProcess.h"
 #include "Command.h"
-#include "Document.h"
 #include "Failure.h"
-#include "Sandbox.h"
-#include "Scratch.h"
-#include "WarmCommand.h"
-#include "WarmOffice.h"
+#include "sandbox/ChildProcess.h"
+#include "sandbox/Sandbox.h"
+#include "scratch/Document.h"
+#include "scratch/Scratch.h"
+#include "warm/WarmCommand.h"
+#include "warm/WarmOffice.h"
 
 namespace vellumo::engine {
 namespace {

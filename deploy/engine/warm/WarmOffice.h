@@ -1,10 +1,10 @@
 // SPDX-License-Identifier: Apache-2.0
-#ifndef VELLUMO_ENGINE_WARMOFFICE_H
-#define VELLUMO_ENGINE_WARMOFFICE_H
+#ifndef VELLUMO_ENGINE_WARM_WARMOFFICE_H
+#define VELLUMO_ENGINE_WARM_WARMOFFICE_H
 
 #include <string>
 
-#include "Scratch.h"
+#include "scratch/Scratch.h"
 
 namespace vellumo::engine {
 

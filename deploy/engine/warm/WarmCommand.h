@@ -1,12 +1,12 @@
 // SPDX-License-Identifier: Apache-2.0
-#ifndef VELLUMO_ENGINE_WARMCOMMAND_H
-#define VELLUMO_ENGINE_WARMCOMMAND_H
+#ifndef VELLUMO_ENGINE_WARM_WARMCOMMAND_H
+#define VELLUMO_ENGINE_WARM_WARMCOMMAND_H
 
 #include <optional>
 
-#include "ChildProcess.h"
 #include "Command.h"
-#include "Scratch.h"
+#include "sandbox/ChildProcess.h"
+#include "scratch/Scratch.h"
 
 namespace vellumo::engine {
 

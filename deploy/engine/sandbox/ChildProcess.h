@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
-#ifndef VELLUMO_ENGINE_CHILDPROCESS_H
-#define VELLUMO_ENGINE_CHILDPROCESS_H
+#ifndef VELLUMO_ENGINE_SANDBOX_CHILDPROCESS_H
+#define VELLUMO_ENGINE_SANDBOX_CHILDPROCESS_H
 
 #include <csignal>
 #include <functional>

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "WarmOffice.h"
+#include "warm/WarmOffice.h"
 
 #include <fcntl.h>
 #include <poll.h>
@@ -20,11 +20,11 @@ extern "C" {
 #include <thread>
 #include <utility>
 
-#include "ChildProcess.h"
 #include "Failure.h"
-#include "Sandbox.h"
-#include "WarmPlace.h"
+#include "sandbox/ChildProcess.h"
+#include "sandbox/Sandbox.h"
 #include "support/Descriptor.h"
+#include "warm/WarmPlace.h"
 
 namespace vellumo::engine {
 namespace {

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "SystemCallFilter.h"
+#include "sandbox/SystemCallFilter.h"
 
 #include <sched.h>
 #include <seccomp.h>

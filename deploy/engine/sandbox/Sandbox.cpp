@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "Sandbox.h"
+#include "sandbox/Sandbox.h"
 
 #include <unistd.h>
 
@@ -10,8 +10,8 @@
 
 #include "Failure.h"
 #include "Files.h"
-#include "Limits.h"
-#include "SystemCallFilter.h"
+#include "sandbox/Limits.h"
+#include "sandbox/SystemCallFilter.h"
 #include "vellumo/Constants.h"
 
 namespace vellumo::engine {

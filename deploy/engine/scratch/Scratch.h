@@ -1,11 +1,11 @@
 // SPDX-License-Identifier: Apache-2.0
-#ifndef VELLUMO_ENGINE_SCRATCH_H
-#define VELLUMO_ENGINE_SCRATCH_H
+#ifndef VELLUMO_ENGINE_SCRATCH_SCRATCH_H
+#define VELLUMO_ENGINE_SCRATCH_SCRATCH_H
 
 #include <cstdint>
 #include <string>
 
-#include "LockedDirectory.h"
+#include "scratch/LockedDirectory.h"
 
 namespace vellumo::engine {
 

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "ChildProcess.h"
+#include "sandbox/ChildProcess.h"
 
 #include <fcntl.h>
 #include <sys/prctl.h>

@@ -1,11 +1,11 @@
 // SPDX-License-Identifier: Apache-2.0
-#ifndef VELLUMO_ENGINE_LIMITS_H
-#define VELLUMO_ENGINE_LIMITS_H
+#ifndef VELLUMO_ENGINE_SANDBOX_LIMITS_H
+#define VELLUMO_ENGINE_SANDBOX_LIMITS_H
 
 #include <memory>
 #include <vector>
 
-#include "LockedDirectory.h"
+#include "scratch/LockedDirectory.h"
 
 namespace vellumo::engine {
 

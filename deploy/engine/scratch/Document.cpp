@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "Document.h"
+#include "scratch/Document.h"
 
 #include <fcntl.h>
 #include <linux/fs.h>

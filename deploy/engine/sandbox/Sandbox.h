@@ -1,13 +1,13 @@
 // SPDX-License-Identifier: Apache-2.0
-#ifndef VELLUMO_ENGINE_SANDBOX_H
-#define VELLUMO_ENGINE_SANDBOX_H
+#ifndef VELLUMO_ENGINE_SANDBOX_SANDBOX_H
+#define VELLUMO_ENGINE_SANDBOX_SANDBOX_H
 
 #include <string>
 #include <vector>
 
-#include "ChildProcess.h"
-#include "Scratch.h"
-#include "WarmPlace.h"
+#include "sandbox/ChildProcess.h"
+#include "scratch/Scratch.h"
+#include "warm/WarmPlace.h"
 
 namespace vellumo::engine {
 

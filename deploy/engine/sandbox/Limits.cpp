@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "Limits.h"
+#include "sandbox/Limits.h"
 
 #include <fcntl.h>
 #include <sys/resource.h>
@@ -8,8 +8,8 @@
 #include <algorithm>
 #include <string>
 
-#include "ControlGroups.h"
 #include "Failure.h"
+#include "sandbox/ControlGroups.h"
 #include "support/Descriptor.h"
 
 namespace vellumo::engine {

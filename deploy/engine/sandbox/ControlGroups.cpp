@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "ControlGroups.h"
+#include "sandbox/ControlGroups.h"
 
 #include <algorithm>
 #include <filesystem>

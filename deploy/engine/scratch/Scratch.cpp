@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "Scratch.h"
+#include "scratch/Scratch.h"
 
 #include <navo/file.h>
 #include <sys/stat.h>

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
-#ifndef VELLUMO_ENGINE_WARMPLACE_H
-#define VELLUMO_ENGINE_WARMPLACE_H
+#ifndef VELLUMO_ENGINE_WARM_WARMPLACE_H
+#define VELLUMO_ENGINE_WARM_WARMPLACE_H
 
 #include <sys/types.h>
 

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "WarmPlace.h"
+#include "warm/WarmPlace.h"
 
 #include <fcntl.h>
 #include <sys/stat.h>
@@ -11,8 +11,8 @@
 #include <filesystem>
 
 #include "Failure.h"
-#include "LockedDirectory.h"
-#include "Scratch.h"
+#include "scratch/LockedDirectory.h"
+#include "scratch/Scratch.h"
 
 namespace vellumo::engine {
 namespace {

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "WarmCommand.h"
+#include "warm/WarmCommand.h"
 
 #include <algorithm>
 #include <charconv>
@@ -10,7 +10,7 @@
 
 #include "Failure.h"
 #include "Files.h"
-#include "WarmPlace.h"
+#include "warm/WarmPlace.h"
 
 namespace vellumo::engine {
 namespace {

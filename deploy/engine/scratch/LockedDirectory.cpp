@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "LockedDirectory.h"
+#include "scratch/LockedDirectory.h"
 
 #include <fcntl.h>
 #include <sys/file.h>

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
-#ifndef VELLUMO_ENGINE_CONTROLGROUPS_H
-#define VELLUMO_ENGINE_CONTROLGROUPS_H
+#ifndef VELLUMO_ENGINE_SANDBOX_CONTROLGROUPS_H
+#define VELLUMO_ENGINE_SANDBOX_CONTROLGROUPS_H
 
 #include <string>
 #include <vector>

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
-#ifndef VELLUMO_ENGINE_DOCUMENT_H
-#define VELLUMO_ENGINE_DOCUMENT_H
+#ifndef VELLUMO_ENGINE_SCRATCH_DOCUMENT_H
+#define VELLUMO_ENGINE_SCRATCH_DOCUMENT_H
 
 #include <string>
 
