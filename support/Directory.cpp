@@ -120,7 +120,7 @@ bool RemoveContents(const Descriptor& directory) {
     Emptier emptier(directory);
     for (auto names = NamesIn(directory); !names.empty(); names = NamesIn(directory)) {
         for (const std::string& name : names) {
-            if (!emptier.Remove(name)) {
+            if (!emptier.Remove(name) && errno != ENOENT) {  // ENOENT: others remove here too
                 return false;
             }
         }

@@ -33,8 +33,9 @@ bool IsSameFile(const struct stat& one, const struct stat& other);
 bool LiesAt(const Descriptor& file, const std::string& path);
 
 // Removes everything in `directory`, which stays. Follows no link and needs few descriptors however
-// deep the folders are. Grants itself the rights to folders that lack them. False, with errno, when
-// something cannot be removed; the rest is then gone as far as the call came.
+// deep the folders are. Grants itself the rights to folders that lack them, and does not mind what
+// others remove meanwhile. False, with errno, when something cannot be removed; the rest is then
+// gone as far as the call came.
 bool RemoveContents(const Descriptor& directory);
 
 }  // namespace vellumo::support

@@ -9,6 +9,7 @@
 #include <cerrno>
 #include <filesystem>
 #include <fstream>
+#include <future>
 #include <string>
 
 namespace vellumo::support {
@@ -122,6 +123,17 @@ TEST_F(Directory, IsEmptiedOfNamesThatItWouldGiveItself) {
     fs::create_directories(Place() / "a/b");
     fs::create_directories(Place() / ".removed-0/.removed-1/.removed-0");
     ASSERT_TRUE(RemoveContents(Open())) << errno;
+    EXPECT_THAT(NamesIn(Open()), IsEmpty());
+}
+
+TEST_F(Directory, IsEmptiedBySeveralAtOnce) {
+    for (int i = 0; i < 500; ++i) {
+        Write(std::to_string(i));
+    }
+    const auto remove = [this] { return RemoveContents(Open()); };
+    std::future<bool> other = std::async(std::launch::async, remove);
+    EXPECT_TRUE(remove()) << errno;
+    EXPECT_TRUE(other.get());
     EXPECT_THAT(NamesIn(Open()), IsEmpty());
 }
 
