@@ -5,11 +5,14 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <array>
 #include <cerrno>
 #include <filesystem>
 #include <system_error>
 
 #include "Failure.h"
+#include "exchange/exchange.h"
+#include "support/Directory.h"
 #include "vellumo/Constants.h"
 #include "vellumo/utils.h"
 
@@ -20,24 +23,14 @@ namespace fs = std::filesystem;
 
 void MakeShared(const std::string& directory) {
     if (NAVOFSMkdirP(directory.c_str(), nullptr, TRUE, UID_ERR, UID_ERR, 0755) != 0) {
-        throw SystemFailure("cannot make " + directory, errno);
+        const int error = errno;
+        throw SystemFailure("cannot make " + directory, error);
     }
 }
 
-bool IsProduct(const fs::directory_entry& entry) {
-    const std::string name = entry.path().filename();
-    const bool isOfficeTemporary = name.starts_with("lu") && name.ends_with(".tmp");
-    return entry.symlink_status().type() == fs::file_type::regular && !name.starts_with('.') &&
-           !isOfficeTemporary;
-}
-
-void MoveProduct(const fs::path& product, const std::string& target) {
-    const std::string destination = target + product.filename().string();
-    if (lchown(product.c_str(), geteuid(), getegid()) != 0 ||
-        chmod(product.c_str(), S_IRUSR | S_IWUSR | S_IRGRP | S_IROTH) != 0 ||
-        rename(product.c_str(), destination.c_str()) != 0) {
-        throw SystemFailure("cannot move the product to " + destination, errno);
-    }
+// A path ends with a slash here, which would lead through a link.
+support::Descriptor OpenFolder(const std::string& path) {
+    return support::OpenDirectory(fs::path(path).parent_path());
 }
 
 }  // namespace
@@ -66,7 +59,8 @@ PrivateScratch::PrivateScratch(const std::string& above) : _directory(above, kPr
 
 void PrivateScratch::MakeRooms() const {
     if (mkdir(Source().c_str(), S_IRWXU) != 0 || mkdir(Target().c_str(), S_IRWXU) != 0) {
-        throw SystemFailure("cannot make directories in " + _directory.Path(), errno);
+        const int error = errno;
+        throw SystemFailure("cannot make directories in " + _directory.Path(), error);
     }
 }
 
@@ -98,10 +92,12 @@ uintmax_t PrivateScratch::SizeOfTarget() const {
 }
 
 void PrivateScratch::Publish(const std::string& target) const {
-    for (const fs::directory_entry& entry : fs::directory_iterator(Target())) {
-        if (IsProduct(entry)) {
-            MoveProduct(entry.path(), target);
-        }
+    const support::Descriptor made = OpenFolder(Target());
+    const support::Descriptor published = OpenFolder(target);
+    std::array<char, EXCHANGE_NAME> failed{};
+    if (!made || !published || exchange_publish(made.Get(), published.Get(), failed.data()) != 0) {
+        const int error = errno;
+        throw SystemFailure("cannot move the product to " + target + failed.data(), error);
     }
 }
 

@@ -40,9 +40,9 @@ public:
     // Bytes that what lies in Target() takes. A command may be at work there.
     uintmax_t SizeOfTarget() const;
 
-    // Moves the command's products to the directory `target` as files of the engine's user with
-    // mode 0644, replacing what is there: regular files that are not hidden and not a tool's
-    // temporary. Throws Failure when one cannot be moved. Nothing may run in here any more.
+    // Brings the command's products to the directory `target` as files of the engine's user with
+    // mode 0644, replacing what is there: regular files of the command's user that are not hidden
+    // and not a tool's temporary. Throws Failure when one cannot be published.
     void Publish(const std::string& target) const;
 
 private:
