@@ -8,9 +8,10 @@
 
 #include <array>
 #include <cerrno>
+#include <utility>
 
 #include "Failure.h"
-#include "support/Descriptor.h"
+#include "support/ChildProcess.h"
 
 namespace vellumo::engine {
 namespace {
@@ -51,17 +52,6 @@ void ArrangeDescriptors(int reports, int passed) {
     close_range(kPassedDescriptor + 1, ~0U, 0);
 }
 
-// As execve wants it.
-std::vector<char*> Pointers(std::vector<std::string>& words) {
-    std::vector<char*> pointers;
-    pointers.reserve(words.size() + 1);
-    for (std::string& word : words) {
-        pointers.push_back(word.data());
-    }
-    pointers.push_back(nullptr);
-    return pointers;
-}
-
 }  // namespace
 
 ChildProcess::ChildProcess() {
@@ -77,35 +67,35 @@ ChildProcess::ChildProcess() {
 }
 
 Ending ChildProcess::Run(const Program& program) {
-    std::array<int, 2> ends{};
-    if (pipe2(ends.data(), O_CLOEXEC) != 0) {
-        throw SystemFailure("cannot make a pipe", errno);
+    support::Pipe pipe = support::MakePipe();
+    if (!pipe.reading) {
+        const int error = errno;
+        throw SystemFailure("cannot make a pipe", error);
     }
-    const Descriptor output(ends[0]);
-    const int status = WaitForAll(Start(program, ends[1]), program);
-    return {status, ReadToEnd(output.Get())};
+    const int status = WaitForAll(Start(program, std::move(pipe.writing)), program);
+    return {status, ReadToEnd(pipe.reading.Get())};
 }
 
-pid_t ChildProcess::Start(const Program& program, int reports) const {
-    const Descriptor ours(reports);
+pid_t ChildProcess::Start(const Program& program, Descriptor reports) const {
     const pid_t engine = getpid();
     const pid_t child = fork();
     if (child == 0) {
         prctl(PR_SET_PDEATHSIG, SIGKILL);
         if (getppid() == engine) {
-            Become(program, reports);
+            Become(program, reports.Get());
         }
         _exit(kEngineFailed);
     }
     if (child < 0) {
-        throw SystemFailure("cannot start a process", errno);
+        const int error = errno;
+        throw SystemFailure("cannot start a process", error);
     }
     return child;
 }
 
 void ChildProcess::Become(Program program, int reports) const {
-    const std::vector<char*> argv = Pointers(program.argv);
-    const std::vector<char*> environment = Pointers(program.environment);
+    const std::vector<char*> argv = support::ArgumentVector(program.argv);
+    const std::vector<char*> environment = support::ArgumentVector(program.environment);
     program.prepare();  // after it, there may be no more memory to be had
     ArrangeDescriptors(reports, program.passed);
     sigprocmask(SIG_SETMASK, &_original, nullptr);

@@ -7,6 +7,8 @@
 #include <string>
 #include <vector>
 
+#include "support/Descriptor.h"
+
 namespace vellumo::engine {
 
 // What a child is to run.
@@ -42,7 +44,7 @@ public:
     Ending Run(const Program& program);
 
 private:
-    pid_t Start(const Program& program, int reports) const;
+    pid_t Start(const Program& program, support::Descriptor reports) const;
     [[noreturn]] void Become(Program program, int reports) const;
     int WaitForAll(pid_t child, const Program& program) const;
     int AwaitEvent(const Program& program) const;

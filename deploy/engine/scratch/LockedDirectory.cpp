@@ -1,65 +1,52 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "scratch/LockedDirectory.h"
 
-#include <fcntl.h>
 #include <sys/file.h>
-#include <sys/stat.h>
+#include <unistd.h>
 
 #include <cerrno>
 #include <cstdlib>
-#include <filesystem>
 #include <iostream>
 #include <system_error>
 
 #include "Failure.h"
+#include "support/Directory.h"
 
 namespace vellumo::engine {
 namespace {
 
-namespace fs = std::filesystem;
 using support::Descriptor;
 
-// A command may leave directories that not even their owner may enter.
-void OpenUp(const std::string& tree) {
-    std::error_code error;
-    for (fs::recursive_directory_iterator entry(tree, error), end; !error && entry != end;
-         entry.increment(error)) {
-        if (entry->symlink_status().type() == fs::file_type::directory) {
-            fs::permissions(entry->path(), fs::perms::owner_all, error);
-        }
-    }
-}
-
-int OpenDirectory(const std::string& path) {
-    return open(path.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC);
-}
-
 void SweepLeftovers(const std::string& above, const std::string& prefix, Remover remove) {
-    std::error_code error;
-    for (const fs::directory_entry& entry : fs::directory_iterator(above, error)) {
-        if (!entry.path().filename().string().starts_with(prefix)) {
+    const Descriptor directory = support::OpenDirectory(above);
+    for (const std::string& name : support::NamesIn(directory)) {
+        if (!name.starts_with(prefix)) {
             continue;
         }
-        const Descriptor lock(OpenDirectory(entry.path()));
+        const Descriptor lock = support::OpenDirectoryAt(directory, name);
         if (lock && flock(lock.Get(), LOCK_EX | LOCK_NB) == 0) {
-            remove(entry.path());
+            remove(above + name);
         }
     }
+}
+
+bool Remove(const std::string& tree) {
+    if (unlink(tree.c_str()) == 0) {
+        return true;  // there was a file or link in its place
+    }
+    const Descriptor directory = support::OpenDirectory(tree);
+    return directory && support::RemoveContents(directory) && rmdir(tree.c_str()) == 0;
 }
 
 }  // namespace
 
 void RemoveTree(const std::string& tree) {
-    std::error_code error;
-    fs::remove_all(tree, error);
-    if (error) {
-        OpenUp(tree);
-        fs::remove_all(tree, error);
+    if (Remove(tree) || errno == ENOENT) {
+        return;
     }
-    if (error) {
-        std::cerr << "vellumo-engine: cannot remove " << tree << ": " << error.message()
-                  << "; remove it by hand\n";
-    }
+    const int error = errno;
+    std::cerr << "vellumo-engine: cannot remove " << tree << ": "
+              << std::generic_category().message(error) << "; remove it by hand\n";
 }
 
 LockedDirectory::LockedDirectory(const std::string& above, const std::string& prefix,
@@ -78,22 +65,21 @@ LockedDirectory::~LockedDirectory() {
 void LockedDirectory::Create(const std::string& above, const std::string& prefix) {
     _path = above + prefix + "XXXXXX";
     if (mkdtemp(_path.data()) == nullptr) {
-        throw SystemFailure("cannot make a directory in " + above, errno);
+        const int error = errno;
+        throw SystemFailure("cannot make a directory in " + above, error);
     }
-    _lock = std::make_unique<Descriptor>(OpenDirectory(_path));
-    const bool isSwept = !*_lock && errno == ENOENT;
-    if (!isSwept && flock(_lock->Get(), LOCK_EX) != 0) {
-        throw SystemFailure("cannot lock " + _path, errno);
+    _lock = support::OpenDirectory(_path);
+    const bool isSwept = !_lock && errno == ENOENT;
+    if (!isSwept && flock(_lock.Get(), LOCK_EX) != 0) {
+        const int error = errno;
+        throw SystemFailure("cannot lock " + _path, error);
     }
 }
 
 // Between its creation and its lock, a sweeper may have taken it for a leftover. By its name: a
 // directory of processes tells nothing by its links.
 bool LockedDirectory::IsThere() const {
-    struct stat named {};
-    struct stat locked {};
-    return stat(_path.c_str(), &named) == 0 && fstat(_lock->Get(), &locked) == 0 &&
-           named.st_ino == locked.st_ino;
+    return support::LiesAt(_lock, _path);
 }
 
 }  // namespace vellumo::engine

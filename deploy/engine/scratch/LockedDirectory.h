@@ -2,7 +2,6 @@
 #ifndef VELLUMO_ENGINE_SCRATCH_LOCKEDDIRECTORY_H
 #define VELLUMO_ENGINE_SCRATCH_LOCKEDDIRECTORY_H
 
-#include <memory>
 #include <string>
 
 #include "support/Descriptor.h"
@@ -12,7 +11,8 @@ namespace vellumo::engine {
 // Takes away a directory.
 using Remover = void (*)(const std::string&);
 
-// Removes a directory with all that is in it; says so on standard error when it cannot.
+// Removes a directory with all that is in it, if there is one; says so on standard error when it
+// cannot.
 void RemoveTree(const std::string& tree);
 
 // A new directory with a name of its own, locked for as long as the object lives, then removed.
@@ -34,7 +34,7 @@ private:
 
     Remover _remove;
     std::string _path;
-    std::unique_ptr<support::Descriptor> _lock;
+    support::Descriptor _lock;
 };
 
 }  // namespace vellumo::engine

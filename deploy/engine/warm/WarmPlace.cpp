@@ -13,6 +13,7 @@
 #include "Failure.h"
 #include "scratch/LockedDirectory.h"
 #include "scratch/Scratch.h"
+#include "support/Directory.h"
 
 namespace vellumo::engine {
 namespace {
@@ -32,7 +33,8 @@ struct flock WholeFile() {
 
 void MakeDirectory(const std::string& path) {
     if (mkdir(path.c_str(), S_IRWXU) != 0) {
-        throw SystemFailure("cannot make " + path, errno);
+        const int error = errno;
+        throw SystemFailure("cannot make " + path, error);
     }
 }
 
@@ -71,25 +73,24 @@ void WarmPlace::Make() {
     // The office passes through to the one room that is its own.
     if (chown(Rooms().c_str(), geteuid(), kNobody) == 0 &&
         chmod(Rooms().c_str(), S_IRWXU | S_IXGRP) != 0) {
-        throw SystemFailure("cannot open " + Rooms(), errno);
+        const int error = errno;
+        throw SystemFailure("cannot open " + Rooms(), error);
     }
 }
 
 // The descriptor is this process's only one of the file: closing any would take the lock away.
 void WarmPlace::Lock() {
-    _lock = std::make_unique<Descriptor>(
+    _lock = Descriptor(
         open(LockFile().c_str(), O_RDWR | O_CREAT | O_EXCL | O_CLOEXEC, S_IRUSR | S_IWUSR));
     struct flock lock = WholeFile();
-    if (!*_lock || fcntl(_lock->Get(), F_SETLK, &lock) != 0) {
-        throw SystemFailure("cannot lock " + LockFile(), errno);
+    if (!_lock || fcntl(_lock.Get(), F_SETLK, &lock) != 0) {
+        const int error = errno;
+        throw SystemFailure("cannot lock " + LockFile(), error);
     }
 }
 
 bool WarmPlace::IsOwn() const {
-    struct stat named {};
-    struct stat locked {};
-    return _lock && stat(LockFile().c_str(), &named) == 0 && fstat(_lock->Get(), &locked) == 0 &&
-           named.st_dev == locked.st_dev && named.st_ino == locked.st_ino;
+    return support::LiesAt(_lock, LockFile());
 }
 
 // Under another name first, so that the name is free at once, and as one of those directories that
@@ -103,9 +104,7 @@ void WarmPlace::Remove() const {
 
 std::vector<std::string> WarmNames(const std::string& above) {
     std::vector<std::string> names;
-    std::error_code error;
-    for (const fs::directory_entry& entry : fs::directory_iterator(above, error)) {
-        const std::string name = entry.path().filename();
+    for (const std::string& name : support::NamesIn(support::OpenDirectory(above))) {
         if (name.starts_with(kPrefix)) {
             names.push_back(name.substr(std::string(kPrefix).size()));
         }

@@ -4,7 +4,6 @@
 
 #include <sys/types.h>
 
-#include <memory>
 #include <optional>
 #include <string>
 #include <vector>
@@ -52,7 +51,7 @@ private:
 
     std::string _above;
     std::string _path;
-    std::unique_ptr<support::Descriptor> _lock;
+    support::Descriptor _lock;
 };
 
 // The names of all that are there.

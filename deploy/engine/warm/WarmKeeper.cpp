@@ -1,0 +1,127 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "warm/WarmKeeper.h"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cstdlib>
+#include <iostream>
+#include <iterator>
+#include <utility>
+
+#include "Failure.h"
+#include "sandbox/ChildProcess.h"
+#include "sandbox/Sandbox.h"
+#include "support/Descriptor.h"
+#include "warm/WarmPlace.h"
+
+namespace vellumo::engine {
+namespace {
+
+using support::Descriptor;
+
+// Of the engine's environment, for whoever wants other limits.
+constexpr const char* kPassedOn[] = {"VELLUMO_OFFICE_DOCUMENTS", "VELLUMO_OFFICE_IDLE",
+                                     "VELLUMO_OFFICE_DEADLINE", "VELLUMO_OFFICE_MEMORY",
+                                     "VELLUMO_OFFICE_SPACE"};
+
+// The keeper reads and removes what belongs to the office, hands it a room, becomes it, ends it.
+constexpr const char* kPowers[] = {"CAP_SETUID", "CAP_SETGID", "CAP_KILL", "CAP_CHOWN",
+                                   "CAP_DAC_OVERRIDE"};
+
+// Rooms and socket have the same names inside and outside, so that a request that names a room is
+// understood on both sides.
+SandboxPlan PlanFor(const WarmPlace& place) {
+    SandboxPlan plan{
+        .places = {{place.Rooms(), place.Rooms(), true}, {place.Run(), place.Run(), true}},
+        .environment = {{"VELLUMO_ROOMS", place.Rooms()},
+                        {"VELLUMO_OFFICE_SOCKET", place.Socket()}},
+        .command = {"/opt/vellumo/warm/keep-office"}};
+    for (const char* variable : kPassedOn) {
+        if (const char* value = std::getenv(variable)) {
+            plan.environment.push_back({variable, value});
+        }
+    }
+    if (place.HasNobody()) {
+        plan.powers.assign(std::begin(kPowers), std::end(kPowers));
+    } else {
+        plan.environment.push_back({"VELLUMO_OFFICE_UID", "0"});
+        plan.environment.push_back({"VELLUMO_TOOL_UID", "0"});
+    }
+    return plan;
+}
+
+// A caller may wait for the end of what it reads from this process, or remove its directory.
+void LeaveCaller() {
+    static_cast<void>(chdir("/"));
+    const Descriptor nothing(open("/dev/null", O_RDWR | O_CLOEXEC));
+    for (const int standard : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}) {
+        dup2(nothing.Get(), standard);
+    }
+}
+
+// Tells on standard error, in an ordinary sandbox, what stands in the way of a warm office.
+void TryOffice(const ScratchTree& tree, ChildProcess& child) {
+    const PrivateScratch scratch(tree.above);
+    const int status = RunInSandbox(
+        {"sh", "-c",
+         "/usr/bin/python3 -c 'import uno' && test -e \"$(readlink -f /usr/bin/soffice)\""},
+        scratch, child);
+    if (status != 0) {
+        throw Failure(kEngineFailed,
+                      "no office can be kept warm; install libreoffice-writer, -calc, -impress and "
+                      "python3-uno. Until then each document gets an office of its own");
+    }
+}
+
+// A place that is made, and taken away with what is left in it.
+class KeptPlace {
+public:
+    explicit KeptPlace(WarmPlace place) : _place(std::move(place)) { _place.Make(); }
+    ~KeptPlace() {
+        if (_place.IsOwn()) {
+            _place.Remove();
+        }
+    }
+    KeptPlace(const KeptPlace&) = delete;
+    KeptPlace& operator=(const KeptPlace&) = delete;
+
+    const WarmPlace& Get() const { return _place; }
+
+private:
+    WarmPlace _place;
+};
+
+void Keep(const ScratchTree& tree, const std::string& name) {
+    ChildProcess child;
+    TryOffice(tree, child);
+    const KeptPlace place(WarmPlace(tree.above, name));
+    LeaveCaller();
+    try {
+        RunInSandbox(PlanFor(place.Get()), child);
+    } catch (const Failure&) {
+        return;  // there is nobody any more to tell; the caller sees this process end
+    }
+}
+
+}  // namespace
+
+void BecomeKeeper(const ScratchTree& tree, const std::string& name) {
+    close_range(STDERR_FILENO + 1, ~0U, 0);
+    setsid();
+    umask(S_IWGRP | S_IWOTH);
+    int status = 0;
+    try {
+        Keep(tree, name);
+    } catch (const Failure& failure) {
+        std::cerr << "vellumo-engine: " << failure.what() << '\n';
+        status = failure.Status();
+    } catch (const std::exception& error) {
+        std::cerr << "vellumo-engine: " << error.what() << '\n';
+        status = kEngineFailed;
+    }
+    _exit(status);
+}
+
+}  // namespace vellumo::engine
