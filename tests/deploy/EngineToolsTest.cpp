@@ -99,6 +99,17 @@ TEST_F(EngineTools, ConvertRendersAPageAsAPicture) {
                 Says(0, "JPEG 70x140 1\nPNG 70x140 1\n"));
 }
 
+TEST_F(EngineTools, ConvertKeepsOfWhatAPictureCarriesItsColourProfileAlone) {
+    SKIP_WITHOUT("convert", "gs", "identify");
+    EXPECT_THAT(Convert("profile=/usr/share/color/icc/ghostscript/a98.icc; "
+                        "/usr/bin/convert -size 40x40 xc:red -set comment note -profile $profile "
+                        "  $S/a.jpg; identify -format '%[profile:icc], %c\n' $S/a.jpg; "
+                        "render a.jpg x.png; identify -format '%[profile:icc], %c\n' $T/x.png"),
+                Says(0,
+                     "Artifex Software A98 ICC Profile , note\n"
+                     "Artifex Software A98 ICC Profile , \n"));
+}
+
 TEST_F(EngineTools, ConvertReadsNothingButPdf) {
     SKIP_WITHOUT("convert");
     const Said said = Convert(R"sh(

@@ -17,7 +17,9 @@ namespace vellumo::test {
 namespace {
 
 constexpr const char* kScratch = "/volume1/docker/@tmp/Vellumo/@tmp";
-constexpr double kScale = 0.35;  // of a page at 72 dots per inch
+constexpr double kScale = 0.35;        // of a page at 72 dots per inch
+constexpr size_t kBitDepthAt = 24;     // in a PNG's header
+constexpr size_t kMostBytes = 70'000;  // of a sample's thumbnail
 
 int PagesOf(const std::string& pdf) {
     const Finished info = RunProgram({"pdfinfo", pdf});
@@ -181,6 +183,15 @@ void RealToolsTest::ExpectThumbnail(const std::string& picture, const std::strin
 
 void RealToolsTest::ExpectNotBlank(const std::string& picture) {
     EXPECT_GT(Measure(picture).spread, 0.01) << picture << " is blank or no picture";
+}
+
+void RealToolsTest::ExpectSmall(const std::string& picture) {
+    const std::string content = ReadFile(picture);
+    ASSERT_GT(content.size(), kBitDepthAt) << picture;
+    EXPECT_EQ(content.substr(1, 3), "PNG");
+    EXPECT_EQ(content[kBitDepthAt], 8) << "bits a channel";
+    EXPECT_EQ(content.find("tIME"), std::string::npos) << "tells when it was made";
+    EXPECT_LE(content.size(), kMostBytes);
 }
 
 void RealToolsTest::ExpectNothingLeft() {

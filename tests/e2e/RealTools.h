@@ -47,6 +47,10 @@ protected:
     static void ExpectThumbnail(const std::string& picture, const std::string& pdf);
     static void ExpectNotBlank(const std::string& picture);
 
+    // Checks that `picture` is a PNG of 8 bits a channel, without the moment that it was made at,
+    // and takes as little room as a thumbnail in a folder's list should.
+    static void ExpectSmall(const std::string& picture);
+
     // Takes the product away and checks that nothing else is there, nor in use.
     void ExpectNothingLeft();
 

@@ -20,11 +20,12 @@ std::string TestName(const testing::TestParamInfo<const char*>& info) {
 
 }  // namespace
 
-TEST_P(Thumbnails, AreTheFirstPageAtAThirdOfItsSize) {
+TEST_P(Thumbnails, AreTheFirstPageAtAThirdOfItsSizeInFewBytes) {
     EXPECT_EQ(CachePdf(_document), 1000);
     EXPECT_EQ(MakeThumbnail(_document), 1000);
     EXPECT_THAT(Names(_streams), ElementsAre("NAVODOC_THUMB.pdf", "NAVODOC_THUMB.png"));
     ExpectThumbnail(_streams + "NAVODOC_THUMB.png", _streams + "NAVODOC_THUMB.pdf");
+    ExpectSmall(_streams + "NAVODOC_THUMB.png");
     ExpectNothingLeft();
 }
 
