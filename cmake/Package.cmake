@@ -13,12 +13,12 @@ install(DIRECTORY platform/include/navo DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}
 set(VELLUMO_CMAKE_DIR ${CMAKE_INSTALL_LIBDIR}/cmake/Vellumo)
 install(EXPORT VellumoTargets NAMESPACE Vellumo:: DESTINATION ${VELLUMO_CMAKE_DIR})
 configure_package_config_file(cmake/VellumoConfig.cmake.in
-    ${CMAKE_BINARY_DIR}/VellumoConfig.cmake INSTALL_DESTINATION ${VELLUMO_CMAKE_DIR})
-write_basic_package_version_file(${CMAKE_BINARY_DIR}/VellumoConfigVersion.cmake
+    ${PROJECT_BINARY_DIR}/VellumoConfig.cmake INSTALL_DESTINATION ${VELLUMO_CMAKE_DIR})
+write_basic_package_version_file(${PROJECT_BINARY_DIR}/VellumoConfigVersion.cmake
                                  COMPATIBILITY SameMajorVersion)
-install(FILES ${CMAKE_BINARY_DIR}/VellumoConfig.cmake
-              ${CMAKE_BINARY_DIR}/VellumoConfigVersion.cmake
+install(FILES ${PROJECT_BINARY_DIR}/VellumoConfig.cmake
+              ${PROJECT_BINARY_DIR}/VellumoConfigVersion.cmake
         DESTINATION ${VELLUMO_CMAKE_DIR})
 
-configure_file(cmake/vellumo.pc.in ${CMAKE_BINARY_DIR}/vellumo.pc @ONLY)
-install(FILES ${CMAKE_BINARY_DIR}/vellumo.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
+configure_file(cmake/vellumo.pc.in ${PROJECT_BINARY_DIR}/vellumo.pc @ONLY)
+install(FILES ${PROJECT_BINARY_DIR}/vellumo.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)

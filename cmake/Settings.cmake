@@ -1,20 +1,46 @@
 # SPDX-License-Identifier: Apache-2.0
 # How every target of this tree is compiled; linked PRIVATE, so nothing leaks to consumers.
+include(CheckCCompilerFlag)
+include(CheckPIESupported)
 set(CMAKE_EXPORT_COMPILE_COMMANDS ON)
 set(CMAKE_CXX_VISIBILITY_PRESET hidden)
 set(CMAKE_VISIBILITY_INLINES_HIDDEN ON)
 set(CMAKE_POSITION_INDEPENDENT_CODE ON)
+check_pie_supported() # or CMake compiles programs so that they can lie anywhere, but does not link them so
 
 add_library(vellumo_settings INTERFACE)
 target_compile_features(vellumo_settings INTERFACE cxx_std_20)
 target_compile_definitions(vellumo_settings INTERFACE _FILE_OFFSET_BITS=64)
 target_compile_options(vellumo_settings INTERFACE
-    -Wall -Wextra -Wpedantic -Wshadow -Wconversion -Wsign-conversion -Wnon-virtual-dtor
-    -Wold-style-cast -Wformat=2 -Wundef -fstack-protector-strong)
+    -Wall -Wextra $<$<BOOL:${VELLUMO_WARNINGS_AS_ERRORS}>:-Werror>
+    "$<$<COMPILE_LANGUAGE:CXX>:-Wpedantic;-Wshadow;-Wconversion;-Wsign-conversion>"
+    "$<$<COMPILE_LANGUAGE:CXX>:-Wnon-virtual-dtor;-Wold-style-cast;-Wformat=2;-Wundef>")
 target_link_options(vellumo_settings INTERFACE -Wl,-z,relro,-z,now -Wl,--no-undefined)
-if(VELLUMO_WARNINGS_AS_ERRORS)
-    target_compile_options(vellumo_settings INTERFACE -Werror)
+
+# What makes a mistake hard to exploit in code that runs as root.
+target_compile_options(vellumo_settings INTERFACE -fstack-protector-strong)
+foreach(flag -fstack-clash-protection -fcf-protection) # not on every processor
+    string(MAKE_C_IDENTIFIER "has${flag}" has)
+    check_c_compiler_flag(${flag} ${has})
+    target_compile_options(vellumo_settings INTERFACE $<$<BOOL:${${has}}>:${flag}>)
+endforeach()
+# Checks of glibc's own. They need optimisation, and the sanitizers do not see through them.
+set(FORTIFICATION 3)
+if(CMAKE_CXX_COMPILER_ID STREQUAL GNU AND CMAKE_CXX_COMPILER_VERSION VERSION_LESS 12)
+    set(FORTIFICATION 2)
 endif()
+string(TOUPPER "${CMAKE_BUILD_TYPE}" TYPE)
+foreach(language C CXX)
+    if(NOT VELLUMO_SANITIZE
+       AND "${CMAKE_${language}_FLAGS} ${CMAKE_${language}_FLAGS_${TYPE}}" MATCHES "-O[1-9gsz]")
+        target_compile_options(vellumo_settings INTERFACE
+            "$<$<COMPILE_LANGUAGE:${language}>:-U_FORTIFY_SOURCE;-D_FORTIFY_SOURCE=${FORTIFICATION}>")
+    endif()
+endforeach()
+# With them come warnings of results that nobody looks at. GCC gives them where (void) says that this
+# is meant, too; clang, and so scripts/lint, does not.
+target_compile_options(vellumo_settings INTERFACE $<$<CXX_COMPILER_ID:GNU>:-Wno-unused-result>)
+
 if(VELLUMO_SANITIZE)
     add_compile_options(-fsanitize=${VELLUMO_SANITIZE} -fno-omit-frame-pointer
                         -fno-sanitize-recover=all)
