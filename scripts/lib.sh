@@ -28,6 +28,40 @@ missing_packages() {
     done
 }
 
+# What the packages of a container engine would have every start of the machine bring up. The tests'
+# engine is one of their own.
+engine_units=(docker.service docker.socket containerd.service)
+
+# Which services a package's script may start, as every such script asks: none, or as before.
+policy=/usr/sbin/policy-rc.d
+refuse_starts() {
+    [ ! -e "$policy" ] || mv "$policy" "$policy.before"
+    printf '#!/bin/sh\n# Made by %s, for as long as it installs packages.\nexit 101\n' "$0" >"$policy"
+    chmod 755 "$policy"
+}
+allow_starts() {
+    rm -f "$policy"
+    [ ! -e "$policy.before" ] || mv "$policy.before" "$policy"
+}
+
+# Installs packages, and nothing of them runs: not now, and not when the machine starts again.
+install_packages() {
+    local unit new=()
+    for unit in "${engine_units[@]}"; do
+        [ -e "/lib/systemd/system/$unit" ] || new+=("$unit")
+    done
+    (
+        trap allow_starts EXIT
+        refuse_starts
+        apt-get install -y -qq --no-install-recommends "$@" >/dev/null
+    )
+    for unit in "${new[@]}"; do
+        [ -e "/lib/systemd/system/$unit" ] || continue
+        ! command -v systemctl >/dev/null || systemctl --quiet disable "$unit"
+        [ ! -e "/etc/init.d/${unit%.service}" ] || update-rc.d "${unit%.service}" disable
+    done
+}
+
 # Installs what is missing of the packages given; an ordinary user is told what to ask for.
 need_packages() {
     command -v dpkg-query >/dev/null ||
@@ -41,7 +75,7 @@ need_packages() {
     step "Installing ${#missing[@]} packages: ${missing[*]}"
     export DEBIAN_FRONTEND=noninteractive
     apt-get update -qq
-    apt-get install -y -qq --no-install-recommends "${missing[@]}" >/dev/null
+    install_packages "${missing[@]}"
 }
 
 # Configures a preset and builds it, or only the targets that are named after it.
