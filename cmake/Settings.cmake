@@ -13,7 +13,8 @@ target_compile_features(vellumo_settings INTERFACE cxx_std_20)
 target_compile_definitions(vellumo_settings INTERFACE _FILE_OFFSET_BITS=64)
 target_compile_options(vellumo_settings INTERFACE
     -Wall -Wextra $<$<BOOL:${VELLUMO_WARNINGS_AS_ERRORS}>:-Werror>
-    "$<$<COMPILE_LANGUAGE:CXX>:-Wpedantic;-Wshadow;-Wconversion;-Wsign-conversion>"
+    -Wshadow -Wconversion
+    "$<$<COMPILE_LANGUAGE:CXX>:-Wpedantic;-Wsign-conversion>"
     "$<$<COMPILE_LANGUAGE:CXX>:-Wnon-virtual-dtor;-Wold-style-cast;-Wformat=2;-Wundef>")
 target_link_options(vellumo_settings INTERFACE -Wl,-z,relro,-z,now -Wl,--no-undefined)
 
