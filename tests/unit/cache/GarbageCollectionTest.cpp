@@ -1,4 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include "Cache.h"
@@ -37,6 +38,24 @@ protected:
         return Column("SELECT path FROM cache_target ORDER BY path", "path");
     }
     static std::string Plain(const std::string& text) { return "CacheManager:[0-9]+ " + text; }
+};
+
+// A directory's permissions, as they were again at the end.
+class ModeOf {
+public:
+    ModeOf(const char* directory, mode_t mode) : _directory(directory) {
+        struct stat status {};
+        EXPECT_EQ(stat(directory, &status), 0) << directory;
+        _before = status.st_mode & 07777U;
+        EXPECT_EQ(chmod(directory, mode), 0) << directory;
+    }
+    ~ModeOf() { chmod(_directory, _before); }
+    ModeOf(const ModeOf&) = delete;
+    ModeOf& operator=(const ModeOf&) = delete;
+
+private:
+    const char* _directory;
+    mode_t _before = 0;
 };
 
 }  // namespace
@@ -148,8 +167,21 @@ TEST_F(GarbageCollection, CollectsWithTheCallersOwnRights) {
         GTEST_SKIP() << "needs real root: other users cannot be taken here";
     }
     AddStream("a", 100, 1);
+    AddStream("b", 100, 2);
+    const ModeOf closed("/volume1/docs/.navoea/a", 0755);
+    const ModeOf open("/volume1/docs/.navoea/b", 0777);
+    const ModeOf index("/var/packages/Vellumo/etc", 0777);  // where a journal is made
     CacheManager cache(false, 1);
+    ASSERT_TRUE(SetEffectiveUser(65534));
     PlatformDouble::Get().Reset();
     cache.GarbageCollect();
-    EXPECT_THAT(PlatformDouble::Get().CallsOf("setresuid"), IsEmpty());
+    const std::vector<PlatformCall> switches = PlatformDouble::Get().CallsOf("setresuid");
+    EXPECT_EQ(geteuid(), 65534U);
+    ASSERT_TRUE(SetEffectiveUser(0));
+    EXPECT_THAT(switches, IsEmpty());
+    EXPECT_TRUE(Exists(StreamOf("a"))) << "the user may not remove it";
+    EXPECT_FALSE(Exists(StreamOf("b"))) << "the user may remove it";
+    EXPECT_THAT(Left(), IsEmpty()) << "entries go in any case";
+    EXPECT_THAT(SyslogSink::Get().Texts(),
+                ElementsAre(MatchesRegex(Plain("GC fail " + StreamOf("a")))));
 }

@@ -15,6 +15,7 @@ using namespace NAVO::VELLUMO;
 using namespace vellumo::test;
 using testing::ElementsAre;
 using testing::IsEmpty;
+using testing::SizeIs;
 
 namespace {
 
@@ -53,6 +54,8 @@ TEST_F(Scheduler, InstanceIsOneWhateverTheArguments) {
 }
 
 TEST_F(Scheduler, FreshPoolTakesNoLock) {
+    const Pool fresh(MAX_USING_COUNT, MAX_MEMORY_COUNT, PARALLEL_COUNT);
+    EXPECT_THAT(PlatformDouble::Get().CallsOf("NLIBCFileTouch"), SizeIs(1)) << "it was not seen";
     EXPECT_THAT(PlatformDouble::Get().CallsOf("NLIBCFileLockTimeByFile"), IsEmpty());
 }
 
