@@ -198,9 +198,7 @@ void RealToolsTest::ExpectNothingLeft() {
     if (!_product.empty()) {
         EXPECT_EQ(unlink(_product.c_str()), 0) << _product;
     }
-    for (const char* directory : {"/source", "/target"}) {
-        EXPECT_THAT(Names(kScratch + std::string(directory)), testing::IsEmpty());
-    }
+    EXPECT_THAT(ScratchFiles(), testing::IsEmpty());
     for (const std::string& name : Names(kScratch)) {
         if (name.starts_with(".warm-")) {
             EXPECT_THAT(Names(kScratch + ("/" + name) + "/rooms"), testing::IsEmpty());

@@ -73,7 +73,7 @@ TEST_F(CacheContention, SixProcessesThatWantOnePdfConvertItOnce) {
     EXPECT_THAT(DockerCalls(), SizeIs(1));
     EXPECT_THAT(RowsOf("SELECT * FROM cache"), SizeIs(1));
     EXPECT_EQ(State()["runningFiles"], Parsed("{}"));
-    EXPECT_THAT(Names(kTargetDir), IsEmpty());
+    EXPECT_THAT(ScratchFiles(), IsEmpty());
 }
 
 TEST_F(CacheContention, SixProcessesThatWantOneThumbnailMakeItOnce) {

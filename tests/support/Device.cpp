@@ -22,6 +22,7 @@ constexpr const char* kDocker = "/device/bin/docker";
 constexpr const char* kScript = "/device/tool-script";
 constexpr const char* kCalls = "/device/docker-calls";
 constexpr const char* kOverlap = "/device/overlap";
+constexpr const char* kAttributes = ".navoea";
 
 constexpr const char* kShares =
     "[global]\n"
@@ -77,12 +78,26 @@ std::vector<std::string> Names(const std::string& directory) {
     std::vector<std::string> names;
     std::error_code error;
     for (const auto& entry : fs::directory_iterator(directory, error)) {
-        if (entry.path().filename() != ".navoea" || !fs::is_empty(entry.path())) {
-            names.push_back(entry.path().filename());
-        }
+        names.push_back(entry.path().filename());
     }
     std::sort(names.begin(), names.end());
     return names;
+}
+
+std::vector<std::string> ScratchFiles() {
+    std::vector<std::string> files;
+    for (const std::string& name : Names(kSourceDir)) {
+        if (name != kAttributes) {
+            files.push_back("source/" + name);
+        }
+    }
+    for (const std::string& name : Names(kSourceDir + std::string(kAttributes))) {
+        files.push_back("source/.navoea/" + name);
+    }
+    for (const std::string& name : Names(kTargetDir)) {
+        files.push_back("target/" + name);
+    }
+    return files;
 }
 
 void PlayTool(const Script& script) {

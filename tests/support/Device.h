@@ -21,9 +21,13 @@ std::string ReadFile(const std::string& path);
 bool Exists(const std::string& path);
 void MakeDirectory(const std::string& path);
 
-// Names in a directory, sorted; none when it is missing. The platform's own directory for
-// extended attributes, .navoea, is left out while it is empty.
+// Names in a directory, sorted; none when it is missing.
 std::vector<std::string> Names(const std::string& directory);
+
+// What lies in the scratch directories: "source/NAME" and "target/NAME". The platform's own
+// directory beside the scratch sources, .navoea, stays when it was made once; in its place there is
+// what lies in it, be it an empty directory: "source/.navoea/NAME".
+std::vector<std::string> ScratchFiles();
 
 // What is played in place of a converter, as the next calls of /usr/local/bin/docker see it.
 struct Script {

@@ -24,10 +24,6 @@ bool IsIdle() {
            state["navo1"]["using"] == 0 && state["navo2"]["using"] == 0;
 }
 
-bool ScratchIsEmpty() {
-    return Names(kSourceDir).empty() && Names(kTargetDir).empty();
-}
-
 // The ids of all processes that run the program.
 std::vector<pid_t> ToolProcesses() {
     std::vector<pid_t> processes;
@@ -53,9 +49,8 @@ protected:
     // no process of it lives.
     static void ExpectAllGone() {
         EXPECT_TRUE(ComesTrue(IsIdle)) << StateText();
-        EXPECT_TRUE(ComesTrue(ScratchIsEmpty))
-            << "sources " << testing::PrintToString(Names(kSourceDir)) << ", products "
-            << testing::PrintToString(Names(kTargetDir));
+        EXPECT_TRUE(ComesTrue([] { return ScratchFiles().empty(); }))
+            << testing::PrintToString(ScratchFiles());
         EXPECT_TRUE(ComesTrue([] { return ToolProcesses().empty(); }));
         EXPECT_THAT(Names(kOutputDir), IsEmpty());
     }

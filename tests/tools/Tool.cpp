@@ -143,8 +143,7 @@ void ToolTest::ExpectStatus(const Outcome& outcome, ExitCode code) {
 }
 
 void ToolTest::ExpectScratchEmpty() {
-    EXPECT_THAT(Names(kSourceDir), testing::IsEmpty());
-    EXPECT_THAT(Names(kTargetDir), testing::IsEmpty());
+    EXPECT_THAT(ScratchFiles(), testing::IsEmpty());
 }
 
 void ToolTest::ExpectPoolIdle() {

@@ -116,8 +116,7 @@ protected:
     }
 
     static void ExpectNoConversionLeft() {
-        EXPECT_THAT(Names(kSourceDir), IsEmpty());
-        EXPECT_THAT(Names(kTargetDir), IsEmpty());
+        EXPECT_THAT(ScratchFiles(), IsEmpty());
         EXPECT_EQ(State()["runningFiles"], Parsed("{}"));
     }
 

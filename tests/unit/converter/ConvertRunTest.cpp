@@ -11,16 +11,19 @@
 using namespace NAVO::VELLUMO;
 using namespace NAVO::VELLUMO::converter;
 using namespace vellumo::test;
+using testing::Each;
 using testing::ElementsAre;
 using testing::IsEmpty;
 using testing::MatchesRegex;
 using testing::SizeIs;
+using testing::StartsWith;
 
 namespace {
 
 constexpr auto kPriority = ContainerPoolManager::PRIORITY_HIGH;
 constexpr const char* kDocument = "/volume1/docs/report.docx";
 const std::string kScratch = "/volume1/docker/@tmp/Vellumo";
+const std::string kAttributes = std::string(kSourceDir) + ".navoea";
 const std::string kEnvironmentFailed =
     "Failed [! CreateConvertEnvironment(originPath, strFileType, _tmpSrcPath, _tmpTgtPath, "
     "IsNeedSameFolder())]";
@@ -54,10 +57,7 @@ protected:
     static std::string Failed(int line, const std::string& condition) {
         return Logged("Converter", line, "Failed [" + condition + "]");
     }
-    static void ExpectNothingLeft() {
-        EXPECT_THAT(Names(kSourceDir), IsEmpty());
-        EXPECT_THAT(Names(kTargetDir), IsEmpty());
-    }
+    static void ExpectNothingLeft() { EXPECT_THAT(ScratchFiles(), IsEmpty()); }
 
     path::Path _product;
 };
@@ -110,7 +110,7 @@ TEST_F(ConvertRun, ToolSeesTheDocumentsContent) {
 TEST_F(ConvertRun, DocumentStaysAndScratchSourceGoes) {
     EXPECT_EQ(ConvertDocument(), 1000);
     EXPECT_EQ(ReadFile(kDocument), "the document");
-    EXPECT_THAT(Names(kSourceDir), IsEmpty());
+    EXPECT_THAT(ScratchFiles(), ElementsAre(StartsWith("target/")));
     EXPECT_THAT(SyslogSink::Get().Texts(), IsEmpty());
 }
 
@@ -146,7 +146,7 @@ TEST_F(ConvertRun, DocumentThatCannotBeLinkedIsCopiedWithSharedExtents) {
     EXPECT_THAT(calls[1].arguments,
                 ElementsAre("/bin/cp", "187", "-f", "--reflink=auto", kDocument,
                             MatchesRegex(std::string(kSourceDir) + ".*\\.docx")));
-    EXPECT_THAT(Names(kSourceDir), IsEmpty());
+    EXPECT_THAT(ScratchFiles(), ElementsAre(StartsWith("target/")));
 }
 
 TEST_F(ConvertRun, CopyThatFailsUnnoticedIsLeftToTheTool) {
@@ -198,7 +198,7 @@ TEST_F(ConvertRun, NameTakenByAProductIsDrawnAgain) {
     EXPECT_EQ(PlatformDouble::Get().CallsOf("mkostemps").size(), 2U);
     EXPECT_NE(_product.GetFileName().substr(0, 6),
               firstSource.substr(firstSource.rfind('/') + 1, 6));
-    EXPECT_THAT(Names(kSourceDir), IsEmpty());
+    EXPECT_THAT(ScratchFiles(), ElementsAre(StartsWith("target/")));
 }
 
 TEST_F(ConvertRun, ProductOfTenBytesIsNone) {
@@ -355,21 +355,28 @@ TEST_F(ConvertRun, ScratchCopyThatIsMissingAfterwardsIsLogged) {
 }
 
 TEST_F(ConvertRun, ExtendedAttributesOfTheScratchSourceAreRemoved) {
+    std::vector<std::string> before;
+    PlatformDouble::Get().SetAnswer([&](const PlatformCall& call) -> std::optional<int> {
+        if (call.operation == "NLIBCExec") {
+            before = Names(kAttributes);
+        }
+        return std::nullopt;
+    });
     EXPECT_EQ(ConvertDocument(), 1000);
+    EXPECT_THAT(before, SizeIs(1)) << "there was nothing to remove";
+    EXPECT_THAT(Names(kAttributes), IsEmpty());
     const auto calls = PlatformDouble::Get().CallsOf("NLIBCExec");
     ASSERT_THAT(calls, SizeIs(1));
-    EXPECT_THAT(calls[0].arguments,
-                ElementsAre("/usr/bin/rm", "-rf",
-                            MatchesRegex(std::string(kSourceDir) + ".navoea/[A-Za-z0-9]{6}.docx"),
-                            "(null)", "(null)"));
-    EXPECT_FALSE(Exists(calls[0].arguments[2]));
+    EXPECT_THAT(calls[0].arguments, ElementsAre("/usr/bin/rm", "-rf",
+                                                MatchesRegex(kAttributes + "/[A-Za-z0-9]{6}.docx"),
+                                                "(null)", "(null)"));
 }
 
 TEST_F(ConvertRun, ExtendedAttributesThatCannotBeRemovedAreLoggedOnly) {
     PlatformDouble::Get().Always("NLIBCExec", -1);
     EXPECT_EQ(ConvertDocument(), 1000);
     EXPECT_THAT(Failures(), ElementsAre(Logged("Converter", 194, "remove eadir failed")));
-    EXPECT_THAT(Names(kTargetDir), SizeIs(1));
+    EXPECT_THAT(ScratchFiles(), ElementsAre(StartsWith("source/.navoea/"), StartsWith("target/")));
 }
 
 TEST_F(ConvertRun, SameJobWaitingAndRunningIsRefusedWithItsScratchFilesGone) {
@@ -418,5 +425,5 @@ TEST_F(ConvertRun, NamesWithBlanksQuotesDashesAndOtherBytesAreJustNames) {
         EXPECT_EQ(Convert<LibreOfficeConverter>("/volume1/docs/" + name), 1000) << name;
         EXPECT_EQ(ReadFile("/device/seen-source"), "content of " + name);
     }
-    EXPECT_THAT(Names(kSourceDir), IsEmpty());
+    EXPECT_THAT(ScratchFiles(), Each(StartsWith("target/")));
 }

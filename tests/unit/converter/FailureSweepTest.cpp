@@ -16,8 +16,10 @@
 using namespace NAVO::VELLUMO;
 using namespace vellumo::test;
 using testing::Contains;
+using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::IsEmpty;
+using testing::StartsWith;
 
 // One conversion, again and again: each time another one of its calls to the platform fails.
 namespace {
@@ -28,9 +30,9 @@ constexpr const char* kReport = "/device/sweep-report";
 // What a conversion gives in which a certain call failed.
 struct Outcome {
     const char* operation;
-    const char* argument;  // part of the call's first argument
+    const char* argument;  // part of the call's arguments
     int result;
-    const char* message;  // part of a message about it; null when nothing need be said
+    const char* message;  // part of a message about it; null when nothing is said
 };
 
 // The first line that fits the call decides.
@@ -55,6 +57,43 @@ const Outcome kOutcomes[] = {
     {"NLIBCExec", "/usr/bin/rm", 1000, "remove eadir failed"},
 };
 
+// The moments at which a user's conversion is root, in their order.
+struct Moment {
+    std::string place;
+    int result;           // without becoming root there
+    const char* message;  // about that
+};
+const Moment kMoments[] = {
+    {"utils:126", 1002, "cannot run as root"},
+    {"Path:52", 1000, "failed to change root"},
+    {"Converter:194", 1000, "remove eadir failed"},
+};
+
+// Each of them changes ids four times, which may fail each time.
+struct IdChange {
+    const char* operation;
+    const char* id;
+    bool enters;  // or else it leaves, and when it cannot, the process stays root
+};
+const IdChange kIdChanges[] = {
+    {"setresuid", " 0", true},
+    {"setresuid", " 0", true},
+    {"setresgid", " 0", false},
+    {"setresuid", " 65534", false},
+};
+
+// How many jobs the state file has at the end.
+struct Jobs {
+    unsigned waiting;
+    unsigned running;
+    int inContainer;
+};
+constexpr Jobs kNone{0, 0, 0};
+// The pool locks the file five times. When it cannot unlock it after one of them, the lock stays
+// with the process and nothing more is saved; only a lock for reading is given back before the next
+// one for writing.
+const Jobs kJobsWithoutUnlock[] = {kNone, {1, 0, 0}, {0, 1, 1}, {0, 1, 0}, kNone};
+
 bool Fits(const Outcome& outcome, const std::string& operation, const std::string& argument) {
     return operation == outcome.operation && argument.find(outcome.argument) != std::string::npos;
 }
@@ -62,11 +101,6 @@ bool Fits(const Outcome& outcome, const std::string& operation, const std::strin
 size_t OpenDescriptors() {
     using Entries = std::filesystem::directory_iterator;
     return static_cast<size_t>(std::distance(Entries("/proc/self/fd"), Entries()));
-}
-
-// Without these an (empty) extended-attribute directory cannot be removed, which is logged only.
-bool IsNeededToRemoveEADir(const std::string& operation) {
-    return operation == "NAVOEAPath" || operation == "NLIBCExec" || operation.starts_with("setres");
 }
 
 class FailureSweep : public DeviceTest {
@@ -101,18 +135,18 @@ protected:
 
     template <typename Converter>
     void Sweep(std::set<std::string>& failedOperations) {
+        _idChanges = 0;
+        _unlocks = 0;
         for (int k = 1; k < 100; ++k) {
             const Json::Value report = ConvertWithCallFailing<Converter>(k);
             if (!report.isMember("operation")) {
-                EXPECT_EQ(report["result"], 1000) << "the conversion without any failure";
-                ExpectNothingLeft(report);
+                ExpectEnd(report);
                 return;
             }
             failedOperations.insert(report["operation"].asString());
             SCOPED_TRACE("call " + std::to_string(k) + " failed: " +
                          report["operation"].asString() + " " + report["argument"].asString());
             ExpectOutcome(report);
-            ExpectNothingLeft(report);
         }
         FAIL() << "the sweep did not come to an end";
     }
@@ -152,24 +186,73 @@ private:
         return report;
     }
 
-    static void ExpectOutcome(const Json::Value& report) {
-        const std::vector<std::string> messages = SyslogSink::Get().Texts();
-        if (report["operation"].asString().starts_with("setres")) {
-            return;  // the ids' own outcome is ExpectNothingLeft's business
+    // The conversion without any failure, after all those with one.
+    void ExpectEnd(const Json::Value& report) const {
+        EXPECT_EQ(report["result"], 1000);
+        EXPECT_THAT(SyslogSink::Get().Texts(), IsEmpty());
+        ExpectProduct(report);
+        ExpectLeft(report, {.jobs = kNone});
+        EXPECT_EQ(_idChanges, HasOtherUsers() ? std::size(kMoments) * std::size(kIdChanges) : 0);
+        EXPECT_EQ(_unlocks, std::size(kJobsWithoutUnlock));
+    }
+
+    void ExpectOutcome(const Json::Value& report) {
+        ExpectProduct(report);
+        const std::string operation = report["operation"].asString();
+        if (operation.starts_with("setres")) {
+            ExpectOutcomeOfIdChange(report, _idChanges++);
+            return;
         }
+        ExpectOutcomeOfOperation(report);
+        if (operation == "NLIBCFileUnlockByFile") {
+            ASSERT_LT(_unlocks, std::size(kJobsWithoutUnlock));
+            ExpectLeft(report, {.jobs = kJobsWithoutUnlock[_unlocks++], .descriptors = 1});
+            return;
+        }
+        // Without these the scratch source's directory of extended attributes cannot be removed.
+        const bool isRemoval = operation == "NAVOEAPath" || operation == "NLIBCExec";
+        ExpectLeft(report, {.jobs = kNone, .hasAttributes = isRemoval});
+    }
+
+    static void ExpectOutcomeOfOperation(const Json::Value& report) {
+        const std::vector<std::string> messages = SyslogSink::Get().Texts();
         for (const Outcome& outcome : kOutcomes) {
-            if (Fits(outcome, report["operation"].asString(), report["argument"].asString())) {
-                EXPECT_EQ(report["result"].asInt(), outcome.result);
-                if (outcome.message != nullptr) {
-                    EXPECT_THAT(messages, Contains(HasSubstr(outcome.message)));
-                }
-                return;
+            if (!Fits(outcome, report["operation"].asString(), report["argument"].asString())) {
+                continue;
             }
+            EXPECT_EQ(report["result"].asInt(), outcome.result);
+            if (outcome.message == nullptr) {
+                EXPECT_THAT(messages, IsEmpty());
+            } else {
+                EXPECT_THAT(messages, Contains(HasSubstr(outcome.message)));
+            }
+            return;
         }
         FAIL() << "no outcome is specified for this call";
     }
 
-    static void ExpectNothingLeft(const Json::Value& report) {
+    // `number` of them failed before.
+    static void ExpectOutcomeOfIdChange(const Json::Value& report, size_t number) {
+        ASSERT_LT(number, std::size(kMoments) * std::size(kIdChanges));
+        const Moment& moment = kMoments[number / std::size(kIdChanges)];
+        const IdChange& change = kIdChanges[number % std::size(kIdChanges)];
+        EXPECT_EQ(report["operation"], change.operation);
+        EXPECT_EQ(report["argument"], change.id);
+        EXPECT_EQ(report["result"], change.enters ? moment.result : 1000);
+        if (change.enters) {
+            EXPECT_THAT(
+                SyslogSink::Get().Texts(),
+                ElementsAre(moment.place + " ERROR: IF_RUN_AS(0, 0)", HasSubstr(moment.message)));
+        } else {
+            EXPECT_THAT(SyslogSink::Get().Texts(),
+                        ElementsAre(moment.place + " ERROR: ~IF_RUN_AS(65534, 0)"));
+        }
+        const bool isRemoval = change.enters && &moment == std::end(kMoments) - 1;
+        ExpectLeft(report, {.jobs = kNone, .hasAttributes = isRemoval, .isRoot = !change.enters});
+    }
+
+    // The caller's, who removes it; or none.
+    static void ExpectProduct(const Json::Value& report) {
         const std::string product = report["product"].asString();
         if (report["result"] == 1000) {
             EXPECT_TRUE(Exists(product)) << product;
@@ -177,24 +260,38 @@ private:
         } else {
             EXPECT_EQ(product, "");
         }
-        const std::string operation = report["operation"].asString();
-        if (IsNeededToRemoveEADir(operation)) {
+    }
+
+    // What there is after a conversion, beside its product, that there was not before.
+    struct Left {
+        Jobs jobs;
+        unsigned descriptors = 0;
+        bool hasAttributes = false;  // of the scratch source
+        bool isRoot = false;
+    };
+    static void ExpectLeft(const Json::Value& report, const Left& left) {
+        if (left.hasAttributes) {
+            EXPECT_THAT(ScratchFiles(), ElementsAre(StartsWith("source/.navoea/")));
             std::filesystem::remove_all(std::string(kSourceDir) + ".navoea");
         }
-        EXPECT_THAT(Names(kSourceDir), IsEmpty());
-        EXPECT_THAT(Names(kTargetDir), IsEmpty());
-        if (operation == "NLIBCFileUnlockByFile") {
-            return;  // the lock stays with the process until it ends, and so nothing more is saved
-        }
-        EXPECT_EQ(report["leakedDescriptors"].asUInt64(), 0U);
-        EXPECT_EQ(State()["navo1"]["using"], 0);
-        EXPECT_FALSE(State().isMember("runningQueue") && !State()["runningQueue"].empty());
-        EXPECT_FALSE(State().isMember("waitingQueue") &&
-                     State()["waitingQueue"] != Parsed("[{},{},{}]"));
-        if (!operation.starts_with("setres")) {
-            EXPECT_TRUE(report["sameUser"].asBool());
-        }
+        EXPECT_THAT(ScratchFiles(), IsEmpty());
+        EXPECT_EQ(report["leakedDescriptors"].asUInt64(), left.descriptors);
+        EXPECT_EQ(report["sameUser"].asBool(), !left.isRoot);
+        ExpectJobs(left.jobs);
     }
+    static void ExpectJobs(const Jobs& jobs) {
+        Json::Value state = State();
+        unsigned waiting = 0;
+        for (const Json::Value& priority : state["waitingQueue"]) {
+            waiting += priority.size();
+        }
+        EXPECT_EQ(waiting, jobs.waiting) << "jobs waiting";
+        EXPECT_EQ(state["runningQueue"].size(), jobs.running) << "jobs running";
+        EXPECT_EQ(state["navo1"]["using"], jobs.inContainer);
+    }
+
+    size_t _idChanges = 0;  // that failed, in this sweep
+    size_t _unlocks = 0;
 };
 
 }  // namespace

@@ -47,8 +47,7 @@ protected:
         state.config["runningFiles"].removeMember(kMark);
     }
     static void ExpectNothingLeft() {
-        EXPECT_THAT(Names(kSourceDir), IsEmpty());
-        EXPECT_THAT(Names(kTargetDir), IsEmpty());
+        EXPECT_THAT(ScratchFiles(), IsEmpty());
         EXPECT_EQ(State()["runningFiles"], Parsed("{}"));
     }
 };

@@ -51,8 +51,7 @@ protected:
         ExpectNothingLeft();
     }
     static void ExpectNothingLeft() {
-        EXPECT_THAT(Names(kSourceDir), IsEmpty());
-        EXPECT_THAT(Names(kTargetDir), IsEmpty());
+        EXPECT_THAT(ScratchFiles(), IsEmpty());
         EXPECT_EQ(State()["runningFiles"], Parsed("{}"));
     }
 };
