@@ -1,6 +1,9 @@
 // SPDX-License-Identifier: Apache-2.0
+#include <algorithm>
+#include <map>
 #include <sstream>
 
+#include "Manual.h"
 #include "Process.h"
 #include "StateFile.h"
 #include "Tool.h"
@@ -11,14 +14,20 @@ using testing::Contains;
 using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::IsSupersetOf;
+using testing::PrintToString;
 using vellumo::cli::ExitCodes;
 
 namespace {
 
+using Words = std::vector<std::string>;
+
 const std::string kManual = std::string(VELLUMO_TOOL_SOURCES) + "/vellumo.1";
 const std::string kCompletion = std::string(VELLUMO_TOOL_SOURCES) + "/completion/vellumo.bash";
 
-std::string Help(std::vector<std::string> command) {
+// The manual tells of these in its description, once for all.
+const Options kOfEveryCommand{"-h", "--help", "--json"};
+
+std::string Help(Words command) {
     command.emplace_back("--help");
     const Outcome outcome = RunTool(command);
     EXPECT_EQ(outcome.status, 0);
@@ -26,12 +35,67 @@ std::string Help(std::vector<std::string> command) {
     return outcome.out;
 }
 
-// The long options in a text.
-std::vector<std::string> OptionsIn(const std::string& text) {
-    std::vector<std::string> options;
-    for (size_t at = text.find("--"); at != std::string::npos; at = text.find("--", at + 2)) {
-        const size_t end = text.find_first_not_of("abcdefghijklmnopqrstuvwxyz-", at + 2);
-        options.push_back(text.substr(at, end - at));
+bool HaveOneInCommon(const Options& some, const Options& others) {
+    return std::any_of(some.begin(), some.end(),
+                       [&](const std::string& option) { return others.contains(option); });
+}
+
+// The entries below `title` in a help text: lines that are indented by two blanks.
+Words BlockOf(const std::string& help, const std::string& title) {
+    Words entries;
+    std::istringstream lines(help);
+    std::string line;
+    while (std::getline(lines, line) && line != title) {
+    }
+    while (std::getline(lines, line) && !line.empty()) {
+        if (line[2] != ' ') {
+            entries.push_back(line.substr(2));
+        }
+    }
+    return entries;
+}
+
+Words SubcommandsOf(const Words& command) {
+    Words subcommands;
+    for (const std::string& line : BlockOf(Help(command), "Subcommands:")) {
+        subcommands.push_back(line.substr(0, line.find(' ')));
+    }
+    return subcommands;
+}
+
+std::string Joined(const Words& words) {
+    std::string joined;
+    for (const std::string& word : words) {
+        joined += (joined.empty() ? "" : " ") + word;
+    }
+    return joined;
+}
+
+// A command and its subcommands, for all commands.
+std::vector<Words> AllCommands() {
+    std::vector<Words> commands{{}};
+    for (const std::string& command : SubcommandsOf({})) {
+        commands.push_back({command});
+        for (const std::string& subcommand : SubcommandsOf({command})) {
+            commands.push_back({command, subcommand});
+        }
+    }
+    EXPECT_THAT(commands, IsSupersetOf({Words{"pdf"}, Words{"record", "update"}}));
+    return commands;
+}
+
+// A command's own options, each with all its spellings.
+std::vector<Options> OptionsOf(const Words& command) {
+    std::vector<Options> options;
+    for (const std::string& line : BlockOf(Help(command), "Options:")) {
+        std::istringstream names(line.substr(0, line.find(' ')));
+        Options spellings;
+        for (std::string name; std::getline(names, name, ',');) {
+            spellings.insert(name);
+        }
+        if (!HaveOneInCommon(spellings, kOfEveryCommand)) {
+            options.push_back(spellings);
+        }
     }
     return options;
 }
@@ -92,34 +156,32 @@ TEST_F(DocumentationTest, TheManualPrintsTheTableOfExitCodes) {
     EXPECT_THAT(manual, HasSubstr(expected + ".El\n"));
 }
 
-TEST_F(DocumentationTest, TheManualTellsEveryOption) {
-    const std::string manual = ReadFile(kManual);
-    for (const std::vector<std::string>& command : {std::vector<std::string>{},
-                                                    {"pdf"},
-                                                    {"thumbnail"},
-                                                    {"cache"},
-                                                    {"cache", "list"},
-                                                    {"cache", "size"},
-                                                    {"cache", "clean"},
-                                                    {"cache", "remove"},
-                                                    {"cache", "collect"},
-                                                    {"path"},
-                                                    {"check"},
-                                                    {"pool"},
-                                                    {"pool", "remove"},
-                                                    {"pool", "status"},
-                                                    {"pool", "up"},
-                                                    {"pool", "down"},
-                                                    {"pool", "doctor"},
-                                                    {"pool", "reset"},
-                                                    {"queue", "list"},
-                                                    {"queue", "add"},
-                                                    {"queue", "has"},
-                                                    {"record", "create"},
-                                                    {"record", "update"}}) {
-        for (const std::string& option : OptionsIn(Help(command))) {
-            EXPECT_THAT(manual, HasSubstr("Fl -" + option.substr(2))) << option;
+TEST_F(DocumentationTest, TheManualTellsOfEachCommandItsOptionsAndNoOther) {
+    const Manual manual(ReadFile(kManual));
+    for (const Words& command : AllCommands()) {
+        const std::string name = Joined(command);
+        const Options told = manual.Of(name);
+        Options known = kOfEveryCommand;
+        for (const Options& spellings : OptionsOf(command)) {
+            EXPECT_TRUE(HaveOneInCommon(spellings, told))
+                << "not told of vellumo " << name << ": " << PrintToString(spellings);
+            known.insert(spellings.begin(), spellings.end());
         }
+        EXPECT_THAT(known, IsSupersetOf(told)) << "told of vellumo " << name;
+    }
+}
+
+TEST_F(DocumentationTest, TheManualsSectionsNameNoOptionOfAnotherCommand) {
+    const Manual manual(ReadFile(kManual));
+    std::map<std::string, Options> known;  // of each command and all of its subcommands
+    for (const Words& command : AllCommands()) {
+        for (const Options& spellings : OptionsOf(command)) {
+            known[command.empty() ? "" : command[0]].insert(spellings.begin(), spellings.end());
+        }
+    }
+    EXPECT_THAT(manual.InSectionOf("pdf"), Contains("--pages")) << "nothing was found";
+    for (const auto& [command, options] : known) {
+        EXPECT_THAT(options, IsSupersetOf(manual.InSectionOf(command))) << "vellumo " << command;
     }
 }
 
@@ -156,38 +218,15 @@ TEST_F(DocumentationTest, CompletionOffersCommands) {
 }
 
 TEST_F(DocumentationTest, CompletionOffersEveryOptionOfACommand) {
-    for (const std::vector<std::string>& command : {std::vector<std::string>{"pdf"},
-                                                    {"thumbnail"},
-                                                    {"cache", "list"},
-                                                    {"cache", "size"},
-                                                    {"cache", "clean"},
-                                                    {"cache", "remove"},
-                                                    {"cache", "collect"},
-                                                    {"path"},
-                                                    {"check"},
-                                                    {"pool", "list"},
-                                                    {"pool", "add"},
-                                                    {"pool", "remove"},
-                                                    {"pool", "status"},
-                                                    {"pool", "up"},
-                                                    {"pool", "down"},
-                                                    {"pool", "doctor"},
-                                                    {"pool", "reset"},
-                                                    {"queue", "list"},
-                                                    {"queue", "add"},
-                                                    {"queue", "next"},
-                                                    {"queue", "done"},
-                                                    {"queue", "has"},
-                                                    {"record", "create"},
-                                                    {"record", "show"},
-                                                    {"record", "update"},
-                                                    {"record", "delete"}}) {
-        std::vector<std::string> words = command;
+    for (const Words& command : AllCommands()) {
+        Words words = command;
         words.emplace_back("-");
-        const std::vector<std::string> completions = Completions(words);
-        const std::string help = Help(command);
-        for (const std::string& option : OptionsIn(help.substr(0, help.find("Examples:")))) {
-            EXPECT_THAT(completions, Contains(option)) << command.back();
+        const Words completions = Completions(words);
+        const Options offered(completions.begin(), completions.end());
+        EXPECT_THAT(offered, IsSupersetOf({"--help", "--json"})) << "vellumo " << Joined(command);
+        for (const Options& spellings : OptionsOf(command)) {
+            EXPECT_TRUE(HaveOneInCommon(spellings, offered))
+                << "vellumo " << Joined(command) << " " << PrintToString(spellings);
         }
     }
 }
