@@ -8,6 +8,7 @@
 #include <stdexcept>
 #include <vector>
 
+#include "OpenTree.h"
 #include "Process.h"
 
 namespace vellumo::test {
@@ -46,8 +47,9 @@ ShellTest::ShellTest() : _folder(testing::TempDir() + "vellumo-deploy.XXXXXX") {
     if (mkdtemp(_folder.data()) == nullptr) {
         throw std::runtime_error("cannot make " + _folder);
     }
-    // Other users' tests enter it.
+    // Other users' tests enter it, and run what has been built.
     fs::permissions(_folder, fs::perms{0755});
+    OpenTreeToOtherUsers();
 }
 
 ShellTest::~ShellTest() {

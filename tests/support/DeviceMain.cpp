@@ -5,6 +5,7 @@
 #include <cstring>
 
 #include "DeviceView.h"
+#include "OpenTree.h"
 
 int main(int argc, char** argv) {
     const bool listing = std::any_of(argv, argv + argc, [](const char* argument) {
@@ -12,6 +13,7 @@ int main(int argc, char** argv) {
     });
     if (!listing) {
         vellumo::test::EnterDeviceView(argc, argv);
+        vellumo::test::OpenTreeToOtherUsers();
     }
     testing::InitGoogleTest(&argc, argv);
     return RUN_ALL_TESTS();
