@@ -12,15 +12,17 @@ struct sqlite3;
 
 namespace NAVO::VELLUMO {
 
-// One row of a result: column name to value as text. NULL is the text "NULL".
+// One row of a result: column name to value, as text. SQL's NULL is the text "NULL".
 using Row = std::map<std::string, std::string>;
 
-// One SQLite connection, and the three things that every database of the package does with it.
+// One SQLite connection, with the operations that all databases of the package share.
 //
-// Failures are logged and become false. An object belongs to one thread at a time; processes are
-// kept apart by SQLite's own locks on the database file.
+// Operations that fail return false and, except for Open, write a message to the system log. One
+// thread at a time may use an object. Several processes may use one database file: SQLite's own
+// locks keep them apart.
 class VELLUMO_API BaseDB {
 public:
+    // Leaves the connection closed: set `path`, then call Open.
     BaseDB() = default;
 
     // Closes the connection.
@@ -28,32 +30,35 @@ public:
     BaseDB(const BaseDB&) = delete;
     BaseDB& operator=(const BaseDB&) = delete;
 
-    // Opens `path`, creating the file when it is missing (its directory must exist); each statement
-    // waits up to 1000 milliseconds for a lock of another process. False when it cannot be opened:
-    // every statement then fails. Nothing is logged.
+    // Opens the database file `path` and creates it if it is missing; its directory must exist.
+    // Returns false, without a message, when the file cannot be opened; every statement then fails.
+    // From then on each statement waits for at most 1000 milliseconds for another process's lock.
     bool Open();
 
-    // Runs `sql` and appends a row for each row of its result to `rows`. False, with a message in
-    // the system log, when SQLite fails; rows that came before stay in `rows`.
+    // Runs `sql` and appends each row of its result to `rows`. Returns false, with a message in the
+    // system log, when SQLite fails; the rows read before that stay in `rows`.
     bool QueryResult(const std::string& sql, std::vector<Row>& rows);
 
-    // Runs `sql`, one or more statements, in an immediate transaction. While another process holds
-    // the database locked, beginning is tried 100 times, half a second apart and each up to a
-    // second long. False, with a message in the system log, when it could not be begun, failed (it
-    // is rolled back then) or could not be committed; after the 100th try the statements run
-    // without a transaction, so that they may have been carried out nevertheless.
+    // Runs `sql`, one or more statements, in an immediate transaction.
+    //
+    // Returns false, with a message in the system log, when the transaction cannot be begun, when a
+    // statement fails (the transaction is then rolled back) or when it cannot be committed.
+    // While another process holds the database locked, it tries to begin 100 times, half a second
+    // apart; each attempt waits for at most one second. After the 100th attempt it runs the
+    // statements without a transaction: they may have taken effect although it returns false.
     bool ExecTransaction(const std::string& sql);
 
-    // Runs `sql` as it is, outside a transaction. False, with a message in the system log, when
-    // SQLite fails.
+    // Runs `sql` as it is, outside a transaction. Returns false, with a message in the system log,
+    // when SQLite fails.
     bool Exec(const std::string& sql);
 
-    // `value` as the inside of an SQL text, single quotes doubled; with the quotes around it when
-    // `quoted`. Empty, with a message in the system log, when there is no memory for it.
+    // Returns `value` for use in an SQL text: every single quote is doubled and, when `quoted`,
+    // single quotes stand around the whole. Returns "", with a message in the system log, when
+    // there is not enough memory.
     static std::string EscapeString(const std::string& value, bool quoted);
 
-    sqlite3* db = nullptr;  // null while closed
-    std::string path;       // file of the database
+    sqlite3* db = nullptr;  // the connection; null while it is closed
+    std::string path;       // the database file
 };
 
 }  // namespace NAVO::VELLUMO

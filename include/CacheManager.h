@@ -11,75 +11,90 @@
 
 namespace NAVO::VELLUMO {
 
-// What was derived from documents: named streams beside each document, in its extended-attribute
-// directory, indexed in cache.db (SZF_CACHE_DB_PATH) by the pair of the document's real path (the
-// "target") and the stream's name (SZK_THUMB_PDF_TYPE, …).
+// The cache of what was made from documents. Each product is a stream: a named file in the
+// document's extended-attribute directory. An index, cache.db (SZF_CACHE_DB_PATH), lists streams by
+// the document's real path (the "target") and the stream's name (SZK_THUMB_PDF_TYPE, …).
 //
-// A document's streams go when its modification time is no longer the one recorded when the first
-// of them was stored; streams used longest ago go when all of them together exceed a limit.
+// The cache removes all streams of a document when the document's modification time differs from
+// the one recorded when the first of them was stored. When all streams together exceed a limit, it
+// removes those that were accessed longest ago.
+//
+// Create an object for one operation and use it in one thread. It becomes root for moments: no
+// other thread may change the effective ids at that time. SQLite's locks keep processes apart in
+// the index. Files of streams have no lock: a process that opens a stream while another removes it
+// either reads all of it or cannot open it.
+// Changes of the index wait for at most 150 seconds for another process's lock, queries for at most
+// one second.
+//
 // Tables: cache_target(path, modify) and cache(stream, size, access, target); times in seconds
 // since the epoch, sizes in bytes.
-//
-// An object is made for one operation, belongs to one thread and becomes root for moments, so no
-// other thread may do the same at that time. Processes are kept apart by SQLite; files of streams
-// have no lock, so a stream that is being collected is read whole or not at all.
 class VELLUMO_API CacheManager {
 public:
-    // Opens cache.db and creates its tables where they are missing. `opened` tells whether that
-    // worked; if not, it was logged, and statements that follow fail and are logged.
-    // `autoCollect`: collect garbage and compact the database after every Set. `sizeLimit`: bytes
-    // that all streams together may have before garbage is collected.
+    // Opens cache.db and creates its tables if they are missing. `opened` tells whether that
+    // worked; if not, a message is in the system log, and statements that follow fail and are
+    // logged too.
+    // `autoCollect`: collect garbage and compact the database after every Set. `sizeLimit`: how
+    // many bytes all streams together may have before garbage is collected.
     CacheManager(bool autoCollect, long sizeLimit);
     ~CacheManager();
     CacheManager(const CacheManager&) = delete;
     CacheManager& operator=(const CacheManager&) = delete;
 
-    // Stores the file `source` as a stream of `target`, moving it (`move`) or copying it. What is
-    // cached for an older version of the document is removed first.
-    // False when either file cannot be looked at or the document's directory cannot be had; true
-    // otherwise, also when the move or the entry in the index failed, which is logged.
+    // Stores the file `source` as a stream of `target`: moves it when `move`, else copies it.
+    // Before that, removes what is cached for an older version of the document.
+    // Returns false when `source` or `target` cannot be examined or the document's
+    // extended-attribute directory cannot be created; nothing is then stored. Otherwise returns
+    // true, also when the move, the copy or the entry in the index fails; that is logged.
     bool Set(const std::string& source, const std::string& target, const std::string& stream,
              bool move);
 
-    // Opens the stream for reading into `in`; the index need not know it. Removes all of the
-    // document's streams first when the document has changed. Notes the access. False when there
-    // is no such stream.
+    // Opens the stream for reading into `in`; the index need not list it. Before that, removes all
+    // streams of the document when the document has changed. Records the access in the index.
+    // Returns false when there is no such stream, when the platform refuses the path or, with a
+    // message in the system log, when the process cannot become root.
     bool Get(const std::string& target, const std::string& stream, std::ifstream& in);
 
-    // Whether the document's modification time differs from the one recorded; false for a document
-    // that is not there or not recorded.
+    // Whether the document's modification time differs from the recorded one. False for a document
+    // that does not exist or is not recorded.
     bool IsTargetModified(const std::string& target);
 
-    // Removes all streams of `target` that the index lists: the files, then the entries.
+    // Removes all streams of `target` that the index lists: first the files, as root, then the
+    // entries. The second and the third operation do one half each. Failures are logged.
     void CleanCache(const std::string& target);
     void CleanCacheInEADir(const std::string& target);
     void CleanCacheInDB(const std::string& target);
 
-    // Removes one stream and its entry. False only when the document's directory cannot be had;
-    // other failures are logged.
+    // Removes one stream, with the caller's own rights, and its entry. Returns false only when the
+    // document's extended-attribute directory cannot be created; other failures are logged.
     bool Remove(const std::string& target, const std::string& stream);
 
-    // Makes sure that the document's extended-attribute directory exists, made by root.
+    // Creates the document's extended-attribute directory, as root, if it is missing. Returns false
+    // when the platform refuses the path, when the directory cannot be created or, with a message
+    // in the system log, when the process cannot become root.
     static bool MakeEADir(const std::string& target);
 
-    // Sets `path` to the file of a stream, and makes sure that its directory exists.
+    // Sets `path` to the file of a stream, and creates its directory as MakeEADir does. Returns
+    // false, with `path` untouched, when MakeEADir fails or the platform refuses the stream's name.
     static bool GetEAPath(const std::string& target, const std::string& stream, std::string& path);
 
-    // Entries of the index. `modify`: the document's modification time; it stays the first one
-    // recorded. `size`: the stream's; it stays the first one recorded too. InsertCache and
-    // UpdateCache note the current time as the last access. False, with a message, on failure.
+    // Write entries of the index; InsertDB does what InsertTarget and InsertCache do. `modify`: the
+    // document's modification time. `size`: the stream's size. Of each, the first value recorded
+    // stays. InsertCache and UpdateCache record the current time as the last access.
+    // Return false, with a message in the system log, on failure.
     bool InsertDB(const std::string& target, long modify, const std::string& stream, long size);
     bool InsertTarget(const std::string& target, long modify);
     bool InsertCache(const std::string& target, const std::string& stream, long size);
     bool UpdateCache(const std::string& target, const std::string& stream);
 
-    // Bytes beyond the limit; 0 within it and on failure.
+    // Returns how many bytes all streams together have beyond the limit; 0 within it and on
+    // failure.
     int64_t CalculateGCSize();
 
-    // When there are bytes beyond the limit, removes streams, those accessed longest ago first,
-    // until more than that has been counted; then the entries of documents without streams. Each
-    // stream counts as much as the first one removed in this run. Files are removed with the
-    // caller's own rights, while their entries go in any case: the caller should be root.
+    // When the streams exceed the limit, removes streams, those accessed longest ago first, until
+    // the removed ones count more bytes than the excess. Then removes the entries of documents
+    // without streams. Every stream counts with the size of the first one in this order.
+    // Removes files with the caller's own rights but their entries in any case, so the caller
+    // should be root.
     void GarbageCollect();
 
 private:
@@ -90,8 +105,8 @@ private:
     BaseDB _db;
 
 public:
-    // Here, since the order of the fields is part of the binary interface.
-    bool opened = false;  // whether the database is open with its tables in place
+    // Declared last because the order of the fields is part of the binary interface.
+    bool opened = false;  // whether the database is open and has its tables
 };
 
 }  // namespace NAVO::VELLUMO

@@ -13,82 +13,86 @@ namespace NAVO::VELLUMO {
 
 // Decides, across all processes, which conversion command runs when and in which container.
 //
-// Nothing is kept in memory: the state file (SZF_CONFIG_PATH) holds
+// It keeps nothing in memory: the state file (SZF_CONFIG_PATH) holds
 //   "waitingQueue"  array of 3 objects by priority, each job key -> true
 //   "runningQueue"  object, job key -> true
 //   "navo…"         one object per container: "using" (commands in it now), "used" (ever started)
-// Members of any other form read as absent and are replaced when they are written. The container
-// members themselves are made by whoever sets the containers up.
+// A member of any other form counts as absent and is replaced when it is written. Whoever sets up
+// the containers creates their members.
 //
-// Every operation takes the file's lock as it needs and reports nothing but its result: a lock,
-// load or save that fails is logged by ConfigManager and does not stop it. Processes may use it at
-// once; the threads of one process may not.
+// Every operation takes the file's lock itself and reports only its own result: a lock, load or
+// save that fails does not stop it (ConfigManager.h tells which failures are logged). Several
+// processes may use the pool at once; several threads of one process may not.
 class VELLUMO_API ContainerPoolManager {
 public:
-    // Larger is more urgent.
+    // The larger, the more urgent.
     enum Priority : int32_t { PRIORITY_LOW = 0, PRIORITY_NORMAL = 1, PRIORITY_HIGH = 2 };
 
-    // One job; refers to the caller's data and owns nothing.
+    // One job. Refers to the caller's data, which must outlive it, and owns nothing.
     struct Task {
-        const std::string& key;                   // all elements of `command`, put together
+        const std::string& key;                   // all elements of `command`, joined
         const std::vector<std::string>& command;  // the tool and its arguments
         Priority priority;
     };
 
-    // `maxUsingCount` and `maxMemoryCount` (bytes) are kept but not consulted; `parallelCount` is
-    // how many commands may run in one container at once.
+    // Touches no file. `maxUsingCount` and `maxMemoryCount` (bytes) are stored and not used;
+    // `parallelCount` is how many commands may run in one container at once.
     ContainerPoolManager(int maxUsingCount, int maxMemoryCount, int parallelCount);
     virtual ~ContainerPoolManager();
     ContainerPoolManager(const ContainerPoolManager&) = delete;
     ContainerPoolManager& operator=(const ContainerPoolManager&) = delete;
 
-    // Queues `command`, blocks until it is the most urgent and a container is free (however long
-    // that takes), runs it there under the 120-second limit and gives the slot back.
+    // Queues `command`, waits until no job of higher priority waits and a container is free, runs
+    // the command there with a time limit of 120 seconds and releases the slot.
     //
     // Returns 1000 when the command ran and ended, whatever its exit status; 1001 when the time
     // limit ended it; 1002 when it could not be started or waited for; 1003, at once, when the same
     // command is both waiting and running already.
-    // Raises the niceness of the calling process for good: 19 for low, 10 for normal priority.
+    // Raises the niceness of the calling process for good: to 19 for low priority, to 10 for normal
+    // priority. Blocks until the command has ended; the wait for a container has no time limit.
     virtual int Execute(const std::vector<std::string>& command, Priority priority);
 
-    // The process's one pool. The first call creates it with these arguments, later calls' are
-    // ignored; it is destroyed at exit.
+    // Returns the process's one pool, which the caller must not delete: it is destroyed at exit.
+    // The first call creates it with these arguments; later calls ignore theirs.
     static ContainerPoolManager* Instance(int maxUsingCount, int maxMemoryCount, int parallelCount);
 
-    // Whether the job is waiting at its priority and running as well; one of the two is not enough.
+    // Whether the job is both waiting at its priority and running; one of the two is not enough.
     bool IsJobExist(const Task& task);
 
+    // Add the job to a queue or remove it; nothing changes when it is there, or absent, already.
     void AddWaitingQueue(const Task& task);
     void RemoveWatitingQueue(const Task& task);
     void AddRunningQueue(const Task& task);
     void RemoveRunningQueue(const Task& task);
 
-    // Whether no job of higher priority waits. Among jobs of one priority there is no order.
+    // Whether no job of higher priority waits. Jobs of one priority have no order among themselves.
     bool IsHighestPriority(const Task& task);
 
-    // Adds `delta` to the container's "using", 0 being the least; a delta of 1 also counts in
-    // "used".
+    // Adds `delta` to the container's "using", which never falls below 0. A `delta` of 1 also adds
+    // 1 to "used". The other two pass a `delta` of 1 and -1.
     void AdjustUsingCount(const std::string& container, int delta);
     void IncUsingCount(const std::string& container);
     void DecUsingCount(const std::string& container);
 
-    // Sets `names` to the containers' names in ascending byte order.
+    // Sets `names` to the names of all containers, in ascending byte order.
     void GetContainerNames(std::vector<std::string>& names);
 
-    // Sets `container` to the first container with a free slot. Low-priority jobs never get the
-    // first container by name: it is kept for the others. False, with `container` untouched, when
-    // there is none.
+    // Sets `container` to the first container, by name, that has a free slot. Low-priority jobs
+    // never get the very first container: it is reserved for the others. Returns false, with
+    // `container` untouched, when no container is free.
     bool GetAvailContainer(const Task& task, std::string& container);
 
-    // Claims a slot in one locked step: the job leaves the waiting queue, enters the running queue
-    // and counts in `container`. False when it is not its turn or no container is free.
+    // Claims a slot under one lock: sets `container`, counts the job in it and moves the job from
+    // the waiting queue to the running queue. Returns false when a job of higher priority waits or
+    // no container is free. The caller releases the slot with DecUsingCount and RemoveRunningQueue.
     bool IsReadyToExecute(const Task& task, std::string& container);
 
-    // Tries IsReadyToExecute every USLEEP_TIME microseconds until it succeeds; returns true.
+    // Calls IsReadyToExecute every USLEEP_TIME microseconds until it succeeds, and returns true.
+    // Blocks without a time limit.
     bool WaitToExecute(const Task& task, std::string& container);
 
-    // Runs the task's command in `container`, whose slot the caller holds; results as Execute's
-    // 1000 to 1002.
+    // Runs the task's command in `container`; the caller holds the slot. Returns 1000 to 1002,
+    // raises the niceness and blocks as Execute does.
     int ExecuteCommand(const Task& task, const std::string& container);
 
 private:

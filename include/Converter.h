@@ -14,53 +14,54 @@
 
 namespace NAVO::VELLUMO::converter {
 
-// One conversion of one file by one command-line tool in a container. An object lives on its user's
-// stack, serves one Convert at a time and is never deleted through its base; it belongs to one
-// thread.
+// One conversion of one file by one command-line tool in a container. Create an object on the
+// stack; it cannot be deleted through its base. It runs one Convert at a time, in one thread.
 class VELLUMO_API ConverterBase {
 public:
-    // `priority` goes to the container pool with the command. Sets no option, makes no file.
+    // `priority`: the command's priority in the container pool. Sets no option, creates no file.
     explicit ConverterBase(ContainerPoolManager::Priority priority);
     ConverterBase(const ConverterBase&) = delete;
     ConverterBase& operator=(const ConverterBase&) = delete;
 
-    // Converts the file `src` to `targetType` ("pdf", "png", "jpg"): puts a link or copy of it into
-    // the scratch source directory, runs the tool through the container pool (blocking until a slot
-    // is free and the tool has ended) and checks the product.
+    // Converts the file `src` to `targetType` ("pdf", "png", "jpg"): puts a link to it or a copy of
+    // it into the scratch source directory, runs the tool through the container pool and checks the
+    // product. Never changes the document itself.
     //
     // On success returns 1000 and sets "realPath" of `dst` to the product in the scratch target
-    // directory; the caller moves or deletes that file. Otherwise `dst` is untouched and no scratch
-    // file is left: 1001 the tool reached its time limit; 1002 it could not be started or left no
-    // product larger than 10 bytes; 1003 the conversion could not be prepared, or the same command
-    // is waiting and running already. Reasons are in the system log. The document itself is never
-    // changed.
+    // directory; the caller moves or deletes that file. Otherwise leaves `dst` untouched and no
+    // scratch file behind, and returns
+    //   1001  when the tool reached its time limit,
+    //   1002  when the tool could not be started or left no product larger than 10 bytes,
+    //   1003  when the conversion could not be prepared, or the same command is both waiting and
+    //         running already.
+    // The system log tells the reasons. Blocks until a container is free and the tool has ended.
     virtual int Convert(const std::string& targetType, const path::Path& src, path::Path& dst);
 
-    // Whether the product must carry the scratch source's base name, because the tool names its
+    // Whether the product must have the scratch source's base name because the tool names its
     // output after its input.
     virtual bool IsNeedSameFolder();
 
-    // Replaces the content of `argv` by the tool and its arguments, with paths as seen inside a
+    // Replaces the content of `argv` with the tool and its arguments. Paths are those inside a
     // container.
     virtual void GetCommand(std::vector<std::string>& argv) = 0;
 
     ContainerPoolManager::Priority _priority;
 
-    // Set by the caller before Convert; "PageRange" (text in the tool's own syntax, such as "1-1")
-    // is the only member that is read.
+    // Set by the caller before Convert. "PageRange" (text in the tool's own syntax, such as "1-1")
+    // is the only member that Convert reads.
     Json::Value _options;
 
-    path::Path _tmpSrcPath;  // the scratch link or copy of the source
-    path::Path _tmpTgtPath;  // the scratch product
+    path::Path _tmpSrcPath;  // the link or copy in the scratch source directory
+    path::Path _tmpTgtPath;  // the product in the scratch target directory
 
 protected:
     ~ConverterBase();
 };
 
 // Each converter's _supportTypeSet holds the file types (lower-case extensions without the dot)
-// that it takes as source; it never changes.
+// that it converts; it never changes.
 
-// Office documents, presentations and drawings through soffice, whole.
+// Converts whole office documents, presentations and drawings with soffice.
 class VELLUMO_API LibreOfficeConverter final : public ConverterBase {
 public:
     using ConverterBase::ConverterBase;
@@ -70,7 +71,7 @@ public:
     static std::set<std::string> _supportTypeSet;
 };
 
-// The same types through unoconv, whole or by "PageRange".
+// Converts the same types with unoconv: the whole document, or the pages of "PageRange".
 class VELLUMO_API UnoconvConverter final : public ConverterBase {
 public:
     using ConverterBase::ConverterBase;
@@ -79,7 +80,8 @@ public:
     static std::set<std::string> _supportTypeSet;
 };
 
-// Spreadsheets through unoconv, each sheet as wide as a page, whole or by "PageRange".
+// Converts spreadsheets with unoconv, each sheet as wide as a page: the whole document, or the
+// pages of "PageRange".
 class VELLUMO_API UnoconvSpreadSheetConverter final : public ConverterBase {
 public:
     using ConverterBase::ConverterBase;
@@ -88,7 +90,7 @@ public:
     static std::set<std::string> _supportTypeSet;
 };
 
-// Pages of a PDF by "PageRange"; all of them without one.
+// Cuts the pages of "PageRange" out of a PDF with pdftk; takes all pages without one.
 class VELLUMO_API PdftkConverter final : public ConverterBase {
 public:
     using ConverterBase::ConverterBase;
@@ -97,7 +99,7 @@ public:
     static std::set<std::string> _supportTypeSet;
 };
 
-// A picture of a PDF page.
+// Makes a picture of a PDF page with ImageMagick.
 class VELLUMO_API ImageMagickConverter final : public ConverterBase {
 public:
     using ConverterBase::ConverterBase;
@@ -106,7 +108,7 @@ public:
     static std::set<std::string> _supportTypeSet;
 };
 
-// E-books, whole.
+// Converts whole e-books with calibre.
 class VELLUMO_API CalibreConverter final : public ConverterBase {
 public:
     using ConverterBase::ConverterBase;
@@ -115,7 +117,7 @@ public:
     static std::set<std::string> _supportTypeSet;
 };
 
-// The cover picture of an e-book.
+// Extracts the cover picture of an e-book with calibre.
 class VELLUMO_API CalibreThumbnailConverter final : public ConverterBase {
 public:
     using ConverterBase::ConverterBase;
@@ -124,32 +126,36 @@ public:
     static std::set<std::string> _supportTypeSet;
 };
 
-// Turns `source` into a PDF with the converter that its file type asks for. Neither permissions nor
-// the cache are looked at.
+// Converts `source` to PDF with the converter for its file type. Checks no permission and does not
+// use the cache.
 //
 // `pageRange`: null converts the whole document at high priority. A text, also an empty one,
-// converts those pages ("1-1") at low priority; an e-book then gives its cover as "jpg" instead.
-// Returns what ConverterBase::Convert returns, or 1003 with a message in the system log for a file
-// without a type or of a type that no converter takes. `output` as Convert's `dst`.
+// converts those pages ("1-1") at low priority; of an e-book it then extracts the cover, as "jpg".
+// Sets `output` as ConverterBase::Convert sets its `dst`, and returns what Convert returns. For a
+// file without a type, or of a type that no converter takes, returns 1003 with a message in the
+// system log. Blocks as Convert does.
 VELLUMO_API int ToPDF(const path::Path& source, path::Path& output, const char* pageRange);
 
-// Converts the whole of `source` and keeps the PDF beside it, as the cache's stream
-// SZK_THUMB_PDF_TYPE (CacheManager.h). The cache is not asked first: callers do that.
+// Converts the whole of `source` to PDF and stores the PDF in the cache, as the document's stream
+// SZK_THUMB_PDF_TYPE (CacheManager.h). Does not look into the cache first: callers do that.
 //
-// One process at a time converts a document, marked in the state file's "runningFiles"; a process
-// that finds the mark waits until it is gone, however long that takes, and returns 1000 whatever
-// came of it. Otherwise returns what ToPDF returns; a PDF that could not be kept is logged and does
-// not change that. Nothing stays in the scratch directories.
+// Returns what ToPDF returns. A PDF that cannot be stored is logged and does not change the result.
+// Leaves nothing in the scratch directories.
+// One process at a time converts a document; a mark in "runningFiles" of the state file shows that
+// it does. A process that finds the mark waits until it is gone and then returns 1000, whatever the
+// result of the other's conversion. That wait has no time limit.
 VELLUMO_API int ToPDFCache(const path::Path& source);
 
-// Makes the PNG thumbnail of the first page of `source` and puts it beside it, as the stream
-// SZK_THUMB_TYPE; from the cached PDF where there is one, whatever its age. The index of the cache
-// does not list it: whether a thumbnail is still that of its document is told by the files' times.
+// Makes a PNG thumbnail of the first page of `source` and stores it as the document's stream
+// SZK_THUMB_TYPE. Uses the cached PDF if there is one, whatever its age. The cache's index does not
+// list the thumbnail: compare the files' times to see whether it is older than its document.
 //
-// Returns 1000 when it is made, and at once when another process is making it; 1003 when the place
-// for it cannot be written to; otherwise the code of the conversion that failed. A failed attempt
-// leaves no thumbnail but an empty file beside it, named like it with ".err.0063" appended, until
-// a later attempt succeeds. Nothing stays in the scratch directories.
+// Returns 1000 when the thumbnail is made and, at once, when another process is making it; 1003
+// when its place cannot be written to; otherwise the code of the conversion that failed. A failed
+// attempt leaves no thumbnail; it leaves an empty file with the thumbnail's name and ".err.0063"
+// appended, which stays until a later attempt succeeds. Leaves nothing in the scratch directories.
+// A mark in "runningFiles" of the state file shows that a process is making the thumbnail. Blocks
+// until the conversions have ended.
 VELLUMO_API int ToThumbnail(const path::Path& source);
 
 }  // namespace NAVO::VELLUMO::converter

@@ -10,59 +10,59 @@
 
 namespace NAVO::VELLUMO {
 
-// One record for each conversion that another application asked for: third_party_convert.db
-// (SZF_THIRD_PARTY_DB_PATH), table tasks.
+// Records of the conversions that other applications have asked for, one for each:
+// third_party_convert.db (SZF_THIRD_PARTY_DB_PATH), table tasks.
 //
-// Call OpenDB first. Failures are logged and become false. An object belongs to one thread at a
-// time; processes are kept apart by SQLite. Changes wait for another process's lock for up to 150
-// seconds, reading waits for one second.
+// Call OpenDB first. Operations that fail return false and are logged. One thread at a time may use
+// an object. SQLite's locks keep processes apart. Changes wait for at most 150 seconds for another
+// process's lock, queries for at most one second.
 class VELLUMO_API ThirdPartyConvertDB {
 public:
     // One row; every member is the column of its name.
     struct Task {
-        int32_t error_code = 0;  // outcome of the conversion; the callers settle its meaning
-        uint32_t uid = 0;        // user on whose behalf it runs
-        std::string id;          // decimal text, given by the database: names the row
-        std::string task_id;     // given by the application; meant to be unique, not kept so
+        int32_t error_code = 0;  // result of the conversion; the callers agree on its meaning
+        uint32_t uid = 0;        // id of the user for whom the conversion runs
+        std::string id;          // decimal text, assigned by the database: identifies the row
+        std::string task_id;     // given by the application; should be unique, which is not checked
         std::string orig_path;   // the source file
         std::string conv_path;   // the converted file
     };
 
-    // Closed at first; the end of the object closes the connection.
+    // The connection is closed at first; the destructor closes it.
     ThirdPartyConvertDB() = default;
     ~ThirdPartyConvertDB() = default;
     ThirdPartyConvertDB(const ThirdPartyConvertDB&) = delete;
     ThirdPartyConvertDB& operator=(const ThirdPartyConvertDB&) = delete;
 
-    // Opens the database, creating the file when it is missing (its directory must exist), and
-    // creates the table where it is missing; on an object that has been opened, does only the
-    // latter. Sets `opened` and returns it. After a failure to open, a new object is needed.
+    // Opens the database, creates the file if it is missing (its directory must exist) and creates
+    // the table if it is missing. When the connection is open already, only does the latter. Sets
+    // `opened` to the result and returns it. After a failure to open, create a new object.
     bool OpenDB();
 
-    // Inserts a record; `task.id` is not looked at. A second one of the same task_id is accepted,
-    // and neither can be read by it then.
+    // Inserts a record; ignores `task.id`. Accepts a second record with the same task_id, but then
+    // GetByTaskId finds neither.
     bool Create(const Task& task);
 
-    // Rewrites the record whose id is `task.id`, all of its other columns. Succeeds when there is
-    // none.
+    // Replaces all other columns of the record whose id is `task.id`. Returns true also when there
+    // is no such record.
     bool Update(const Task& task);
 
-    // Sets `task` to the record of `taskId`. False, and `task` as it was, unless there is exactly
-    // one; that is not logged.
+    // Sets `task` to the record of `taskId`. Returns false, without a message and with `task` as it
+    // was, unless there is exactly one.
     bool GetByTaskId(const std::string& taskId, Task& task);
 
-    // Deletes every record of `taskId`. Succeeds when there is none.
+    // Deletes every record of `taskId`. Returns true also when there is none.
     bool DeleteByTaskId(const std::string& taskId);
 
-    // Deletes every record of `task.task_id`; `task.id` is not looked at.
+    // Deletes every record of `task.task_id`, as DeleteByTaskId does; ignores `task.id`.
     bool Delete(const Task& task);
 
 private:
     BaseDB _db;
 
 public:
-    // Here, since the order of the fields is part of the binary interface.
-    bool opened = false;  // what the last OpenDB came to
+    // Declared last because the order of the fields is part of the binary interface.
+    bool opened = false;  // result of the last OpenDB
 };
 
 }  // namespace NAVO::VELLUMO

@@ -9,21 +9,23 @@
 
 struct NAVOUSER;
 
-// Users and groups by name and by id. Re-entrant; nothing is kept. Each bool is whether the answer
-// was found, and outputs are touched only then. Names of more than 492 bytes are cut to that.
+// Look up users and groups by name and by id. Re-entrant; nothing is cached between calls. Each
+// bool tells whether the answer was found; outputs are set only then. Nothing is logged unless the
+// operation says so. User names longer than 492 bytes are cut to that length.
 namespace NAVO::VELLUMO {
 
-// The account's own name for `name`, which may be spelled as when logging in: of a local user the
-// name service's spelling, else `name` itself; of a domain user (DOMAIN, backslash, user; the
-// domain short or fully qualified) the name service's spelling, "" when it knows none. "" for null.
+// Returns the account's name as the name service spells it. `name`: the name as typed when logging
+// in; a domain user's is DOMAIN, backslash, user, with the domain's short or fully qualified name.
+// For an account that the name service does not know, returns `name` itself for a local user and ""
+// for a domain user. Returns "" for null.
 VELLUMO_API std::string GetRealUsername(const char* name);
 
-// Sets `user` to the platform's record of the account that GetRealUsername gives; the caller
-// returns it with NAVOUserFree (navo/user.h). False, with a message in the system log, when there
-// is none.
+// Sets `user` to the platform's record of the account whose name GetRealUsername returns for
+// `name`. The caller owns the record and frees it with NAVOUserFree (navo/user.h). Returns false,
+// with a message in the system log, when there is no such account.
 VELLUMO_API bool UserGet(const char* name, NAVOUSER*& user);
 
-// Sets `uid` to the id of the account that GetRealUsername gives. Nothing is logged.
+// Sets `uid` to the id of the account whose name GetRealUsername returns for `name`.
 VELLUMO_API bool UserToUID(const std::string& name, unsigned int& uid);
 
 // Sets `name` to the name of the account with the id `uid`.
@@ -35,9 +37,10 @@ VELLUMO_API bool GroupToGID(const std::string& name, unsigned int& gid);
 // Sets `name` to the name of the group with the id `gid`.
 VELLUMO_API bool GIDToGroup(const unsigned int& gid, std::string& name);
 
-// Adds the ids of all groups of `user`, a record of UserGet, to those that are in `gids` already.
-// Groups that have no name, or whose name cannot be resolved, are left out; true all the same.
-// False for null and when the platform does not know the user.
+// Adds the ids of all groups of `user` to those that are in `gids` already. `user`: a record of
+// UserGet; it stays the caller's. Leaves out groups that have no name or whose name cannot be
+// resolved, and still returns true. Returns false for null and when the platform does not know the
+// user.
 VELLUMO_API bool UserGroupsGet(NAVOUSER* user, std::set<unsigned int>& gids);
 
 }  // namespace NAVO::VELLUMO
