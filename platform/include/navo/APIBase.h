@@ -10,10 +10,10 @@
 
 namespace NAVO {
 
-// A JSON document of categories, each an object of keys; the base of objects that a web API hands
-// around. A category that is not an object reads as one without keys.
+// A JSON document of categories, each an object of keys; the base class of objects that a web API
+// passes around. A category that is not an object counts as one without keys.
 //
-// Nothing here throws but for lack of memory. An object belongs to one thread at a time.
+// Nothing here throws, except when memory runs out. One thread at a time may use an object.
 class NAVO_API APIBase {
 public:
     APIBase();
@@ -26,27 +26,27 @@ public:
     // Whether `category` has the member `key`, also when its value is null.
     virtual bool HasData(const std::string& category, const std::string& key) const;
 
-    // Makes `value` the whole of `category`. `overwrite` false refuses (returns false) when the
-    // category exists already. An empty category name is refused.
+    // Replaces the whole of `category` with `value`. `overwrite`: false leaves a category that
+    // exists already. Returns false when it does so and for an empty category name.
     virtual bool SetData(const std::string& category, const Json::Value& value, bool overwrite);
 
     // Sets the member `key` of `category` to `value`; a category that is missing or not an object
-    // becomes one. `overwrite` false refuses when the member exists already. An empty category name
-    // is refused.
+    // becomes one. `overwrite`: false leaves a member that exists already. Returns false when it
+    // does so and for an empty category name.
     virtual bool SetData(const std::string& category, const std::string& key,
                          const Json::Value& value, bool overwrite);
 
-    // The member `key` of `category`, or `defaultValue` itself when there is none. The reference
-    // lives until the object is changed, or as long as `defaultValue`.
+    // Returns the member `key` of `category`, or `defaultValue` itself when there is none. The
+    // reference is valid until the object is changed, or as long as `defaultValue` lives.
     virtual const Json::Value& GetData(const std::string& category, const std::string& key,
                                        const Json::Value& defaultValue) const;
 
-    // Removes the member `key` of `category`; false when there was none.
+    // Removes the member `key` of `category`. Returns false when there is none.
     virtual bool ClearData(const std::string& category, const std::string& key);
 
 protected:
-    // Makes `category` an empty object; false for an empty name. Defined by the library whose
-    // classes start their categories with it (libvellumo), not by libnavo.
+    // Makes `category` an empty object. Returns false for an empty name. Defined in libvellumo,
+    // whose classes create their categories with it, and not in libnavo.
     bool InitField(const std::string& category);
 
 private:

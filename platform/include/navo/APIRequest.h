@@ -8,7 +8,7 @@
 
 namespace NAVO {
 
-// What a sharing link and a visit to it are recorded as; named as the records' columns are.
+// The records of a sharing link and of a visit to it. Members have the names of the columns.
 namespace sharing::record {
 
 // NOLINTBEGIN(readability-identifier-naming)
@@ -29,8 +29,8 @@ class NAVO_API Session {
 public:
     static constexpr int kNoUser = -1;
 
-    // The visitor's user id, kNoUser for one without an account. Ids above 2^31 show as the
-    // negative number of the same 32 bits.
+    // The visitor's user id, kNoUser for a visitor without an account. An id of 2^31 or more is the
+    // negative number with the same 32 bits.
     int get_uid() const { return _uid; }
     void set_uid(int uid) { _uid = uid; }
 
@@ -42,25 +42,26 @@ private:
 
 }  // namespace sharing::record
 
-// One request to the web API, as far as the platform's operations ask about it. The web handler
-// fills it; a new one is a request of nobody from nowhere. An object belongs to one thread at a
-// time; the references that it gives live as long as it does.
+// One request to the web API, with the data that the platform's operations need. The web handler
+// fills it; a new object has no user and no address. One thread at a time may use an object. The
+// references that it returns are valid as long as it lives.
 class NAVO_API APIRequest {
 public:
     // The client's address in text form, such as 192.0.2.7 or 2001:db8::7.
     const std::string& GetRemoteIP() const { return _remoteIP; }
     void SetRemoteIP(const std::string& address) { _remoteIP = address; }
 
-    // The account name of the user who is logged in, "" when nobody is.
+    // The account name of the logged-in user; "" when nobody is logged in.
     const std::string& GetLoginUserName() const { return _loginUserName; }
     void SetLoginUserName(const std::string& user) { _loginUserName = user; }
 
-    // Whether it comes through a sharing link; then the next two tell which link and whose visit.
+    // Whether the request comes through a sharing link. If so, the next two return the link and the
+    // visitor's session.
     bool IsSharing() const { return _isSharing; }
     const sharing::record::Entry& GetSharingEntry() const { return _entry; }
     const sharing::record::Session& GetSharingSession() const { return _session; }
 
-    // Makes it a request through the link `entry` in `session`.
+    // Makes this a request through the link `entry` in the session `session`; copies both.
     void SetSharing(const sharing::record::Entry& entry, const sharing::record::Session& session) {
         _isSharing = true;
         _entry = entry;

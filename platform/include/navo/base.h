@@ -16,10 +16,10 @@ using BOOL = int;
 #define FALSE 0
 #endif
 
-// What an operation that reports a code answers when all went well.
+// The return value for success of operations that return a code.
 inline constexpr int ERR_SUCCESS = 0;
 
-// "Leave the owner (or group) as it comes", wherever an operation takes a user or group id.
+// As a user or group id passed to an operation: do not set the owner (or group).
 inline constexpr uid_t UID_ERR = static_cast<uid_t>(-1);
 
 #endif

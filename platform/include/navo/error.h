@@ -4,13 +4,14 @@
 
 #include "base.h"
 
-// The platform's last error: which operation of this thread failed last, and where.
+// The platform's last error: what failed last in this thread, and where.
 //
-// Every operation of these headers that fails sets it, and errno; one that succeeds leaves both as
-// they were. Absence, an answer of NLIBCFileExist and NLIBCFileCheckDir, sets errno alone.
-// It is kept per thread, starts as "no error" and is never cleared.
+// Every operation of these headers that fails sets the last error and errno; one that succeeds
+// leaves both as they were. When NLIBCFileExist and NLIBCFileCheckDir answer that nothing is there,
+// they set errno alone. Each thread has its own last error; it starts as "no error" and is never
+// cleared.
 
-// What went wrong. The values are stable: they are printed in messages as 0x%04X.
+// What went wrong. The values never change: messages print them as 0x%04X.
 enum NAVOError : int {
     NAVO_ERR_NONE = 0x0000,
     NAVO_ERR_BAD_PARAMETERS = 0x0D00,
@@ -27,14 +28,14 @@ enum NAVOError : int {
     NAVO_ERR_NAME_TOO_LONG = 0x0E00
 };
 
-// The code of this thread's last platform error, NAVO_ERR_NONE when there was none.
+// Returns the code of this thread's last error; NAVO_ERR_NONE when there was none.
 NAVO_API int NLIBCErrGet();
 
-// The platform source file in which it arose, a base name such as "lock.cpp"; "" when there was
-// none. The text is static.
+// Returns the platform source file that reported this error, as a base name such as "lock.cpp"; ""
+// when there was none. The text is static: the caller must not free it.
 NAVO_API const char* NLIBCErrorGetFile();
 
-// The line in that file, 0 when there was none.
+// Returns the line in that file; 0 when there was no error.
 NAVO_API int NLIBCErrorGetLine();
 
 #endif

@@ -8,56 +8,60 @@
 
 #include "base.h"
 
-// Files and directories. Each operation works with the caller's effective ids and may be used from
-// several threads and processes.
+// Files and directories. Each operation works with the caller's effective ids. Several threads and
+// processes may call them at once.
 
-// Whether anything lies at `path`, symbolic links followed. FALSE too for a null or empty path and
-// for one that cannot be looked at; only those set the last error (NAVO_ERR_BAD_PARAMETERS,
-// NAVO_ERR_NO_PERMISSION): plain absence is an answer, not a failure.
+// Whether anything exists at `path`; follows symbolic links. Returns FALSE too for a null or empty
+// path and for one that cannot be examined, and then sets the last error (NAVO_ERR_BAD_PARAMETERS,
+// NAVO_ERR_NO_PERMISSION). A file that does not exist is an answer, not a failure: it does not set
+// the last error.
 NAVO_API BOOL NLIBCFileExist(const char* path);
 
-// Whether `path` is an existing directory, symbolic links followed. Errors as NLIBCFileExist.
+// Whether `path` is an existing directory; follows symbolic links. Sets the last error as
+// NLIBCFileExist does.
 NAVO_API BOOL NLIBCFileCheckDir(const char* path);
 
-// Makes sure that a file lies at `path`: a missing one is created empty with mode 0644 (less the
-// umask), an existing one keeps its content and gets the current time as its modification time. A
-// directory is refused (EISDIR).
-// Returns 0, or -1 with errno and NAVO_ERR_OPEN_FAILED.
+// Makes sure that a file exists at `path`: creates a missing file empty with mode 0644 (less the
+// umask); sets the modification time of an existing file to the current time and keeps its content.
+// Refuses a directory (EISDIR).
+// Returns 0, or -1 with errno and the last error NAVO_ERR_OPEN_FAILED.
 NAVO_API int NLIBCFileTouch(const char* path);
 
-// Fills `status` with what is known about the file at `path`: size, times, owner, mode.
-// `followLinks`: not 0 looks at what a symbolic link points to, 0 at the link itself.
-// Returns 0, or -1 with errno and NAVO_ERR_BAD_PARAMETERS, NAVO_ERR_NO_PERMISSION or, for anything
-// else, NAVO_ERR_IO; `status` is then untouched.
+// Fills `status` with the size, times, owner, mode and so on of the file at `path`.
+// `followLinks`: if not 0, examines the file that a symbolic link points to; if 0, the link itself.
+// Returns 0, or -1 with `status` untouched, errno and the last error NAVO_ERR_BAD_PARAMETERS,
+// NAVO_ERR_NO_PERMISSION or, for anything else, NAVO_ERR_IO.
 NAVO_API int NLIBCFileStat(const char* path, int followLinks, struct stat* status);
 
-// Creates the directory `path` (absolute). Directories that it creates get exactly `mode`, whatever
-// the umask, and the owner and group given, UID_ERR leaving each as it comes; what exists already
-// is left as it is.
+// Creates the directory `path` (absolute). Directories that it creates get exactly the mode `mode`,
+// whatever the umask, and the owner and group given. Leaves directories that exist as they are.
 //
-// `reserved` must be null. `parents`: TRUE creates missing parents too, in the same way.
-// Returns 0 when the directory exists afterwards, else -1 with errno and NAVO_ERR_BAD_PARAMETERS
-// or NAVO_ERR_IO; parents that were created stay. Several processes may create one tree at once.
+// `reserved` must be null. `parents`: TRUE creates missing parents too, in the same way. `owner`,
+// `group`: UID_ERR leaves the one that the kernel gives to a new directory.
+// Returns 0 when the directory exists afterwards, else -1 with errno and the last error
+// NAVO_ERR_BAD_PARAMETERS or NAVO_ERR_IO; parents that it has created stay. Several processes may
+// create the same tree at once.
 NAVO_API int NAVOFSMkdirP(const char* path, const char* reserved, BOOL parents, uid_t owner,
                           gid_t group, mode_t mode);
 
-// What NAVOFileCopy is to do: 80 bytes, all zero but what is asked for.
+// Options of NAVOFileCopy: 80 bytes. Set them all to zero, then those that you want.
 struct NAVOFILECOPYOPTIONS {
-    int32_t replace;  // 1: an existing destination is replaced; 0: it is an error
-    int32_t move;     // 1: the source is moved; 0: it is copied
+    int32_t replace;  // 1: replace an existing destination; 0: an existing destination is an error
+    int32_t move;     // 1: move the source; 0: copy it
     unsigned char reserved[72];
 };
 static_assert(sizeof(NAVOFILECOPYOPTIONS) == 80, "the record's size is part of the interface");
 
 // Copies or moves the regular file `source` to `destination` (a file's path, not a directory's).
 //
-// A copy carries content and permission bits (only content where the destination belongs to
-// somebody else); an existing destination is overwritten in place and so keeps its inode, owner and
-// locks. A move renames; between file systems it copies to a hidden file beside the destination,
-// renames that, then removes the source: an existing destination is replaced whole or not at all.
-// Two names of one file are a success and stay as they are. On failure the source is untouched, and
-// a destination that did not exist before is not left half written.
-// Returns 0, or -1 with errno and NAVO_ERR_BAD_PARAMETERS or NAVO_ERR_IO.
+// A copy takes over content and permission bits (only the content when the destination belongs to
+// another user). It overwrites an existing destination in place, so that file keeps its inode,
+// owner and locks. A move renames. Between file systems a move copies to a hidden file beside the
+// destination, renames that file and then removes the source: it replaces an existing destination
+// as a whole or not at all. When both paths are names of one file, it succeeds and changes nothing.
+//
+// Returns 0, or -1 with errno and the last error NAVO_ERR_BAD_PARAMETERS or NAVO_ERR_IO. On failure
+// the source is untouched, and a destination that did not exist before is not left half written.
 NAVO_API int NAVOFileCopy(const char* source, const char* destination,
                           const NAVOFILECOPYOPTIONS* options);
 

@@ -4,28 +4,29 @@
 
 #include "base.h"
 
-// Whole-file advisory locks between processes (and between descriptors of one process). The lock
-// belongs to the descriptor that is handed out; a process that dies gives it back, and programs
-// that it starts never inherit it.
+// Advisory locks on whole files between processes (and between file descriptors of one process).
+// The lock belongs to the descriptor that NLIBCFileLockTimeByFile returns. A process that dies
+// releases it; programs that the process starts never inherit it.
 
-// Takes the lock on the file at `path`, created empty with mode 0644 (less the umask) when it is
-// missing, but not where a link leads. A shared lock needs permission to read the file, an
-// exclusive one to read and write it.
+// Takes the lock on the file at `path`. Creates a missing file empty with mode 0644 (less the
+// umask), but not through a symbolic link. A shared lock needs permission to read the file, an
+// exclusive lock to read and write it.
 //
-// `exclusive`: 0 shares the lock with other readers, 1 excludes everybody else.
-// `timeoutSecs`: how long to wait for a contended lock, in seconds; 0 or less tries once.
-// `descriptor`: receives the descriptor that holds the lock; untouched on failure. It is closed by
-// NLIBCFileUnlockByFile.
+// `exclusive`: 0 shares the lock with other readers; 1 excludes all others.
+// `timeoutSecs`: how many seconds to wait for a lock that another holds; 0 or less tries once.
+// `descriptor`: set to the file descriptor that holds the lock, untouched on failure. The caller
+// passes it to NLIBCFileUnlockByFile, which closes it.
 //
-// The lock is held on the file that lies at `path` when the call returns, also when that file was
-// replaced while waiting. Blocks the calling thread until the lock is taken or the time is up.
-// Returns 1 on success, else 0 with errno and NAVO_ERR_LOCK_TIMEOUT (EAGAIN), NAVO_ERR_OPEN_FAILED,
-// NAVO_ERR_LOCK_FAILED or NAVO_ERR_BAD_PARAMETERS.
+// Returns 1 on success, else 0 with errno and the last error NAVO_ERR_LOCK_TIMEOUT (EAGAIN),
+// NAVO_ERR_OPEN_FAILED, NAVO_ERR_LOCK_FAILED or NAVO_ERR_BAD_PARAMETERS. The locked file is the one
+// at `path` at the moment when the lock is taken, also when that file was replaced during the wait.
+// Blocks the calling thread until the lock is taken or the time limit is reached.
 NAVO_API int NLIBCFileLockTimeByFile(const char* path, int exclusive, int timeoutSecs,
                                      int* descriptor);
 
-// Gives back the lock that `descriptor` holds and closes it.
-// Returns 0, or -1 with errno and NAVO_ERR_LOCK_FAILED when it is not an open descriptor.
+// Releases the lock that `descriptor` holds and closes the descriptor.
+// Returns 0, or -1 with errno and the last error NAVO_ERR_LOCK_FAILED when it is not an open
+// descriptor.
 NAVO_API int NLIBCFileUnlockByFile(int descriptor);
 
 #endif

@@ -7,15 +7,15 @@
 
 #include "base.h"
 
-// The server's accounts and groups, as its name service has them (local files, a directory, a
-// domain: what nsswitch.conf says). All of these may be used from several threads.
+// The server's accounts and groups, as its name service knows them (local files, a directory, a
+// domain: nsswitch.conf says which). Several threads may call these operations at once.
 //
-// An account of a domain is named DOMAIN, backslash, user; DOMAIN is the short name, such as CORP,
-// or the fully qualified one, such as CORP.EXAMPLE.COM. The server's own domain is told by
-// `workgroup` and `realm` in the section [global] of /etc/samba/smb.conf.
+// The name of a domain's account is DOMAIN, backslash, user; DOMAIN is the short name, such as
+// CORP, or the fully qualified one, such as CORP.EXAMPLE.COM. `workgroup` and `realm` in the
+// section [global] of /etc/samba/smb.conf name the server's own domain.
 //
-// Null pointers, and buffers without room, are NAVO_ERR_BAD_PARAMETERS (EINVAL), as are empty
-// names; outputs are touched on success only.
+// Null pointers, empty names and buffers of size 0 are NAVO_ERR_BAD_PARAMETERS (EINVAL). Outputs
+// are set on success only.
 
 struct NAVOUSER {
     char* szName;     // the account's name, as the name service spells it
@@ -33,46 +33,49 @@ using PNAVOGROUP = NAVOGROUP*;
 
 // Looks up the account `name`, or the one whose id is `uid`.
 //
-// On success returns 0 and sets `*user` to a record that the caller owns and gives back with
-// NAVOUserFree. Else returns -1 with errno and NAVO_ERR_NO_SUCH_USER: ENOENT when there is none,
-// another errno when the name service cannot tell.
+// On success returns 0 and sets `*user` to a record that the caller owns and frees with
+// NAVOUserFree. Else returns -1 with the last error NAVO_ERR_NO_SUCH_USER; errno is ENOENT when
+// there is no such account and another one when the name service cannot answer.
 NAVO_API int NAVOUserGet(const char* name, PNAVOUSER* user);
 NAVO_API int NAVOUserGetByUID(uint32_t uid, PNAVOUSER* user);
 
-// Gives back a record; null is allowed.
+// Frees a record; null is allowed.
 NAVO_API void NAVOUserFree(PNAVOUSER user);
 
-// Sets `gid` to the id of the group `name`. Returns 0, or -1 with NAVO_ERR_NO_SUCH_GROUP and errno
-// as above.
+// Sets `gid` to the id of the group `name`. Returns 0, or -1 with the last error
+// NAVO_ERR_NO_SUCH_GROUP and errno as for NAVOUserGet.
 NAVO_API int NAVOGroupGetGID(const char* name, uint32_t* gid);
 
-// Looks up the group whose id is `gid`; the record is given back with NAVOGroupFree. Returns as
-// NAVOGroupGetGID.
+// Looks up the group whose id is `gid`. On success returns 0 and sets `*group` to a record that the
+// caller owns and frees with NAVOGroupFree. Else returns -1 with errors as NAVOGroupGetGID.
 NAVO_API int NAVOGroupGetByGID(uint32_t gid, PNAVOGROUP* group);
 
-// Gives back a record; null is allowed.
+// Frees a record; null is allowed.
 NAVO_API void NAVOGroupFree(PNAVOGROUP group);
 
-// Turns a name as it is typed when logging in into an account's: ann@corp.example.com, where that
-// is the server's own realm, into CORP.EXAMPLE.COM\ann (the realm as smb.conf spells it).
+// Converts a name as typed when logging in into the account's name: ann@corp.example.com into
+// CORP.EXAMPLE.COM\ann (the realm as smb.conf spells it) if corp.example.com is the server's own
+// realm.
 //
 // Fills `buffer` (`size` bytes) with the NUL-terminated name and returns its length. Returns 0 when
-// there is nothing to convert (another form or another realm, or an account of that very name), and
-// -1 with NAVO_ERR_NAME_TOO_LONG (ENAMETOOLONG) when the name or the result does not fit.
+// there is nothing to convert: the name has another form or another realm, or is itself the name of
+// an account. Returns -1 with NAVO_ERR_NAME_TOO_LONG (ENAMETOOLONG) when the name or the result
+// does not fit.
 NAVO_API int NAVOUserLoginNameConvert(const char* name, char* buffer, size_t size);
 
-// Fills `buffer` with the name of the account `name` as the name service spells it, and returns its
-// length. Returns -1 with NAVO_ERR_NO_SUCH_USER or NAVO_ERR_NAME_TOO_LONG.
+// Fills `buffer` (`size` bytes) with the NUL-terminated name of the account `name` as the name
+// service spells it, and returns its length. Returns -1 with NAVO_ERR_NO_SUCH_USER or
+// NAVO_ERR_NAME_TOO_LONG.
 NAVO_API int NLIBUserRealNameGet(const char* name, char* buffer, size_t size);
 
-// Turns CORP.EXAMPLE.COM\ann into CORP\ann: the server's own realm (upper and lower case are the
-// same) into its workgroup, another domain into the first label of its name, in upper case and cut
-// to the 15 characters that such a name can have. Without a readable smb.conf every domain is
-// another one.
+// Converts CORP.EXAMPLE.COM\ann into CORP\ann. Replaces the server's own realm (in any case of its
+// letters) with the server's workgroup. Replaces any other domain with the first label of its name,
+// in upper case and cut to the 15 characters that a short name can have; without a readable
+// smb.conf it does so with every domain.
 //
-// Fills `buffer` and returns the length. Returns 0 when the domain is not fully qualified or there
-// is none, and -1 with NAVO_ERR_NAME_TOO_LONG, or NAVO_ERR_BAD_PARAMETERS for a domain that begins
-// with a dot.
+// Fills `buffer` (`size` bytes) with the NUL-terminated name and returns its length. Returns 0 when
+// the name has no domain or the domain is not fully qualified. Returns -1 with
+// NAVO_ERR_NAME_TOO_LONG, or with NAVO_ERR_BAD_PARAMETERS for a domain that begins with a dot.
 NAVO_API int NAVOWinsUserNameFqdn2Netbios(const char* name, char* buffer, size_t size);
 
 struct NLIBCSZHASHITEM {
@@ -80,21 +83,22 @@ struct NLIBCSZHASHITEM {
     char* szValue;
 };
 
-// Pairs of texts.
+// A table of pairs of texts.
 struct NLIBCSZHASH {
     int32_t count;
     NLIBCSZHASHITEM* items;  // `count` of them
 };
 using PNLIBCSZHASH = NLIBCSZHASH*;
 
-// The groups of the account `user`, its primary one first: the key is a group's name, null for one
-// that has only a number here, the value the number in decimal.
+// Returns the groups of the account `user`, its primary group first. The key is the group's name,
+// null for a group that has only an id on this server; the value is the group's id in decimal.
 //
-// `withPrimary` must be 1 and `flags` 0. Returns a hash that the caller owns and gives back with
-// NLIBCSzHashFree, or null with errno and NAVO_ERR_NO_SUCH_USER or NAVO_ERR_BAD_PARAMETERS.
+// `withPrimary` must be 1 and `flags` 0. Returns a table that the caller owns and frees with
+// NLIBCSzHashFree, or null with errno and the last error NAVO_ERR_NO_SUCH_USER or
+// NAVO_ERR_BAD_PARAMETERS.
 NAVO_API PNLIBCSZHASH NLIBGroupInfoHashGet(const char* user, int withPrimary, int flags);
 
-// Gives back a hash; null is allowed.
+// Frees a table; null is allowed.
 NAVO_API void NLIBCSzHashFree(PNLIBCSZHASH hash);
 
 #endif
