@@ -109,7 +109,7 @@ void CacheManager::CleanCacheInDB(const std::string& target) {
 }
 
 void CacheManager::CleanCache(const std::string& target) {
-    // The files first: their names are found through the index.
+    // The files first, because the index tells their names.
     CleanCacheInEADir(target);
     CleanCacheInDB(target);
 }
@@ -140,7 +140,7 @@ bool CacheManager::Set(const std::string& source, const std::string& target,
     if (IsTargetModified(target)) {
         CleanCache(target);
     }
-    // A product that cannot be kept is no reason to call the conversion a failure.
+    // The conversion has succeeded, even if its product cannot be stored.
     if (!MoveOrCopyFile(source, path, move)) {
         log::Plain(kSource, __LINE__, "cache move fail from: %s, to: %s", source.c_str(),
                    path.c_str());

@@ -23,7 +23,7 @@ int64_t CacheManager::CalculateGCSize() {
     if (rows.size() != 1) {
         return 0;
     }
-    int64_t total = 0;  // stays so for an empty table, whose sum is NULL
+    int64_t total = 0;  // stays 0 for an empty table, whose sum is NULL
     std::istringstream(rows.front()["SUM(size)"]) >> total;
     return sizeLimit <= total ? total - sizeLimit : 0;
 }
@@ -37,8 +37,9 @@ void CacheManager::GarbageCollect() {
     if (!_db.QueryResult(cache::kByAccess, rows)) {
         return;
     }
-    // Read once: the stream's state is kept, so every row counts as much as the first. A run then
-    // stops early or late by the spread of the sizes, and the next run corrects it.
+    // The string stream keeps its end-of-file state, so only the first row's size is read and every
+    // row counts with that size. If sizes differ, a run stops too early or too late, and the next
+    // run corrects that.
     std::stringstream sizeText;
     int64_t size = 0;
     int64_t freed = 0;

@@ -8,7 +8,7 @@
 namespace NAVO::VELLUMO::cache {
 namespace {
 
-// `format` is SQLite's: %q is a text with its single quotes doubled.
+// `format` is that of sqlite3_mprintf: %q stands for a text with its single quotes doubled.
 template <typename... Values>
 std::string Compose(const char* format, Values... values) {
     const std::unique_ptr<char, decltype(&sqlite3_free)> text(sqlite3_mprintf(format, values...),

@@ -4,7 +4,7 @@
 
 #include <string>
 
-// The statements of cache.db. Texts in them are escaped here and nowhere else.
+// The SQL statements for cache.db. These functions escape the texts; callers must not.
 namespace NAVO::VELLUMO::cache {
 
 extern const char* const kSchema;

@@ -13,7 +13,7 @@
 namespace NAVO::VELLUMO::log {
 namespace {
 
-// The whole text, however long: paths alone may have 4096 bytes. errno stays as it is.
+// Returns the whole text, however long: a path alone may have 4096 bytes. Leaves errno as it is.
 std::string Format(const char* format, va_list arguments) __attribute__((format(printf, 1, 0)));
 
 std::string Format(const char* format, va_list arguments) {
@@ -23,7 +23,7 @@ std::string Format(const char* format, va_list arguments) {
     const int length = std::vsnprintf(nullptr, 0, format, measured);
     va_end(measured);
     if (length < 0) {
-        return format;  // a text that cannot be formatted still tells which message it was
+        return format;  // even unformatted, the text shows which message this is
     }
     std::string text(static_cast<size_t>(length), '\0');
     (void)std::vsnprintf(text.data(), text.size() + 1, format, arguments);

@@ -51,7 +51,7 @@ bool RunAsRoot::Leave() const {
     if (geteuid() == _user && getegid() == _group) {
         return true;
     }
-    // The group can be changed by root only, so root is taken back first.
+    // Only root can change the group, so become root again first.
     if (geteuid() != 0 && geteuid() != _user && !SetEffectiveUser(0)) {
         return false;
     }

@@ -6,15 +6,15 @@
 
 namespace NAVO::VELLUMO {
 
-// Acts as root for as long as it lives: the effective user and group become 0 and, at the end, what
-// they were before. Real and saved ids stay. The effective ids are the whole process's, so no two
-// threads may do this at once.
+// Makes the process act as root for as long as the object lives: sets the effective user and group
+// to 0 and, at the end, back to what they were before. Leaves real and saved ids as they are. The
+// effective ids belong to the whole process, so no two threads may do this at once.
 //
 //   const RunAsRoot root("utils", 126);
 //   if (!root) { ...not root: skip the step... }
 class RunAsRoot {
 public:
-    // `source` and `line` name the place in the messages about steps that fail.
+    // `source` and `line` stand in the messages about steps that fail.
     RunAsRoot(const char* source, int line);
     ~RunAsRoot();
     RunAsRoot(const RunAsRoot&) = delete;

@@ -36,7 +36,7 @@ SupplementaryGroups::~SupplementaryGroups() {
 bool SupplementaryGroups::GiveBack() const {
     std::vector<gid_t> present;
     if (GetGroups(present) && present == _groups) {
-        return true;  // where groups cannot be set at all, this is as it stays
+        return true;  // setgroups would fail where a process may not set groups at all
     }
     if (geteuid() != 0 && setresuid(static_cast<uid_t>(-1), 0, static_cast<uid_t>(-1)) != 0) {
         return false;

@@ -8,18 +8,18 @@
 
 namespace NAVO::VELLUMO {
 
-// Remembers the process's supplementary groups and gives them back at the end. It lives inside a
-// RunAsRoot, which gives back the ids but not these: only root can set them, so when they have
-// changed this takes the effective user 0 back, and leaves the rest to the RunAsRoot.
+// Stores the process's supplementary groups and restores them at the end. Create it inside the
+// scope of a RunAsRoot, which restores the ids but not the groups. Only root can set groups: when
+// they have changed, this becomes the effective user 0 again and leaves the ids to the RunAsRoot.
 class SupplementaryGroups {
 public:
-    // `source` and `line` name the place in the messages about steps that fail.
+    // `source` and `line` stand in the messages about steps that fail.
     SupplementaryGroups(const char* source, int line);
     ~SupplementaryGroups();
     SupplementaryGroups(const SupplementaryGroups&) = delete;
     SupplementaryGroups& operator=(const SupplementaryGroups&) = delete;
 
-    // Whether they are known, and so can be given back.
+    // Whether the groups are known and so can be restored.
     explicit operator bool() const { return _isKnown; }
 
 private:

@@ -23,8 +23,8 @@ constexpr const char* kFactoryDefault = "/var/packages/Vellumo/target/conf/confi
 
 enum LockState : int32_t { kUnlocked = 0, kReadLocked = 1, kWriteLocked = 2 };
 
-// Parses with the reader whose dialect the file has always had: comments are allowed, text after
-// the document is not looked at.
+// Uses the reader whose dialect of JSON the file has always had: it allows comments and ignores
+// text after the document.
 bool Parse(std::istream& file, Json::Value& document) {
 #pragma GCC diagnostic push
 #pragma GCC diagnostic ignored "-Wdeprecated-declarations"
@@ -33,12 +33,12 @@ bool Parse(std::istream& file, Json::Value& document) {
     try {
         return reader.parse(file, document, false);
     } catch (const std::exception&) {
-        return false;  // nested deeper than the parser follows
+        return false;  // nested more deeply than the parser can handle
     }
 }
 
-// Compact, and with the bytes of every text as they are: names of files need not be valid UTF-8,
-// and must be read back as they were written.
+// Writes compactly and leaves the bytes of every text as they are: names of files may be invalid
+// UTF-8, and reading must return what was written.
 std::unique_ptr<Json::StreamWriter> MakeWriter() {
     Json::StreamWriterBuilder builder;
     builder["indentation"] = "";
@@ -50,7 +50,7 @@ std::unique_ptr<Json::StreamWriter> MakeWriter() {
 
 ConfigManager::ConfigManager(const std::string& file, int timeoutSecs)
     : path(file), lockTimeoutSecs(timeoutSecs) {
-    NLIBCFileTouch(file.c_str());  // a file that cannot be made shows when it is locked
+    NLIBCFileTouch(file.c_str());  // if it cannot be created, taking the lock fails later
 }
 
 ConfigManager::~ConfigManager() {
@@ -132,8 +132,8 @@ ConfigWriter::ConfigWriter(ConfigManager& manager)
         return;
     }
     const bool locked = _manager->LockW();
-    // Loaded also without the lock: the save at the end comes in any case, and must not drop what
-    // the other users of the file have in it.
+    // Load also without the lock: the destructor saves in any case and must not drop what other
+    // processes have in the file.
     const bool loaded = _manager->Load();
     _manager->lastOk = locked && loaded;
 }

@@ -18,8 +18,8 @@ constexpr const char* kUsing = "using";
 constexpr const char* kUsed = "used";
 constexpr Json::ArrayIndex kPriorities = 3;
 
-// A look at the state file: locks and loads it unless the caller holds a lock already, in which
-// case its content is as fresh as that lock.
+// Reads the state file: takes the shared lock and loads it. Does nothing when the caller holds a
+// lock already: the content has then been loaded under that lock.
 class ConfigReader {
 public:
     explicit ConfigReader(ConfigManager& manager)
@@ -56,7 +56,8 @@ bool HasJobs(const Json::Value& jobs) {
     return jobs.isObject() && !jobs.empty();
 }
 
-// The waiting jobs of one priority for changing, in a queue that has its full form.
+// Returns the waiting jobs of one priority for changing. Completes the queue to its full form
+// first.
 Json::Value& WaitingJobsForChange(Json::Value& root, int priority) {
     Json::Value& queue = json::AsObject(root)[kWaitingQueue];
     if (!queue.isArray()) {
@@ -76,8 +77,8 @@ int UsingCount(const Json::Value& root, const std::string& container) {
     return json::Integer(json::Member(json::Member(root, container), kUsing));
 }
 
-// `value` + `delta` within 0 and the largest integer: the counts come from a file that anybody may
-// have written.
+// Returns `value` + `delta`, at least 0 and at most the largest integer: the counts come from a
+// file that other programs write too.
 int AddToCount(int value, int delta) {
     const int64_t sum = int64_t{value} + delta;
     return static_cast<int>(std::clamp<int64_t>(sum, 0, INT32_MAX));
@@ -174,7 +175,7 @@ bool ContainerPoolManager::GetAvailContainer(const Task& task, std::string& cont
     GetContainerNames(names);
     std::sort(names.begin(), names.end());
 
-    // The first container is kept for work that somebody is waiting for.
+    // The first container is reserved for work that a user is waiting for.
     const size_t first = task.priority == PRIORITY_LOW ? 1 : 0;
     for (size_t i = first; i < names.size(); ++i) {
         if (UsingCount(_config.config, names[i]) < _parallelCount) {

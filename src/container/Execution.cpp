@@ -14,10 +14,10 @@ namespace {
 constexpr const char* kSource = "ContainerPoolManager";
 constexpr const char* kDocker = "/usr/local/bin/docker";
 constexpr int kTimeLimitSecs = 120;
-constexpr int kTimeLimitExitStatus = 124;  // how `timeout` says that the limit was reached
+constexpr int kTimeLimitExitStatus = 124;  // exit status of `timeout` when the limit was reached
 
-// Nice to the rest of the server: work that nobody waits for gives way. The calling process keeps
-// the niceness, and the docker client started next inherits it.
+// Work that no user waits for must not slow down the rest of the server. The calling process keeps
+// the niceness, and the docker client that it starts next inherits it.
 void LowerSchedulingPriority(ContainerPoolManager::Priority priority) {
     if (priority == ContainerPoolManager::PRIORITY_LOW) {
         setpriority(PRIO_PROCESS, 0, 19);
@@ -44,8 +44,8 @@ int RunAndWait(std::vector<std::string> command) {
     return NLIBCExecv(argv.front(), argv.data(), 1);
 }
 
-// A job in the waiting queue: leaves it at the end unless it has been claimed, which takes it out
-// already.
+// A job in the waiting queue. Removes the job at the end, unless it has claimed a slot: claiming
+// has removed it already.
 class WaitingJob {
 public:
     WaitingJob(ContainerPoolManager& pool, const ContainerPoolManager::Task& task)
@@ -71,8 +71,8 @@ private:
     bool _claimed = false;
 };
 
-// A claimed slot: at the end, whatever came of the command, the container and the running queue
-// lose this job.
+// A claimed slot. At the end, whatever the command's result, releases the container and removes the
+// job from the running queue.
 class ClaimedSlot {
 public:
     ClaimedSlot(ContainerPoolManager& pool, const ContainerPoolManager::Task& task,
@@ -106,7 +106,7 @@ int ContainerPoolManager::Execute(const std::vector<std::string>& command, Prior
     return ExecuteCommand(task, container);
 }
 
-// An operation of the pool like the others, though it needs nothing of the object.
+// A member like the pool's other operations, although it uses no member of the object.
 // NOLINTNEXTLINE(readability-convert-member-functions-to-static)
 int ContainerPoolManager::ExecuteCommand(const Task& task, const std::string& container) {
     LowerSchedulingPriority(task.priority);

@@ -15,20 +15,20 @@ namespace {
 constexpr const char* kSource = "Converter";
 
 void RemoveEADir(const path::Path& file) {
-    // Absolute, or else not known: rm must never meet anything but a path made here.
+    // Either absolute or, when it is unknown, "": rm must never get any other path.
     const std::string directory = file.GetEAPathWithType("", "");
     if (directory.empty()) {
         return;
     }
-    // Made by root, so only root can be sure to remove it.
+    // Root created it, so only root can be sure to remove it.
     const RunAsRoot root(kSource, 194);
     if (!root || NLIBCExec("/usr/bin/rm", "-rf", directory.c_str(), nullptr, nullptr) < 0) {
         log::Error(kSource, 194, "remove eadir failed");
     }
 }
 
-// The scratch files of one run, as far as they were made: the source goes at the end of the run,
-// the product goes too unless it is kept for the caller.
+// The scratch files of one run, as far as they were created. At the end of the run it removes the
+// source, and the product unless that is kept for the caller.
 class ScratchFiles {
 public:
     ScratchFiles(const path::Path& source, const path::Path& target)

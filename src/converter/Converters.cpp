@@ -3,7 +3,7 @@
 #include "vellumo/Constants.h"
 #include "vellumo/Converter.h"
 
-// One tool each: which file types it takes and how it is called.
+// The converters, one for each way to call a tool: which file types it takes, and its command line.
 namespace NAVO::VELLUMO::converter {
 namespace {
 
@@ -29,14 +29,14 @@ void AppendUnoconvPageRange(const ConverterBase& converter, std::vector<std::str
 
 }  // namespace
 
-// Built when the library is loaded; without memory for them there is nothing to go on with.
+// Built when the library is loaded: if memory runs out here, the process cannot go on anyway.
 // NOLINTBEGIN(cert-err58-cpp)
 std::set<std::string> LibreOfficeConverter::_supportTypeSet{
     "odm", "odt", "ott", "sxw", "stw", "fodt", "docx", "docm", "dotx", "dotm", "doc",  "dot", "wps",
     "rtf", "odp", "otp", "sti", "sxd", "fodp", "pptx", "pptm", "ppsx", "potm", "potx", "ppt", "pps",
     "pot", "odg", "otg", "sxd", "std", "cdr",  "cmx",  "vdx",  "vsd",  "vsdm", "vsdx"};
 
-// In the same file as its original, so that it is built after it.
+// In the same source file as the set that it copies, so that it is built after that set.
 std::set<std::string> UnoconvConverter::_supportTypeSet = LibreOfficeConverter::_supportTypeSet;
 
 std::set<std::string> UnoconvSpreadSheetConverter::_supportTypeSet{

@@ -9,8 +9,7 @@
 namespace NAVO::VELLUMO::converter {
 
 // The mark, seen by all processes, that one of them is working on a document: a member of
-// "runningFiles" in the state file. Whoever set the mark takes it away at the end of its scope,
-// whatever happens.
+// "runningFiles" in the state file. The object that has set the mark removes it when destroyed.
 class ConvertingManager {
 public:
     // `key`: the document's real path and what is being made of it.
@@ -19,12 +18,12 @@ public:
     ConvertingManager(const ConvertingManager&) = delete;
     ConvertingManager& operator=(const ConvertingManager&) = delete;
 
-    // Sets the mark, unless another process has: true when it is this object's now. The look and
-    // the change are two sections of the lock, so two processes that look at the same moment may
-    // both set it.
+    // Sets the mark unless another process has set it. Returns whether this object has set it. The
+    // check and the change take the lock one after the other, so two processes that check at the
+    // same moment may both set the mark.
     bool Insert();
 
-    // Blocks, looking every USLEEP_TIME microseconds, until the mark is gone.
+    // Checks every USLEEP_TIME microseconds until the mark is gone. Blocks without a time limit.
     void WaitUntilGone();
 
 private:

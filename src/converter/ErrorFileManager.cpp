@@ -17,7 +17,7 @@ ErrorFileManager::ErrorFileManager(const std::string& thumbnail)
 ErrorFileManager::~ErrorFileManager() = default;
 
 bool ErrorFileManager::Touch() {
-    // Without a thumbnail's path the marker would land in the working directory.
+    // Without a thumbnail's path, the marker would be created in the working directory.
     return !_thumbnail.empty() && NLIBCFileTouch(_marker.c_str()) == 0;
 }
 

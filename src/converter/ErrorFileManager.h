@@ -6,17 +6,17 @@
 
 namespace NAVO::VELLUMO::thumbnail {
 
-// The file beside a thumbnail that remembers a failed attempt: written before the attempt, removed
-// after a success.
+// The marker file beside a thumbnail that records a failed attempt: created before the attempt,
+// removed after a success.
 class ErrorFileManager {
 public:
-    // `thumbnail`: where the thumbnail is to lie; empty when that is not known.
+    // `thumbnail`: the thumbnail's path; empty when it is unknown.
     explicit ErrorFileManager(const std::string& thumbnail);
     virtual ~ErrorFileManager();
     ErrorFileManager(const ErrorFileManager&) = delete;
     ErrorFileManager& operator=(const ErrorFileManager&) = delete;
 
-    // Writes the marker; false when that cannot be done, or no place for it is known.
+    // Creates the marker. Returns false when it cannot be created or the path is unknown.
     bool Touch();
 
     // Removes the marker.

@@ -92,7 +92,7 @@ bool ReserveOwnNames(const ScratchNames& names, path::Path& source, path::Path& 
     return true;
 }
 
-// The name that a tool gives its product when it is told a directory only.
+// The path of the product that a tool creates when its command line names only a directory.
 std::string ProductName(const std::string& sourceName, const ScratchNames& names) {
     const bool hasType = sourceName.find("." + names.sourceType) != std::string::npos;
     const std::string base = hasType ? sourceName.substr(0, sourceName.rfind('.')) : sourceName;
@@ -125,7 +125,7 @@ void Forget(path::Path& path) {
 
 bool CreateConvertEnvironment(const path::Path& src, const std::string& targetType,
                               path::Path& scratchSource, path::Path& scratchTarget, bool sameName) {
-    // What an earlier run on the same converter left here belongs to its caller by now.
+    // The product of an earlier run of the same converter belongs to that run's caller.
     Forget(scratchSource);
     Forget(scratchTarget);
 

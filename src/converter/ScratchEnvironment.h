@@ -8,16 +8,16 @@
 
 namespace NAVO::VELLUMO::converter {
 
-// Prepares one conversion of `src` in the scratch directories that every container sees, and
-// creates those directories when they are missing:
+// Prepares one conversion of `src` in the scratch directories, which every container sees. Creates
+// those directories if they are missing. Empties both objects, then sets their "realPath":
 //
-//   scratchSource  a unique name with the source's type, filled with the source's content
-//   scratchTarget  a unique name with `targetType`; reserved by an empty file, or, for a tool that
-//                  names its product after its input (`sameName`), the source's base name, which
-//                  no file has yet
+//   scratchSource  a file with a unique name, the source's type and the source's content
+//   scratchTarget  an empty file with a unique name and `targetType`; for a tool that names its
+//                  product after its input (`sameName`), the scratch source's base name with
+//                  `targetType`, which no file has yet
 //
-// Both objects are emptied first. False, with a message in the system log for each step that could
-// not be done, when something fails; they then name whatever was created up to that point.
+// Returns false, with a message in the system log for each step that failed, on failure. The
+// objects then name the files created up to that point.
 bool CreateConvertEnvironment(const path::Path& src, const std::string& targetType,
                               path::Path& scratchSource, path::Path& scratchTarget, bool sameName);
 

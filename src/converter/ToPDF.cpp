@@ -32,14 +32,14 @@ struct Way {
     const char* targetType;
 };
 
-// How the types of one set are converted.
+// The file types of one set, and how to convert them.
 struct Service {
     const std::set<std::string>& types;
     Way whole;
     Way pages;
 };
 
-// The first set that holds the type decides.
+// The first set that contains the type decides.
 const Service kServices[] = {
     {LibreOfficeConverter::_supportTypeSet,
      {RunWhole<LibreOfficeConverter>, "pdf"},

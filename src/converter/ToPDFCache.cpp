@@ -13,7 +13,7 @@ namespace {
 constexpr const char* kSource = "Converter";
 constexpr long kCacheSizeLimit = 1073741824;  // 1 GiB
 
-// A conversion's product on its way into the cache; what the cache did not take is removed.
+// A conversion's product on its way into the cache. Removes it when the cache did not take it.
 class ScratchProduct {
 public:
     ScratchProduct() = default;

@@ -24,8 +24,8 @@ void RemoveIfThere(const path::Path& scratch) {
     }
 }
 
-// One attempt at a thumbnail. At the end its scratch files go; a success takes the marker of a
-// failure away, and anything else takes what stands in the thumbnail's place.
+// One attempt to make a thumbnail. At its end it removes the scratch files; after a success it also
+// removes the marker of a failure, otherwise the file in the thumbnail's place.
 class Attempt {
 public:
     explicit Attempt(const std::string& thumbnailPath)

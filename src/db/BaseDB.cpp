@@ -30,13 +30,14 @@ int CollectRow(void* context, int columns, char** values, char** names) {
         }
         static_cast<std::vector<Row>*>(context)->push_back(std::move(row));
     } catch (const std::exception&) {
-        return 1;  // ends the query: SQLite's frames are C, and no exception may pass them
+        return 1;  // ends the query: SQLite is C code, and no exception may pass through it
     }
     return 0;
 }
 
-// Takes the write lock up front. False when that fails for another reason than somebody else's
-// lock; when the lock stays until the end of all attempts, the statements are tried without it.
+// Begins a transaction that takes the write lock at once. False when that fails for another reason
+// than another process's lock. True too when all attempts meet such a lock: the caller then tries
+// the statements without a transaction.
 bool BeginImmediate(sqlite3* db) {
     for (int attempt = 0; attempt < kBeginAttempts; ++attempt) {
         if (Run(db, "BEGIN IMMEDIATE;")) {
@@ -64,7 +65,8 @@ bool BaseDB::Open() {
            sqlite3_busy_timeout(db, kBusyTimeoutMs) == SQLITE_OK;
 }
 
-// What they change is the database, not the handle of it; to their callers that is no constant.
+// These change the database and not its handle, so the compiler would accept const; for callers the
+// object does change.
 // NOLINTBEGIN(readability-make-member-function-const)
 bool BaseDB::QueryResult(const std::string& sql, std::vector<Row>& rows) {
     if (sqlite3_exec(db, sql.c_str(), CollectRow, &rows, nullptr) != SQLITE_OK) {
@@ -79,8 +81,8 @@ bool BaseDB::ExecTransaction(const std::string& sql) {
         return true;
     }
     Run(db, "ROLLBACK");
-    // What is logged is how the roll-back went: an error text is the sign of a transaction that
-    // was never begun.
+    // This logs the result of the rollback: an error text there means that the transaction was
+    // never begun.
     log::Error(kSource, __LINE__, "error: %s", sqlite3_errmsg(db));
     return false;
 }

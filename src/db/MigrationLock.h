@@ -6,16 +6,18 @@
 
 namespace NAVO::VELLUMO::db {
 
-// A process's turn to migrate a database, for as long as the object lives. The version is read and
-// the steps are carried out in several transactions, between which SQLite would let others in.
+// A process's turn to migrate a database, for as long as the object lives. A migration reads the
+// version and then runs several transactions; between them SQLite would let other processes in.
 //
-// The lock is on a file of its own, "DATABASE.lock", which stays: SQLite's locks on the database
-// belong to the process, so they would be lost if that file were opened and closed once more. Where
-// the lock file cannot be made or locked, the turn is taken without it. As a rule SQLite cannot
-// make its journal there either, and the migration fails in a way that is logged.
+// The lock is on a file of its own, "DATABASE.lock", which is never removed. It is not on the
+// database file: SQLite's locks on that file belong to the process, which would lose them if it
+// opened and closed the file once more. When the lock file cannot be created or locked, the process
+// takes its turn without the lock. Usually SQLite cannot create its journal there either, so the
+// migration fails and the failure is logged.
 class MigrationLock {
 public:
-    // Waits for up to 150 seconds, as a transaction does for SQLite's lock. errno stays as it is.
+    // Waits for at most 150 seconds, as a transaction does for SQLite's lock. Leaves errno as it
+    // is.
     explicit MigrationLock(const std::string& database);
     ~MigrationLock();
     MigrationLock(const MigrationLock&) = delete;
@@ -25,7 +27,7 @@ public:
     explicit operator bool() const { return !_timedOut; }
 
 private:
-    int _file = -1;  // holds the lock; -1 without one
+    int _file = -1;  // descriptor that holds the lock; -1 without a lock
     bool _timedOut = false;
 };
 

@@ -5,10 +5,10 @@
 #include <cstdlib>
 #include <string>
 
-// Values between objects and SQL text.
+// Conversion of values in rows.
 namespace NAVO::VELLUMO::db {
 
-// The decimal number at the beginning of `text`; 0 when there is none, as in "NULL" and "".
+// Returns the decimal number at the beginning of `text`; 0 when there is none, as in "NULL" and "".
 template <typename Number>
 Number ToNumber(const std::string& text) {
     constexpr int kDecimal = 10;

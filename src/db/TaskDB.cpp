@@ -16,7 +16,7 @@ namespace {
 
 constexpr const char* kSource = "TaskDB";
 
-// By the version that each starts from.
+// Indexed by the version that each script starts from.
 constexpr std::array<const char*, 2> migrationScripts{
     "CREATE TABLE IF NOT EXISTS tasks ( id                  INTEGER    PRIMARY KEY ASC "
     "AUTOINCREMENT,is_folder           INTEGER,path                TEXT,op                  "
@@ -86,8 +86,9 @@ bool TaskDB::DoMigration() {
         log::Failed(kSource, __LINE__, "!lock");
         return false;
     }
-    // Others may have done it meanwhile. The first step, done once more, would set the version back
-    // to 1, from where the second one fails for ever: its column is there already.
+    // Another process may have migrated meanwhile. Running the first step again would set the
+    // version back to 1; from there the second step always fails, because its column exists
+    // already.
     return ReadVersion(_db, version) && Migrate(_db, version);
 }
 

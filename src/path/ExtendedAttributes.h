@@ -4,32 +4,32 @@
 
 #include <string>
 
-// Where the platform keeps what is derived from a file: a directory for each file, a stream of it
-// for each name. Both paths are the platform's to choose.
+// Extended-attribute directories: for each file, one directory with the data derived from it; in
+// that directory, one file (a stream) for each name. The platform decides on both paths.
 namespace NAVO::VELLUMO::ea {
 
-// Sets `directory` to the directory of `file`. False, with `directory` untouched, when the platform
-// refuses the path; nothing is logged.
+// Sets `directory` to the extended-attribute directory of `file`. Returns false, without a message
+// and with `directory` untouched, when the platform refuses the path.
 bool DirectoryOf(const std::string& file, std::string& directory);
 
-// Sets `path` to the stream `stream` of `file` ("" for the directory itself) unless the platform
-// answers with a negative number. Returns that answer: 0 on success.
+// Sets `path` to the stream `stream` of `file` ("" for the directory itself), unless the platform
+// returns a negative number. Returns the platform's result: 0 on success.
 int StreamOf(const std::string& file, const std::string& stream, std::string& path);
 
 enum class Presence {
-    kThere,    // it exists, or was made now
-    kNotRoot,  // it is missing, and the process cannot become root to make it
-    kNotMade   // the platform cannot make it
+    kThere,    // it existed, or was created now
+    kNotRoot,  // it is missing, and the process cannot become root to create it
+    kNotMade   // the platform cannot create it
 };
 
-// Who asks for a directory, for the log.
+// The caller of EnsureDirectory, for messages in the system log.
 struct Asker {
     const char* source;
     int line;
-    const char* notRoot;  // the message for Presence::kNotRoot, which is logged here
+    const char* notRoot;  // the message that EnsureDirectory logs for Presence::kNotRoot
 };
 
-// Makes `directory` as root when it is missing.
+// Creates `directory`, as root, if it is missing.
 Presence EnsureDirectory(const std::string& directory, const Asker& asker);
 
 }  // namespace NAVO::VELLUMO::ea

@@ -6,8 +6,8 @@
 
 namespace NAVO {
 
-// The base is the platform's; this one operation of it is at home here, with the classes that start
-// their categories by it.
+// The base class is the platform's. This one operation of it is defined here, with the classes that
+// create their categories with it.
 bool APIBase::InitField(const std::string& category) {
     if (category.empty()) {
         return false;
@@ -52,7 +52,7 @@ std::string Path::Attribute(const std::string& key, const std::string& defaultVa
 }
 
 void Path::Remember(const std::string& key, const std::string& value) const {
-    // A look-up that keeps its result does not change what the object says.
+    // Storing a computed value does not change what the getters return.
     const_cast<Path*>(this)->SetData(key, value, true);  // NOLINT(*-const-cast)
 }
 

@@ -50,7 +50,8 @@ bool ShareToRealPath(const std::string& sharePath, std::string& realPath, const 
             log::Error(kSource, __LINE__, "cannot get user home path %s", parts.share.c_str());
             return false;
         }
-        // The bare alias ends before this index and throws: callers must not pass it.
+        // For the bare alias this index is past the end, and substr throws: callers must not pass
+        // it.
         realPath = home + "/" + sharePath.substr(static_cast<size_t>(HOME_LENGTH));
         return true;
     }

@@ -6,7 +6,7 @@
 
 #include <memory>
 
-// The platform's records, given back at the end.
+// Owners of the platform's records, which free them.
 namespace NAVO::VELLUMO {
 
 struct RecordDeleter {

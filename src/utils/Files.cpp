@@ -21,7 +21,7 @@ using vellumo::support::Descriptor;
 
 constexpr const char* kSource = "utils";
 
-// A product of up to this many bytes is the trace of a conversion that failed.
+// A product of at most this many bytes comes from a conversion that failed.
 constexpr off_t kLargestInvalidSize = 10;
 
 }  // namespace

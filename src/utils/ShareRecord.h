@@ -13,10 +13,10 @@ struct ShareDeleter {
     void operator()(PNAVOSHARE share) const { NAVOShareFree(share); }
 };
 
-// The platform's record of a share, given back at the end.
+// Owns the platform's record of a share and frees it.
 using ShareRecord = std::unique_ptr<NAVOSHARE, ShareDeleter>;
 
-// The record of the share `name`; null when the platform knows none. Logs nothing.
+// Returns the record of the share `name`; null when the platform knows no such share. Logs nothing.
 inline ShareRecord FindShare(const std::string& name) {
     PNAVOSHARE share = nullptr;
     return ShareRecord(NAVOShareGet(name.c_str(), &share) == 0 ? share : nullptr);

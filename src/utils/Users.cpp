@@ -19,7 +19,7 @@ NameBuffer Cut(std::string_view name) {
     return cut;
 }
 
-// The record of the account of exactly that name; null when there is none.
+// Returns the record of the account with exactly that name; null when there is none.
 UserRecord Find(const char* name) {
     PNAVOUSER user = nullptr;
     const int result = NAVOUserGet(name, &user);
@@ -36,7 +36,7 @@ std::string LocalName(const NameBuffer& login) {
     return user ? user->szName : login.data();
 }
 
-// Never the name as it came: of a domain, only accounts that the platform knows are taken.
+// Never returns the name as it was typed: of a domain, only accounts that the platform knows count.
 std::string DomainName(const NameBuffer& login) {
     NameBuffer shortName{};
     if (NAVOWinsUserNameFqdn2Netbios(login.data(), shortName.data(), shortName.size()) <= 0) {
@@ -63,7 +63,7 @@ std::string GetRealUsername(const char* name) {
 bool UserGet(const char* name, NAVOUSER*& user) {
     const std::string realName = GetRealUsername(name);
     PNAVOUSER found = nullptr;
-    // Any other answer of the platform counts as success.
+    // Any other result of the platform counts as success.
     if (NAVOUserGet(realName.c_str(), &found) == -1) {
         log::Plain(kSource, __LINE__, "No such user [%s]", realName.c_str());
         return false;

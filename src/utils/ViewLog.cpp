@@ -46,8 +46,8 @@ struct Entry {
     std::string fileName;
 };
 
-// Charges the view to the link's owner, and says in the name who looked. False when the visitor's
-// id has no account.
+// Enters the link's owner as the user, and puts the visitor's name into the file name. False when
+// the visitor's id has no account.
 bool DescribeVisit(const NAVO::APIRequest& request, const std::string& displayName, Entry& entry) {
     entry.user = request.GetSharingEntry().get_owner_user();
     const int uid = request.GetSharingSession().get_uid();
