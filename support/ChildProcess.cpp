@@ -14,7 +14,7 @@
 namespace vellumo::support {
 namespace {
 
-// The attributes and file actions of one posix_spawn; the first error is kept and told by Spawn.
+// The attributes and file actions of one posix_spawn. Spawn returns the first error of all steps.
 class SpawnPlan {
 public:
     explicit SpawnPlan(const Surroundings& surroundings) {
@@ -25,7 +25,7 @@ public:
         }
         Arrange(STDOUT_FILENO, surroundings.output, O_WRONLY);
         Arrange(STDERR_FILENO, surroundings.error, O_WRONLY);
-        // Last: where this process has no standard input, its number may be that of an output.
+        // Last: in a process without standard input, an output may have its number.
         Arrange(STDIN_FILENO, Surroundings::kNothing, O_RDONLY);
         Note(posix_spawn_file_actions_addclosefrom_np(&_actions, STDERR_FILENO + 1));
     }
@@ -55,7 +55,7 @@ private:
         Note(posix_spawnattr_setsigmask(&_attributes, &none));
     }
 
-    // A standard descriptor that is closed here stays closed in the program.
+    // A standard descriptor that is closed in this process stays closed in the program.
     void Arrange(int standard, int descriptor, int flags) {
         if (descriptor == Surroundings::kNothing) {
             Note(posix_spawn_file_actions_addopen(&_actions, standard, "/dev/null", flags, 0));
@@ -73,7 +73,7 @@ private:
 
 Pipe MakePipe() {
     std::array<int, 2> ends{-1, -1};
-    static_cast<void>(pipe2(ends.data(), O_CLOEXEC));  // a failure leaves the ends at none
+    static_cast<void>(pipe2(ends.data(), O_CLOEXEC));  // a failure leaves both ends at -1
     return {Descriptor(ends[0]), Descriptor(ends[1])};
 }
 

@@ -12,37 +12,38 @@
 
 namespace vellumo::support {
 
-// The two ends of a pipe, which no child inherits by itself.
+// The two ends of a pipe. No child process inherits them unless it is given them.
 struct Pipe {
     Descriptor reading;
     Descriptor writing;
 };
 
-// Both ends are none, with errno, when there is no pipe to be had.
+// Creates a pipe. When that fails, both ends are empty and errno is set.
 Pipe MakePipe();
 
-// `words` as execve takes an argument vector: pointers into them, then a null pointer. Valid as
-// long as `words` is neither changed nor gone.
+// Returns `words` as an argument vector for execve: pointers into them, then a null pointer. Valid
+// until `words` is changed or destroyed.
 std::vector<char*> ArgumentVector(std::vector<std::string>& words);
 
-// What a started program finds beside an empty standard input.
+// What a started program gets. Its standard input is always empty.
 struct Surroundings {
     static constexpr int kNothing = -1;  // /dev/null
 
-    int output = kNothing;      // descriptor of its standard output
-    int error = kNothing;       // descriptor of its standard error
-    bool keepsSignals = false;  // has the caller's mask and ignored signals; else the defaults
+    int output = kNothing;      // file descriptor for its standard output
+    int error = kNothing;       // file descriptor for its standard error
+    bool keepsSignals = false;  // true: the caller's mask and ignored signals; false: the defaults
 };
 
-// Starts `program`, an absolute path, with the argument vector `argv`; no other descriptor than the
-// standard three is open in it. Sets `child` and returns 0, or returns an error as in errno.
+// Starts `program`, an absolute path, with the argument vector `argv`. Only the three standard file
+// descriptors are open in it. Sets `child` and returns 0, or returns an errno value.
 int Start(const char* program, char* const argv[], const Surroundings& surroundings, pid_t& child);
 
-// Waits for the end of `child` and sets `status` as waitpid does. False, with errno, when there is
-// no such child.
+// Waits until `child` ends, without a time limit, and sets `status` as waitpid does. Returns false,
+// with errno, when there is no such child.
 bool WaitForEnd(pid_t child, int& status);
 
-// Whether `child`, not yet waited for, ends within `limit`.
+// Waits for at most `limit` and returns whether `child` ends by then. Nobody may have collected the
+// child's exit status yet; this call does not collect it.
 bool EndsWithin(pid_t child, std::chrono::milliseconds limit);
 
 }  // namespace vellumo::support

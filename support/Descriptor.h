@@ -9,8 +9,8 @@
 
 namespace vellumo::support {
 
-// Owns a descriptor (or none, -1) and closes it at the end. Closing leaves errno alone, so that the
-// error of the call before is still there to be told.
+// Owns a file descriptor (or none, -1) and closes it when destroyed. Closing leaves errno as it
+// was, so that the caller can still report the error of the call before.
 class Descriptor {
 public:
     Descriptor() = default;
@@ -28,7 +28,7 @@ public:
     explicit operator bool() const { return _descriptor >= 0; }
     int Get() const { return _descriptor; }
 
-    // Gives the descriptor away: the caller closes it.
+    // Returns the descriptor and no longer owns it: the caller closes it.
     int Release() { return std::exchange(_descriptor, -1); }
 
     void Close() {
@@ -43,8 +43,8 @@ private:
     int _descriptor = -1;
 };
 
-// The result of `call`, a system call that returns -1 on failure; repeats it while a signal
-// interrupts it.
+// Returns the result of `call`, a system call that returns -1 on failure. Repeats the call while a
+// signal interrupts it.
 template <typename Call>
 auto Uninterrupted(Call call) {
     auto result = call();

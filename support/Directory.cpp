@@ -22,21 +22,21 @@ bool IsSpecial(const std::string& name) {
     return name == "." || name == "..";
 }
 
-// Opens a folder whatever its mode says; its owner may have taken the rights from himself.
+// Opens a folder whatever its mode is: its owner may have removed the owner's own permissions.
 Descriptor OpenWithRights(const Descriptor& above, const std::string& name) {
     const Descriptor found(
         openat(above.Get(), name.c_str(), O_PATH | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
     if (!found) {
         return {};
     }
-    // A descriptor of O_PATH can be chmodded by its name in /proc alone.
+    // The mode of an O_PATH descriptor can be changed only by its name in /proc.
     const std::string self = "/proc/self/fd/" + std::to_string(found.Get());
     static_cast<void>(chmod(self.c_str(), S_IRWXU));  // a failure shows in the next call
     return OpenDirectoryAt(above, name);
 }
 
-// Empties a directory. Folders in folders move up into it before they are emptied in their turn, so
-// that no descent is deeper than one folder.
+// Empties a directory, the "top". It moves folders inside folders up into the top and empties them
+// from there, so it never descends more than one level.
 class Emptier {
 public:
     explicit Emptier(const Descriptor& top) : _top(top) {}
@@ -88,7 +88,7 @@ Descriptor OpenDirectoryAt(const Descriptor& above, const std::string& name) {
 
 std::vector<std::string> NamesIn(const Descriptor& directory) {
     std::vector<std::string> names;
-    // Opened anew: reading moves the position that copies of a descriptor share.
+    // Opened anew: reading moves the position, which duplicates of a descriptor share.
     Descriptor listing(openat(directory.Get(), ".", kListing));
     const std::unique_ptr<DIR, DirectoryCloser> entries(listing ? fdopendir(listing.Get())
                                                                 : nullptr);

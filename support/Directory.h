@@ -9,33 +9,33 @@
 
 #include "support/Descriptor.h"
 
-// Directories by descriptor. A path is looked up again at each use, and whoever may write to a
-// folder on the way can exchange what lies there in between; a descriptor stays with what was
-// opened.
+// Directories by file descriptor. The kernel looks up a path again at each use, and a user who may
+// write to a folder on the way can replace what is there between two uses. A descriptor stays with
+// the directory that was opened.
 namespace vellumo::support {
 
-// Opens the directory `path` for listing and for the *at calls; a symbolic link in its last
-// component is refused. None, with errno, when that fails.
+// Opens the directory `path` for listing and for the *at calls. Refuses a symbolic link as its last
+// component. Returns an empty descriptor, with errno, on failure.
 Descriptor OpenDirectory(const std::string& path);
 
-// The same for the entry `name` of `above`.
+// The same for the entry `name` of the directory `above`.
 Descriptor OpenDirectoryAt(const Descriptor& above, const std::string& name);
 
-// The names in `directory` without "." and "..", in no order. Empty, with errno, when it cannot be
-// listed; errno is 0 when it is empty.
+// Returns the names in `directory` without "." and "..", in no particular order. Returns no names,
+// with errno, when the directory cannot be listed; errno is 0 when the directory is empty.
 std::vector<std::string> NamesIn(const Descriptor& directory);
 
-// Whether both are of one file or directory.
+// Whether both describe the same file or directory.
 bool IsSameFile(const struct stat& one, const struct stat& other);
 
-// Whether `path`, its links followed, leads to what is open as `file`. False when either cannot be
-// looked at. A file that somebody has removed or replaced is at no path any more.
+// Whether the open file `file` is the one at `path`; follows symbolic links. False when either
+// cannot be examined. A file that has been removed or replaced is no longer at its path.
 bool LiesAt(const Descriptor& file, const std::string& path);
 
-// Removes everything in `directory`, which stays. Follows no link and needs few descriptors however
-// deep the folders are. Grants itself the rights to folders that lack them, and does not mind what
-// others remove meanwhile. False, with errno, when something cannot be removed; the rest is then
-// gone as far as the call came.
+// Removes everything in `directory` but not the directory itself. Follows no symbolic link and
+// needs few file descriptors however deep the folders are. Changes the mode of folders that the
+// caller may not enter. Entries that another process removes meanwhile are no failure. Returns
+// false, with errno, when it cannot remove an entry; entries removed before that are gone.
 bool RemoveContents(const Descriptor& directory);
 
 }  // namespace vellumo::support

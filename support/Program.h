@@ -8,19 +8,21 @@
 
 namespace vellumo::support {
 
-// What a call of a program came to.
+// The result of running a program.
 struct Answer {
-    int status;          // exit status; -1 when it did not start, or did not end by itself in time
-    std::string output;  // what it wrote last, without line ends at its end; for -1 the reason
+    int status;          // exit status; -1 when it did not start or did not exit by itself in time
+    std::string output;  // the end of its output, without trailing newlines; for -1 the reason
 };
 
-// Runs `program` (absolute path) with `arguments` and an empty standard input, and waits for it. It
-// is killed when it has not ended within `limit`.
+// Runs `program` (absolute path) with `arguments` and an empty standard input, and waits until it
+// ends. Kills it when it has not ended within `limit`. `output` is the end of what it writes to its
+// standard output and standard error.
 Answer Ask(const std::string& program, const std::vector<std::string>& arguments,
            std::chrono::seconds limit);
 
-// The same without a limit, for work that a person watches: what it writes goes to this process's
-// standard error, and it heeds the same signals. `output` is empty but for -1.
+// The same without a time limit, for work that a person watches: the program writes to this
+// process's standard error and keeps this process's signal mask and ignored signals. `output` is
+// empty unless the program did not start.
 Answer RunInSight(const std::string& program, const std::vector<std::string>& arguments);
 
 }  // namespace vellumo::support

@@ -16,7 +16,7 @@ Descriptor MakeTemporaryFile(std::string& pattern, size_t suffixLength) {
 
 Descriptor OpenNamelessFile() {
     Descriptor file(open("/tmp", O_TMPFILE | O_RDWR | O_CLOEXEC, S_IRUSR | S_IWUSR));
-    if (!file && errno == EOPNOTSUPP) {  // a file system without such files
+    if (!file && errno == EOPNOTSUPP) {  // the file system has no files without a name
         std::string name = "/tmp/vellumo-XXXXXX";
         file = MakeTemporaryFile(name);
         if (file) {

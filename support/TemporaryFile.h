@@ -10,17 +10,17 @@
 
 namespace vellumo::support {
 
-// Creates an empty file of mode 0600, open for reading and writing, which no child inherits.
-// `pattern`: its path, with "XXXXXX" before the last `suffixLength` bytes; becomes the name that
-// was chosen. The file is the caller's to remove. None, with errno, when it cannot be made.
+// Creates an empty file with mode 0600, open for reading and writing; no child process inherits it.
+// `pattern`: its path, with "XXXXXX" before the last `suffixLength` bytes; set to the path that was
+// chosen. The caller removes the file. Returns an empty descriptor, with errno, on failure.
 Descriptor MakeTemporaryFile(std::string& pattern, size_t suffixLength = 0);
 
-// A file for reading and writing that has no name and is gone when its last descriptor is closed.
-// None, with errno, when it cannot be made.
+// Creates a file without a name in /tmp, open for reading and writing. The kernel removes it when
+// its last descriptor is closed. Returns an empty descriptor, with errno, on failure.
 Descriptor OpenNamelessFile();
 
-// The last `most` bytes of `file`, all of a shorter one; what can be read of it after a failure.
-// Where the descriptor stands does not matter and does not change.
+// Returns the last `most` bytes of `file`, or the whole of a shorter file; after a failure, what
+// could be read. Neither uses nor changes the position of the descriptor.
 std::string ReadTail(const Descriptor& file, size_t most);
 
 }  // namespace vellumo::support
