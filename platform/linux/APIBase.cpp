@@ -4,7 +4,7 @@
 namespace NAVO {
 namespace {
 
-// JsonCpp's own accessors throw when a value is not of the kind that they expect.
+// JsonCpp's own accessors throw when a value is not of the type that they expect.
 bool HasMember(const Json::Value& value, const std::string& key) {
     return value.isObject() && value.isMember(key);
 }

@@ -12,7 +12,7 @@ namespace {
 constexpr size_t kFirstBufferSize = 1024;  // ample for a local account
 constexpr int kFirstGroups = 64;
 
-// `look` is one of the re-entrant questions of the C library, bound to its key.
+// `look` is one of the C library's re-entrant lookups (getpwnam_r and its like), bound to its key.
 template <typename Record, typename Look>
 bool Ask(Look look, Record& record, std::vector<char>& buffer) {
     buffer.resize(kFirstBufferSize);
@@ -25,7 +25,7 @@ bool Ask(Look look, Record& record, std::vector<char>& buffer) {
         if (error == ERANGE) {
             buffer.resize(buffer.size() * 2);
         } else if (error != EINTR) {
-            // Name services differ in what they call plain absence.
+            // Name services differ in the error that they return for an unknown name.
             errno = error == 0 || error == ESRCH ? ENOENT : error;
             return false;
         }

@@ -8,8 +8,8 @@
 #include <string>
 #include <vector>
 
-// Accounts and groups as the name service tells them. Nothing, with errno, when it knows none such
-// (ENOENT) or cannot tell (anything else).
+// Accounts and groups from the name service. The Find operations return nothing, with errno, when
+// it knows no such account or group (ENOENT) or cannot answer (any other value).
 namespace NAVO::platform {
 
 struct Account {
@@ -30,7 +30,7 @@ struct Group {
 std::optional<Group> FindGroup(const std::string& name);
 std::optional<Group> FindGroup(gid_t gid);
 
-// The ids of all groups of `account`, its primary one first.
+// Returns the ids of all groups of `account`, its primary group first.
 std::vector<gid_t> GroupsOf(const Account& account);
 
 }  // namespace NAVO::platform

@@ -12,11 +12,12 @@
 namespace NAVO::platform {
 namespace {
 
-// NAVO_ACL_… bits are those of R_OK, W_OK and X_OK.
+// The NAVO_ACL_… bits equal R_OK, W_OK and X_OK.
 static_assert(NAVO_ACL_READ == R_OK && NAVO_ACL_WRITE == W_OK && NAVO_ACL_EXECUTE == X_OK);
 
-// The kernel's answer for the effective ids. Not by the C library's faccessat: on a kernel that
-// does not know the question it reckons from the mode bits, and so overlooks access control lists.
+// The kernel's answer for the effective ids. Does not use the C library's faccessat: on a kernel
+// without this system call that function computes the answer from the mode bits, which ignores
+// access control lists.
 bool IsGranted(const char* path, unsigned permission) {
     return syscall(SYS_faccessat2, AT_FDCWD, path, permission, AT_EACCESS) == 0;
 }

@@ -12,8 +12,9 @@
 namespace NAVO::platform {
 namespace {
 
-// Makes this thread's characters UTF-8 while it lives: a loader may never have set a locale, and
-// the process's own is not ours to change. Without such a locale ASCII is what is left.
+// Sets this thread's character set to UTF-8 while the object lives: a loader may never have set a
+// locale, and a library must not change the process's own. On a system without the locale C.UTF-8,
+// the thread's character set stays as it is.
 class Utf8Characters {
 public:
     Utf8Characters() : _before(uselocale(Utf8())) {}
@@ -30,12 +31,12 @@ private:
     locale_t _before;
 };
 
-// Appends the first character of `text`, in lower case, and returns its length in `text`.
+// Appends the first character of `text` in lower case. Returns its length in `text`.
 size_t AppendLower(std::string& result, std::string_view text) {
     std::mbstate_t state{};
     wchar_t character = L'\0';
     const size_t length = std::mbrtowc(&character, text.data(), text.size(), &state);
-    if (length == 0 || length > text.size()) {  // a null character, or no character
+    if (length == 0 || length > text.size()) {  // a null character, or not a valid character
         result += text.front();
         return 1;
     }
@@ -56,7 +57,7 @@ char LowerAscii(char c) {
     return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c;
 }
 
-// The length of the character that `text` begins with, 0 when it begins with none.
+// Returns the length of the character at the beginning of `text`; 0 when there is no valid one.
 size_t LengthOfFirst(std::string_view text) {
     constexpr wchar_t kLastCharacter = 0x10ffff;
     std::mbstate_t state{};
@@ -73,7 +74,7 @@ size_t LengthOfFirst(std::string_view text) {
 std::string LowerCase(std::string_view text) {
     std::string result;
     result.reserve(text.size());
-    if (IsAscii(text)) {  // nearly always, and much cheaper
+    if (IsAscii(text)) {  // nearly all texts are, and this is much cheaper
         std::transform(text.begin(), text.end(), std::back_inserter(result), LowerAscii);
         return result;
     }

@@ -7,10 +7,12 @@
 
 namespace NAVO::platform {
 
-// `text` (UTF-8) in lower case, whatever the locale of the process. Bytes that are no UTF-8 stay.
+// Returns `text` (UTF-8) in lower case, whatever the process's locale. Leaves bytes that are not
+// valid UTF-8 as they are.
 std::string LowerCase(std::string_view text);
 
-// `text` with every byte that is no part of UTF-8 replaced by U+FFFD, whatever the locale.
+// Returns `text` with every byte that is not valid UTF-8 replaced by U+FFFD, whatever the process's
+// locale.
 std::string ValidUtf8(std::string_view text);
 
 }  // namespace NAVO::platform

@@ -28,12 +28,12 @@ constexpr mode_t kUnfinishedMode = 0600;  // until the source's bits are set
 constexpr size_t kBufferSize = size_t{64} * 1024;
 constexpr size_t kMostAtOnce = size_t{1} << 30;
 
-// A pattern for mkostemp: a hidden file in the folder of `path`.
+// Returns a pattern for a temporary file: a hidden file in the folder of `path`.
 std::string HiddenBeside(const std::string& path) {
     return path.substr(0, path.rfind('/') + 1) + ".navo-XXXXXX";
 }
 
-// Where a copy goes. A file that was created for it is removed again unless it is kept.
+// The destination of a copy. Removes a file that it has created unless that is kept.
 class Destination {
 public:
     explicit Destination(const char* path) : _path(path) {}
@@ -47,7 +47,8 @@ public:
     Destination(const Destination&) = delete;
     Destination& operator=(const Destination&) = delete;
 
-    // False with errno. An existing file keeps its content for now.
+    // Opens the path and creates a missing file. Returns false, with errno, on failure. An existing
+    // file keeps its content until Fill.
     bool Open(bool replace) {
         const int flags = O_WRONLY | kOpenFlags;
         _file = Descriptor(open(_path.c_str(), flags | O_CREAT | O_EXCL, kUnfinishedMode));
@@ -58,7 +59,7 @@ public:
         return static_cast<bool>(_file);
     }
 
-    // The same for a hidden file beside the path, which TakeName then puts there.
+    // The same with a new hidden file beside the path; TakeName then moves that to the path.
     bool OpenHidden() {
         _name = std::exchange(_path, HiddenBeside(_path));
         _file = vellumo::support::MakeTemporaryFile(_path);
@@ -66,8 +67,8 @@ public:
         return _created;
     }
 
-    // The finished file takes the path, and the place of what is there. What it has replaced cannot
-    // be had back, so from then on it stays.
+    // Renames the hidden file to the path and replaces a file that is there. A replaced file cannot
+    // be restored, so from then on the new file is kept.
     bool TakeName() {
         const bool replaces = access(_name.c_str(), F_OK) == 0;
         if (rename(_path.c_str(), _name.c_str()) != 0) {
@@ -78,7 +79,7 @@ public:
         return true;
     }
 
-    // Ends the writing, which may be the moment when a file system tells that it failed.
+    // Closes the file: some file systems report a failed write only now.
     bool Close() { return close(_file.Release()) == 0; }
 
     void Keep() { _created = false; }
@@ -86,13 +87,14 @@ public:
 
 private:
     std::string _path;
-    std::string _name;  // what a hidden file is to be called
+    std::string _name;  // the path that a hidden file will get
     Descriptor _file;
     bool _created = false;
 };
 
-// Lets the file system copy or share blocks as far as it can: not between all file systems, nor for
-// all kinds of files. A reason not to go on shows again, and is told, in the loop that follows.
+// Lets the file system copy or share blocks as far as it can, which it cannot do between all file
+// systems or for all kinds of files. An error here occurs again in CopyThroughBuffer, which reports
+// it.
 void CopyInKernel(int from, int to) {
     while (copy_file_range(from, nullptr, to, nullptr, kMostAtOnce, 0) > 0) {
     }
@@ -110,7 +112,7 @@ bool WriteAll(int to, const char* data, size_t size) {
     return true;
 }
 
-// Goes on from where both descriptors stand.
+// Copies the rest, from the current positions of both descriptors.
 bool CopyThroughBuffer(int from, int to) {
     std::array<char, kBufferSize> buffer{};
     for (;;) {
@@ -124,8 +126,8 @@ bool CopyThroughBuffer(int from, int to) {
     }
 }
 
-// The bits of a file that belongs to somebody else are his, and some file systems have none; the
-// content is what counts there.
+// EPERM is no failure: only the owner may change a file's mode, and some file systems have no mode.
+// There, copying the content is enough.
 bool SetPermissions(int file, mode_t mode) {
     return fchmod(file, mode & kPermissionBits) == 0 || errno == EPERM;
 }
@@ -140,8 +142,8 @@ bool CopyContent(int from, int to) {
 
 enum class Outcome { Failed, Copied, SameFile };
 
-// Fills the opened `destination`. Says SameFile, and changes nothing, when the source is the same
-// file: it is a copy of itself already, and emptying the destination would lose it.
+// Fills the opened `destination`. When the source is the same file, returns SameFile and changes
+// nothing: emptying the destination would destroy the source.
 Outcome Fill(Destination& destination, const Descriptor& source) {
     struct stat from {};
     struct stat to {};
@@ -178,9 +180,10 @@ bool AreOneFile(const char* source, const char* path) {
     return stat(source, &one) == 0 && stat(path, &two) == 0 && IsSameFile(one, two);
 }
 
-// Does for two file systems what a rename does within one: who opens the destination finds all of
-// the old content or all of the new, also after a failure. One file is possible here too, when a
-// file system is mounted at two places; it stays, as with a rename within one place.
+// Does between two file systems what a rename does within one: a process that opens the destination
+// finds either the old content or the new content as a whole, also after a failure. Both paths can
+// be names of one file here too, when a file system is mounted at two places. The file then stays,
+// as it does when a rename gets two names of one file.
 int CopyThenRemove(const char* source, const char* path, bool replace) {
     if (replace && AreOneFile(source, path)) {
         return 0;
@@ -203,7 +206,7 @@ int Move(const char* source, const char* path, bool replace) {
     if (renameat2(AT_FDCWD, source, AT_FDCWD, path, flags) == 0) {
         return 0;
     }
-    // EXDEV: another file system. EINVAL: one that cannot rename without replacing.
+    // EXDEV: another file system. EINVAL: the file system does not support RENAME_NOREPLACE.
     if (errno == EXDEV || errno == EINVAL) {
         return CopyThenRemove(source, path, replace);
     }

@@ -13,7 +13,7 @@ namespace {
 constexpr auto kKeepUser = static_cast<uid_t>(-1);
 constexpr auto kKeepGroup = static_cast<gid_t>(-1);
 
-// The user last: who is not root any more may change nothing else.
+// Sets the user last: a process that is no longer root can change nothing else.
 bool Become(const Account& account, bool canReturn) {
     const gid_t otherGroups = canReturn ? kKeepGroup : account.gid;
     const uid_t otherUsers = canReturn ? kKeepUser : account.uid;

@@ -17,14 +17,15 @@ bool IsDirectory(const std::string& path, Links links) {
     return fstatat(AT_FDCWD, path.c_str(), &status, flags) == 0 && S_ISDIR(status.st_mode);
 }
 
-// Links are not followed: whoever may write to the parent could have put one in the new
-// directory's place, to have root change the owner of something else.
+// Does not follow links: a user who may write to the parent could have replaced the new directory
+// with a link, to make root change the owner of another file.
 bool SetAttributes(const std::string& path, const DirectoryAttributes& attributes) {
     const bool keepsOwner = attributes.owner == UID_ERR && attributes.group == UID_ERR;
     if (!keepsOwner && lchown(path.c_str(), attributes.owner, attributes.group) != 0) {
         return false;
     }
-    // Not left to mkdir: there the umask takes bits away and a set-group-id parent adds one.
+    // mkdir alone does not set the exact mode: the umask removes bits, and a set-group-id parent
+    // adds one.
     return fchmodat(AT_FDCWD, path.c_str(), attributes.mode, AT_SYMLINK_NOFOLLOW) == 0;
 }
 
@@ -44,7 +45,7 @@ bool EnsureDirectory(const std::string& path, const DirectoryAttributes& attribu
         if (errno != EEXIST) {
             return false;
         }
-        // Also when another process was faster.
+        // It existed, or another process has created it just now.
         errno = ENOTDIR;
         return IsDirectory(path, links);
     }
@@ -52,7 +53,7 @@ bool EnsureDirectory(const std::string& path, const DirectoryAttributes& attribu
         return true;
     }
     const int error = errno;
-    rmdir(path.c_str());  // when even that fails, the first error is the one to tell
+    rmdir(path.c_str());  // if this fails too, the first error is the one to report
     errno = error;
     return false;
 }

@@ -9,18 +9,19 @@
 
 namespace NAVO::platform {
 
-// What a directory gets when it is made.
+// The attributes of a new directory.
 struct DirectoryAttributes {
     mode_t mode;
-    uid_t owner = UID_ERR;  // UID_ERR leaves each as it comes
+    uid_t owner = UID_ERR;  // UID_ERR: as the kernel sets it; the same for the group
     gid_t group = UID_ERR;
 };
 
 enum class Links { Followed, Refused };
 
-// Makes sure that `path` is a directory, its parent being there; one that exists is left as it is.
-// `links` says whether a symbolic link to a directory passes for one.
-// False with errno; a directory that could not be given its attributes is removed again.
+// Makes sure that `path` is a directory; its parent must exist. Leaves an existing directory as it
+// is. `links`: whether a symbolic link to a directory counts as one.
+// Returns false, with errno, on failure. Removes a new directory again when its attributes cannot
+// be set.
 bool EnsureDirectory(const std::string& path, const DirectoryAttributes& attributes,
                      Links links = Links::Followed);
 

@@ -36,7 +36,7 @@ std::string_view Folder(std::string_view path) {
     return path.substr(0, path.rfind('/') + 1);
 }
 
-// A name in a directory, which neither is the directory itself nor leads out of it.
+// Whether `text` names an entry of a directory: neither the directory itself nor a path out of it.
 bool IsName(std::string_view text) {
     return !text.empty() && text != "." && text != ".." && text.find('/') == std::string_view::npos;
 }
@@ -50,7 +50,7 @@ std::string DirectoryOf(std::string_view file) {
     return std::string(Folder(file)).append(kDirectoryName).append("/").append(LastComponent(file));
 }
 
-// Fills `buffer`; 0 or -1.
+// Copies `path` into `buffer`. Returns 0, or -1 when it does not fit.
 int Give(const std::string& path, char* buffer, size_t size) {
     if (path.size() >= size) {
         return Fail(NAVO_ERR_NAME_TOO_LONG, ENAMETOOLONG);
@@ -59,7 +59,8 @@ int Give(const std::string& path, char* buffer, size_t size) {
     return 0;
 }
 
-// Where the directory of streams lies that has `directory` as its path, or "" when it is not one.
+// Returns the parent of the extended-attribute directory `directory`; "" when `directory` is not
+// the path of such a directory.
 std::string_view ParentOf(const char* directory) {
     if (!IsFilePath(directory)) {
         return {};
@@ -106,8 +107,8 @@ int NAVOEAMKDir(int flags, const char* directory) {
     if (flags != NAVO::platform::kMakeFlags || parent.empty()) {
         return Fail(NAVO_ERR_BAD_PARAMETERS, EINVAL);
     }
-    // Callers are root here, in folders where users may write: a link that a user has put in the
-    // place of either directory must not lead root somewhere else.
+    // Callers are root and create this in folders where users may write: a link that a user has put
+    // in the place of either directory must not lead root to another directory.
     const NAVO::platform::DirectoryAttributes attributes{NAVO::platform::kDirectoryMode, geteuid(),
                                                          getegid()};
     const bool made = EnsureDirectory(parent, attributes, Links::Refused) &&

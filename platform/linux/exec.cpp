@@ -17,10 +17,10 @@ namespace {
 
 enum class StandardError { Inherited, Discarded };
 
-// A process that ignores SIGCHLD, or says that it wants no zombies, gets no exit status to wait
-// for. While any object lives the signal is at its default in such a process, and only in such a
-// one; the last object restores it. A child of the loader's own that ends meanwhile stays a zombie
-// until the loader ends: there is one disposition for the whole process.
+// A process that ignores SIGCHLD, or sets SA_NOCLDWAIT, cannot wait for an exit status. In such a
+// process, and in no other, the signal is at its default while any object lives; the last object
+// restores it. A child of the loader's own that ends meanwhile stays a zombie until the loader
+// ends: the whole process has only one disposition of the signal.
 class ChildStatusKept {
 public:
     ChildStatusKept() {
@@ -48,7 +48,7 @@ private:
     static bool LosesStatus(const struct sigaction& action) {
         return action.sa_handler == SIG_IGN || (action.sa_flags & SA_NOCLDWAIT) != 0;
     }
-    // Else another thread of the loader has set it meanwhile, and that stands.
+    // If it is not, another thread of the loader has set it meanwhile, and that setting stays.
     static bool IsDefaultNow() {
         struct sigaction present {};
         sigaction(SIGCHLD, nullptr, &present);
@@ -66,8 +66,8 @@ int ChildStatusKept::users = 0;
 bool ChildStatusKept::changed = false;
 struct sigaction ChildStatusKept::before {};
 
-// Programs that nobody waits for. Their exit statuses are collected when the next program is
-// started, so no more zombies are left at a time than ended since then.
+// Programs that nobody waits for. Each start of a program collects the exit statuses of those that
+// have ended, so only those that have ended since the last start are zombies.
 class Unwaited {
 public:
     static void Add(pid_t child) {
@@ -76,7 +76,7 @@ public:
     }
     static void CollectEnded() {
         const std::lock_guard<std::mutex> guard(mutex);
-        // Failure means that somebody else has collected it.
+        // waitpid fails when other code in the process has collected the child.
         std::erase_if(children, [](pid_t child) { return waitpid(child, nullptr, WNOHANG) != 0; });
     }
 
@@ -124,7 +124,7 @@ int Launch(const char* program, char* const argv[], StandardError standardError)
     return 0;
 }
 
-// The argument vector of `program`; posix_spawn takes its elements as changeable but leaves them.
+// The argument vector of `program`. posix_spawn takes non-const elements but does not change them.
 class Arguments {
 public:
     explicit Arguments(const char* program) { Add(program); }

@@ -8,14 +8,15 @@
 
 namespace NAVO::platform {
 
-// Makes `code` this thread's last error, arisen where Fail is called, and sets errno to `error`.
-// Returns -1, which most operations return then. The last two arguments are never passed.
+// Sets this thread's last error to `code`, with the place of the call of Fail, and errno to
+// `error`. Returns -1, which most operations then return too. Callers never pass the last two
+// arguments.
 int Fail(NAVOError code, int error = errno, const char* file = __builtin_FILE(),
          int line = __builtin_LINE());
 
-// For an operation that tries things that may fail on its way to success: when the object ends and
-// Fail was not called meanwhile, errno is again what the caller had, so that a stale one never
-// shows up in the caller's next message.
+// For an operation in which steps may fail although the operation succeeds. If Fail has not been
+// called while the object lived, the destructor restores errno, so that a meaningless errno never
+// appears in the caller's next message.
 class SuccessKeepsErrno {
 public:
     SuccessKeepsErrno();

@@ -17,7 +17,7 @@ using vellumo::support::Uninterrupted;
 
 constexpr mode_t kNewFileMode = 0644;
 
-// What lies at `path`; nothing when nothing does or when it cannot be looked at.
+// Examines the file at `path`. Returns nothing when there is no file or it cannot be examined.
 std::optional<struct stat> Look(const char* path) {
     if (IsEmpty(path)) {
         Fail(NAVO_ERR_BAD_PARAMETERS, EINVAL);
@@ -33,7 +33,8 @@ std::optional<struct stat> Look(const char* path) {
     return std::nullopt;
 }
 
-// Not opened for writing: its owner may touch a file that is read-only, and a pipe would block.
+// Does not open the file for writing: its owner may touch a read-only file, and opening a pipe
+// would block.
 int SetTimes(const char* path) {
     return utimensat(AT_FDCWD, path, nullptr, 0);
 }

@@ -13,7 +13,7 @@ namespace {
 
 constexpr const char* kHomeAlias = "home";
 
-// Refuses what would lead out of the homes' folder when it becomes a part of a path.
+// Refuses a name that would lead out of the folder of homes when it becomes part of a path.
 bool IsLoginName(const std::string& name) {
     constexpr std::string_view kForbidden("/\0", 2);
     return !name.empty() && name != "." && name != ".." &&
@@ -27,7 +27,7 @@ PortmanFileShare::PortmanFileShare() = default;
 
 PortmanFileShare::~PortmanFileShare() = default;
 
-// A member for the interface's sake.
+// A member because the interface has it as one.
 // NOLINTNEXTLINE(readability-convert-member-functions-to-static)
 bool PortmanFileShare::IsDirUserHome(const std::string& shareName, void* reserved) const {
     if (reserved != nullptr) {

@@ -21,8 +21,8 @@ using vellumo::support::Uninterrupted;
 using Clock = std::chrono::steady_clock;
 using std::chrono::milliseconds;
 
-// Between tries. Most locks are held for about a millisecond; for those held longer a delay of the
-// length of one page flip is not felt, and 50 tries a second cost nothing.
+// Pauses between attempts. Most locks are held for about a millisecond. For a lock held longer,
+// users do not notice a delay of 20 milliseconds, and 50 attempts a second cost almost nothing.
 constexpr milliseconds kFirstPause{1};
 constexpr milliseconds kLongestPause{20};
 
@@ -30,9 +30,10 @@ constexpr mode_t kNewFileMode = 0644;
 
 enum class Attempt { Taken, Busy, Failed };
 
-// A shared lock needs no more than reading. An exclusive one asks for writing as well and gives no
-// second chance: who may not change the file has no reason to shut everybody out, and is told so
-// before the work and not when saving; and network file systems demand such a descriptor for it.
+// A shared lock needs only permission to read. An exclusive lock also needs permission to write,
+// and does not fall back to a descriptor for reading. A process that may not change the file has no
+// reason to exclude all others, and learns this before its work and not when it saves. Network file
+// systems also demand a descriptor for writing.
 Descriptor Open(const char* path, bool exclusive) {
     const int flags =
         (exclusive ? O_RDWR : O_RDONLY) | O_CLOEXEC | O_NOCTTY | O_NONBLOCK;  // pipes would block
@@ -40,13 +41,14 @@ Descriptor Open(const char* path, bool exclusive) {
     if (descriptor >= 0 || errno != ENOENT) {
         return Descriptor(descriptor);
     }
-    // Only now: where a directory is sticky and everybody's, the kernel refuses O_CREAT on files
-    // of other users that exist. And not through a link, which could put the new file anywhere.
+    // Only now O_CREAT: in a sticky directory that all users may write to, the kernel refuses
+    // O_CREAT on an existing file of another user. O_NOFOLLOW: a link could create the file
+    // anywhere.
     const int creating = flags | O_CREAT | O_NOFOLLOW;
     return Descriptor(Uninterrupted([=] { return open(path, creating, kNewFileMode); }));
 }
 
-// Opens the file anew, so that a try is always for the one that lies at `path` now.
+// Opens the file anew, so that each attempt is for the file that is at `path` now.
 Attempt Try(const char* path, bool exclusive, Descriptor& holder) {
     holder = Open(path, exclusive);
     if (!holder) {
@@ -60,7 +62,7 @@ Attempt Try(const char* path, bool exclusive, Descriptor& holder) {
         Fail(NAVO_ERR_LOCK_FAILED);
         return Attempt::Failed;
     }
-    // The file may have been replaced between opening and locking; then this lock guards nothing.
+    // If the file has been replaced between opening and locking, this lock protects nothing.
     return LiesAt(holder, path) ? Attempt::Taken : Attempt::Busy;
 }
 
@@ -104,7 +106,7 @@ int NLIBCFileLockTimeByFile(const char* path, int exclusive, int timeoutSecs, in
 }
 
 int NLIBCFileUnlockByFile(int descriptor) {
-    // Closing alone would not do: a plain fork of this process shares the lock and would keep it.
+    // Closing is not enough: a forked child of this process shares the lock and would keep it.
     if (flock(descriptor, LOCK_UN) != 0) {
         return NAVO::platform::Fail(NAVO_ERR_LOCK_FAILED);
     }

@@ -4,7 +4,7 @@
 
 namespace NAVO::platform {
 
-// Whether a text that a caller passed says nothing.
+// Whether a caller passed a null or empty text.
 inline bool IsEmpty(const char* text) {
     return text == nullptr || *text == '\0';
 }

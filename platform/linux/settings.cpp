@@ -7,18 +7,19 @@
 #include "fail.h"
 #include "smbconf.h"
 
-// The grammar of smb.conf serves both files: it is read here already, and its quotes keep a text's
-// own blanks. inih does not fit: as Debian builds it, it leaves the quotes in place, cuts a value
-// at " ;" even inside them, and cuts lines at 200 bytes, which a translated sentence has.
+// Both files use the grammar of smb.conf: this library has a parser for it already, and its quotes
+// preserve blanks at the ends of a text. inih does not fit: as Debian builds it, it leaves the
+// quotes in place, cuts a value at " ;" even inside quotes, and cuts lines at 200 bytes, which a
+// translated sentence can exceed.
 namespace NAVO::platform {
 namespace {
 
 constexpr const char* kSettingsFile = "/usr/navo/etc/navo.conf";
 constexpr const char* kStringsDirectory = "/usr/navo/etc/strings/";
-constexpr const char* kNoSection = "global";  // where SmbConf keeps what comes before a section
+constexpr const char* kNoSection = "global";  // SmbConf's section for lines before the first one
 constexpr const char* kEnglish = "enu";
 
-// Nothing when the file is missing; the last error tells of one that cannot be read.
+// Returns nothing when the file is missing or cannot be read; sets the last error for the latter.
 std::optional<SmbConf> Load(const std::string& file) {
     auto content = SmbConf::Load(file);
     if (!content && errno != ENOENT && errno != ENOTDIR) {
@@ -33,7 +34,7 @@ std::optional<std::string> ValueIn(const SmbConf& content, const std::string& se
     return found != nullptr && found->Has(key) ? std::optional(found->Text(key)) : std::nullopt;
 }
 
-// It becomes part of a path.
+// The name becomes part of a path.
 bool IsLanguageName(const std::string& name) {
     constexpr const char* kAllowed =
         "abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ0123456789-_";
@@ -65,7 +66,7 @@ std::optional<std::string> TextIn(const std::string& language,
 
 NavoConf::NavoConf() = default;
 
-// NOLINTNEXTLINE(readability-convert-member-functions-to-static): a member for the interface's sake
+// NOLINTNEXTLINE(readability-convert-member-functions-to-static): a member in the interface
 std::string NavoConf::Info(const std::string& key, const std::string& defaultValue) const {
     const NAVO::platform::SuccessKeepsErrno success;
     const auto content = NAVO::platform::Load(NAVO::platform::kSettingsFile);

@@ -12,7 +12,7 @@
 namespace NAVO::platform {
 namespace {
 
-// What a record that is handed out really is: it owns the texts that it shows.
+// The real type of the records that callers get: it owns the texts that the record points to.
 struct ShareRecord : NAVOSHARE {
     explicit ShareRecord(Share share)
         : NAVOSHARE{}, name(std::move(share.name)), path(std::move(share.path)) {

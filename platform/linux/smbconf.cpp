@@ -12,10 +12,10 @@
 #include "casefold.h"
 #include "support/Descriptor.h"
 
-// The grammar is read here and not by inih, which cannot: built as Debian does, it ends a name at a
-// ":" before a "=" ("navo:scale volume" becomes "navo"), takes an indented line for one more value
-// of the parameter above, cuts a value at " ;", does not continue lines, and cuts names at 49 and
-// lines at 200 bytes. Its settings for some of these are the whole process's.
+// This file has its own parser because inih cannot read the grammar. As Debian builds it, inih ends
+// a name at a ":" before a "=" ("navo:scale volume" becomes "navo"), takes an indented line as one
+// more value of the parameter above, cuts a value at " ;", does not continue lines, and cuts names
+// at 49 and lines at 200 bytes. Its settings for some of these apply to the whole process.
 namespace NAVO::platform {
 namespace {
 
@@ -23,7 +23,7 @@ using vellumo::support::Descriptor;
 using vellumo::support::Uninterrupted;
 
 constexpr std::string_view kBlanks = " \t\v\f\r";
-constexpr int kMostFiles = 100;  // more is a file that includes itself
+constexpr int kMostFiles = 100;  // more means that a file includes itself
 constexpr size_t kMostBytes = size_t{16} << 20;
 
 std::string_view Trimmed(std::string_view text) {
@@ -34,7 +34,7 @@ std::string_view Trimmed(std::string_view text) {
     return text.substr(begin, text.find_last_not_of(kBlanks) - begin + 1);
 }
 
-// The form in which names are compared.
+// Returns the form in which names are compared.
 std::string Normalized(std::string_view name) {
     std::string result = LowerCase(name);
     std::erase_if(result, [](char c) { return kBlanks.find(c) != std::string_view::npos; });
@@ -71,7 +71,7 @@ std::optional<std::string> ReadAll(int file) {
     }
 }
 
-// A device or a pipe might have no end.
+// Refuses devices and pipes: they may have no end.
 std::optional<std::string> ReadRegularFile(const std::string& path) {
     const Descriptor file(open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NOCTTY | O_NONBLOCK));
     struct stat status {};
@@ -85,7 +85,7 @@ std::optional<std::string> ReadRegularFile(const std::string& path) {
     return ReadAll(file.Get());
 }
 
-// The lines of a text that say something: comments and blank lines left out, continued ones joined.
+// The lines of a text, without comments and blank lines; continued lines are joined.
 class Lines {
 public:
     explicit Lines(std::string_view text) : _rest(text) {}
@@ -124,7 +124,7 @@ class Parser {
 public:
     explicit Parser(SmbConf& result) : _result(result), _section(&result.Get("global")) {}
 
-    // False with errno.
+    // Returns false, with errno, on failure.
     bool Parse(const std::string& file) {
         if (_files++ == kMostFiles) {
             errno = ELOOP;
@@ -177,7 +177,7 @@ private:
         return true;
     }
 
-    // The file stands for its text, so a section that it begins goes on after it.
+    // Acts as if the file's text stood here: a section that begins in the file goes on after it.
     bool Include(std::string_view file) {
         if (!file.starts_with('/') || file.find('%') != std::string_view::npos) {
             return true;

@@ -9,25 +9,25 @@
 
 namespace NAVO::platform {
 
-// Samba's configuration as a file holds it: sections of parameters, the values as they stand.
+// Samba's configuration as its file contains it: sections of parameters, with unchanged values.
 //
-// In names of sections and parameters case and whitespace do not matter. What comes later
-// overrides; a section that comes twice is one; `directory` is `path`. Parameters before the first
-// section are those of [global]. A line that is neither a section nor has a "=" is passed over, as
-// the file service does.
+// In names of sections and parameters, case and whitespace do not matter. Of two values of one
+// parameter, the later is valid. Two sections with one name are one section. `directory` is another
+// name of `path`. Parameters before the first section belong to [global]. A line that neither
+// begins a section nor has a "=" is ignored, as the file service does.
 class SmbConf {
 public:
     class Section {
     public:
         explicit Section(std::string_view name) : _name(name) {}
 
-        // As the configuration has it the first time.
+        // The section's name as first spelled in the configuration.
         const std::string& Name() const { return _name; }
 
-        // The value of `parameter` without the quotes around it; "" when there is none.
+        // Returns the value of `parameter` without the quotes around it; "" when it is not set.
         std::string Text(std::string_view parameter) const;
 
-        // Whether `parameter` is there, be its value empty.
+        // Whether `parameter` is set, even to an empty value.
         bool Has(std::string_view parameter) const;
 
         // Whether the value of `parameter` is yes, true, on or 1.
@@ -40,18 +40,18 @@ public:
         std::map<std::string, std::string> _values;
     };
 
-    // Reads `file` and the files that it includes. A file to include is left out when it is missing
-    // or when its path is not absolute or has a variable in it, whose value only a session knows;
-    // so is the registry.
-    // Nothing, with errno, when a file cannot be read or when its syntax is none (EINVAL): a
-    // section without "]" or without a name, a parameter without a name, a null character, too many
-    // includes.
+    // Reads `file` and the files that it includes. Leaves out an included file that is missing,
+    // whose path is not absolute or whose path contains a variable, because only a session knows
+    // the variable's value; also leaves out the registry. Returns nothing, with errno, when a file
+    // cannot be read, when there are too many includes (ELOOP) or when the syntax is wrong
+    // (EINVAL): a section without "]" or without a name, a parameter without a name, a null
+    // character.
     static std::optional<SmbConf> Load(const std::string& file);
 
-    // The section `name`; null when there is none.
+    // Returns the section `name`; null when there is none.
     const Section* Find(std::string_view name) const;
 
-    // The section `name`, made when there is none.
+    // Returns the section `name`; creates it when there is none.
     Section& Get(std::string_view name);
 
 private:

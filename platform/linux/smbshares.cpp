@@ -10,7 +10,7 @@ namespace {
 constexpr const char* kHomes = "homes";
 constexpr std::string_view kUserVariables = "SUu";
 
-// `path` without slashes at its end, but for "/"; nothing when it is not absolute.
+// Returns `path` without trailing slashes, except for "/" itself; nothing when it is not absolute.
 std::optional<std::string> DirectoryPath(std::string path) {
     if (!path.starts_with('/')) {
         return std::nullopt;
@@ -28,7 +28,8 @@ std::optional<std::string> SharePath(const SmbConf& configuration,
     return DirectoryPath(isHomes ? path.substr(0, path.find('%')) : path);
 }
 
-// `pattern` with its variables replaced; nothing when it has another one.
+// Returns `pattern` with %S, %U and %u replaced by `user` and %% by %; nothing when it contains
+// another variable.
 std::optional<std::string> ExpandHome(const std::string& pattern, const std::string& user) {
     std::string home;
     for (size_t at = 0; at < pattern.size(); ++at) {

@@ -7,8 +7,7 @@
 
 #include "smbconf.h"
 
-// What Samba's configuration says about shared folders and homes. Paths are absolute and have no
-// trailing slash.
+// Shares and homes in Samba's configuration. Paths are absolute and have no trailing slash.
 namespace NAVO::platform {
 
 inline constexpr const char* kSmbConfFile = "/etc/samba/smb.conf";
@@ -19,11 +18,12 @@ struct Share {
     bool isOnScaleVolume = false;
 };
 
-// The share `name`; nothing when no section of that name is a share.
+// Returns the share `name`; nothing when no section of that name is a share.
 std::optional<Share> FindShare(const SmbConf& configuration, const std::string& name);
 
-// The home of `user`: the path of [homes] with its variables replaced, or `accountHome` when there
-// is none. Nothing when that has a variable that is not known here, or is not absolute.
+// Returns the home of `user`: the path of [homes] with its variables replaced, or `accountHome`
+// when [homes] has no path. Returns nothing when that path contains an unknown variable or the home
+// is not absolute.
 std::optional<std::string> FindHome(const SmbConf& configuration, const std::string& user,
                                     const std::string& accountHome);
 

@@ -14,7 +14,7 @@
 namespace NAVO::platform {
 namespace {
 
-// What the records that are handed out really are: they own the texts that they show.
+// The real types of the records that callers get: they own the texts that the records point to.
 struct UserRecord : NAVOUSER {
     explicit UserRecord(Account account)
         : NAVOUSER{}, name(std::move(account.name)), home(std::move(account.home)) {

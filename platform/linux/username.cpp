@@ -21,7 +21,7 @@ bool AreUsable(const char* name, const char* buffer, size_t size) {
     return !IsEmpty(name) && buffer != nullptr && size > 0;
 }
 
-// The length of `text`, once it stands in `buffer`.
+// Copies `text` into `buffer` and returns its length.
 int Deliver(std::string_view text, char* buffer, size_t size) {
     if (text.size() >= size) {
         return Fail(NAVO_ERR_NAME_TOO_LONG, ENAMETOOLONG);
@@ -30,7 +30,7 @@ int Deliver(std::string_view text, char* buffer, size_t size) {
     return static_cast<int>(text.size());
 }
 
-// The server's own domain; both names are empty when it is in none.
+// The server's own domain; both names are empty when the server belongs to no domain.
 struct Domain {
     std::string realm;
     std::string workgroup;
@@ -54,7 +54,7 @@ std::string UpperAscii(std::string_view text) {
     return upper;
 }
 
-// The short name of the fully qualified `domain`; "" when its first label is empty.
+// Returns the short name of the fully qualified `domain`; "" when its first label is empty.
 std::string ShortDomainName(std::string_view domain) {
     const Domain own = OwnDomain();
     if (!own.workgroup.empty() && IsSameDomain(domain, own.realm)) {

@@ -24,7 +24,7 @@ using vellumo::support::Uninterrupted;
 constexpr const char* kLogDirectory = "/var/log/navo";
 constexpr const char* kLogFile = "/var/log/navo/transfer.log";
 constexpr mode_t kDirectoryMode = 0755;
-constexpr mode_t kFileMode = 0640;  // it tells who reads what
+constexpr mode_t kFileMode = 0640;  // not for all users: the log tells who reads what
 constexpr int kLockSeconds = 5;
 
 std::string Now() {
@@ -35,7 +35,7 @@ std::string Now() {
     return text.data();
 }
 
-// JsonCpp takes the bytes of a UTF-8 character on trust and would swallow what follows a torn one.
+// JsonCpp does not check UTF-8: it would swallow the bytes that follow an incomplete character.
 Json::Value Text(const char* text) {
     return ValidUtf8(text == nullptr ? "" : text);
 }
@@ -46,7 +46,7 @@ std::string Line(const Json::Value& entry) {
     return Json::writeString(builder, entry) + "\n";
 }
 
-// The lock's descriptor makes sure of the file, but with a mode of its own, so it is made before.
+// Taking the lock would create the file too, but with another mode, so this creates it first.
 bool MakeLog() {
     if (!EnsureDirectory(kLogDirectory, {kDirectoryMode})) {
         return false;
@@ -56,7 +56,7 @@ bool MakeLog() {
     return made || errno == EEXIST;
 }
 
-// Holds the log open under its lock.
+// The log, open and under its exclusive lock.
 class LockedLog {
 public:
     LockedLog() { NLIBCFileLockTimeByFile(kLogFile, 1, kLockSeconds, &_file); }
@@ -70,16 +70,16 @@ public:
     LockedLog(const LockedLog&) = delete;
     LockedLog& operator=(const LockedLog&) = delete;
 
-    // When false, the last error is set.
+    // Whether the lock is held; if not, the last error is set.
     explicit operator bool() const { return _file >= 0; }
 
-    // False with errno; the log is then as it was.
+    // Returns false, with errno, on failure; the log is then as it was.
     bool Append(const std::string& line) const {
         struct stat before {};
         if (fstat(_file, &before) != 0 || fcntl(_file, F_SETFL, O_APPEND) != 0) {
             return false;
         }
-        if (!S_ISREG(before.st_mode)) {  // what a pipe takes is soon gone
+        if (!S_ISREG(before.st_mode)) {  // a pipe would not keep the entry
             errno = EINVAL;
             return false;
         }
@@ -89,7 +89,7 @@ public:
             return true;
         }
         const int error = written < 0 ? errno : ENOSPC;
-        // When even that fails, the first error is the one to tell.
+        // If the truncation fails too, the first error is the one to report.
         [[maybe_unused]] const int truncated = written > 0 ? ftruncate(_file, before.st_size) : 0;
         errno = error;
         return false;

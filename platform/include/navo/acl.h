@@ -17,10 +17,11 @@ inline constexpr unsigned NAVO_ACL_EXECUTE = 0x1;
 // `user`: the account's name as the server knows it (see navo/user.h), such as "ann" or "CORP\ann".
 // `canReturn`: true leaves the real and saved ids as they are, so that a process whose real or
 // saved user is root can become root again; false replaces them too, for good. In either case a
-// caller that wants its supplementary groups back must store them before the call. Returns true, or
-// false with errno and the last error NAVO_ERR_BAD_PARAMETERS (no name), NAVO_ERR_NO_SUCH_USER or
-// NAVO_ERR_NO_PERMISSION (the kernel refuses); after the last, the groups may be the account's
-// already. Changes the ids of all threads of the process.
+// caller that wants its supplementary groups back must store them before the call.
+//
+// Returns true, or false with errno and the last error NAVO_ERR_BAD_PARAMETERS (no name),
+// NAVO_ERR_NO_SUCH_USER or NAVO_ERR_NO_PERMISSION (the kernel refuses); after the last, the groups
+// may be the account's already. Changes the ids of all threads of the process.
 NAVO_API bool ResetCredentialsByName(const char* user, bool canReturn);
 
 // Sets `mask` to what the effective ids may do with the file at `path` (NAVO_ACL_… bits); follows

@@ -32,8 +32,8 @@ using PNAVOSHARE = NAVOSHARE*;
 //
 // The section [homes] is the share `homes`. Its path is the part of `path` before the first '%',
 // without a trailing slash, if that part is an absolute path. [global] and [printers] are no
-// shares, nor is a section without an absolute path. The parametric option `navo:scale volume =
-// yes` sets NAVO_SHARE_SCALE_VOLUME.
+// shares, nor is a section without an absolute path. The parametric option
+// `navo:scale volume = yes` sets NAVO_SHARE_SCALE_VOLUME.
 NAVO_API int NAVOShareGet(const char* name, PNAVOSHARE* share);
 
 // Frees a record of NAVOShareGet; null is allowed.

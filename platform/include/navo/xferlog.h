@@ -17,9 +17,10 @@
 //
 // Returns 0, or -1 with errno and the last error NAVO_ERR_BAD_PARAMETERS, NAVO_ERR_OPEN_FAILED,
 // NAVO_ERR_LOCK_TIMEOUT, NAVO_ERR_LOCK_FAILED or NAVO_ERR_IO (EINVAL for a log that is not a
-// regular file). An entry that does not fit on the disk is removed again. Entries of several
-// processes do not mix: it writes each with a single call, under an exclusive lock on the log.
-// Waits for that lock for at most 5 seconds.
+// regular file). An entry that does not fit on the disk is removed again.
+//
+// Entries of several processes do not mix: it writes each with a single call, under an exclusive
+// lock on the log. Waits for that lock for at most 5 seconds.
 NAVO_API int NAVOLogNOSFMXferLog(const char* remoteAddress, const char* user, const char* action,
                                  int64_t size, const char* fileName, int reserved);
 
