@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-// What one permission check costs, for a user of few and of many groups.
+// Measures one permission check for a user in few groups and for a user in many.
 #include <benchmark/benchmark.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -20,8 +20,8 @@ constexpr const char* kDocument = "/volume1/docs/letter.docx";
 constexpr gid_t kGroup = 3000;
 constexpr gid_t kFirstFurtherGroup = 3001;
 
-// A user who is in as many groups as that, the primary one included; the document is readable for
-// the primary one.
+// The user who is in that many groups, the primary group included. The primary group may read the
+// document.
 std::string UserName(int64_t groups) {
     return "in" + std::to_string(groups);
 }

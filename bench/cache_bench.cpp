@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
-// What the cache costs as its index grows, and what the library adds to the tools that make a
-// cached PDF or a thumbnail.
+// Measures the cache's operations for indexes of different sizes, and the time that the library
+// adds to the tools that make a cached PDF or a thumbnail.
 #include <benchmark/benchmark.h>
 #include <fcntl.h>
 #include <navo/exec.h>
@@ -27,8 +27,8 @@ using namespace vellumo::test;
 
 namespace {
 
-// An index of many documents. Those that are touched lie on the disk too, spread evenly over the
-// index; their streams were read longest ago.
+// An index of many documents. The benchmarks touch some of them, spread evenly over the index: only
+// these are on the disk too, and their streams were accessed longest ago.
 class Index {
 public:
     static constexpr int64_t kTouched = 100;
@@ -45,7 +45,7 @@ public:
         }
     }
 
-    // The `i`-th of the touched documents.
+    // Returns the `i`-th touched document.
     std::string Document(int64_t i) const {
         char name[32];
         std::snprintf(name, sizeof(name), "%08ld.docx", i % kTouched * _stride);
@@ -101,7 +101,7 @@ private:
     int64_t _stride;
 };
 
-// A stream that is fresh, on an open cache.
+// Gets an up-to-date stream from an open cache.
 void Get(benchmark::State& state) {
     const Index index(state.range(0));
     CacheManager cache(false, 0);
@@ -114,7 +114,7 @@ void Get(benchmark::State& state) {
     }
 }
 
-// The same with the opening, as a loader does it.
+// The same, and opens the cache each time, as a loader does.
 void OpenAndGet(benchmark::State& state) {
     const Index index(state.range(0));
     int64_t i = 0;
@@ -127,7 +127,7 @@ void OpenAndGet(benchmark::State& state) {
     }
 }
 
-// The first stream of a document that the index does not know yet, all within the limit.
+// Stores the first stream of a document that the index does not list yet, within the size limit.
 void Set(benchmark::State& state, bool collect) {
     const Index index(state.range(0));
     CacheManager cache(collect, Index::kNoLimit);
@@ -156,7 +156,7 @@ void Vacuum(benchmark::State& state) {
     }
 }
 
-// A run that finds the cache one byte over its limit, and so removes one stream.
+// Collects garbage in a cache that is one byte over its limit, which removes one stream.
 void Collect(benchmark::State& state) {
     const Index index(state.range(0));
     int64_t left = index.Rows();
@@ -171,15 +171,15 @@ void Collect(benchmark::State& state) {
     }
 }
 
-// One command as the library has run it, to be run again without the library.
+// One command as the library has run it, to run it again without the library.
 struct Command {
     std::vector<std::string> argv;
-    std::string source;   // where its document is to lie
-    std::string product;  // where it leaves its product
+    std::string source;   // path where it expects its document
+    std::string product;  // path where it leaves its product
 };
 
-// The file of the directory `inside` (as the tools see it) that the command names, as it is seen
-// from outside; empty when it names none.
+// Returns the path, outside the container, of the file in the directory `inside` that the command
+// names; "" when it names none. `inside`: the directory's path inside the container.
 std::string FileIn(const std::string& inside, const std::vector<std::string>& argv) {
     for (const std::string& argument : argv) {
         const size_t at = argument.find(inside);
@@ -192,7 +192,7 @@ std::string FileIn(const std::string& inside, const std::vector<std::string>& ar
 
 Command CommandOf(const std::vector<std::string>& argv) {
     Command command{argv, FileIn(SZF_COVERT_SOURCE_DIR, argv), FileIn(SZF_COVERT_TARGET_DIR, argv)};
-    if (command.product.empty()) {  // a tool that is told a directory only
+    if (command.product.empty()) {  // the command line names only a directory
         const std::filesystem::path source(command.source);
         command.product = kTargetDir + source.stem().string() + ".pdf";
     }
@@ -223,7 +223,7 @@ bool RunCommands(std::vector<Command>& commands) {
 
 using Service = int (*)(const path::Path&);
 
-// A fresh device with a sample in its share. Gives the sample's real path.
+// Prepares a fresh device with a sample in its share. Returns the sample's real path.
 std::string PrepareSample(const std::string& sample) {
     PrepareFreshDevice();
     unlink(SZF_CACHE_DB_PATH);
@@ -248,7 +248,7 @@ void Library(benchmark::State& state, Service service, const std::string& sample
     }
 }
 
-// The command lines that the library runs for it, by the engine and nothing else.
+// Runs the command lines that the library runs for it, with the engine but without the library.
 void Bare(benchmark::State& state, Service service, const std::string& sample) {
     const std::string document = PrepareSample(sample);
     UseNotedEngine();
@@ -321,7 +321,7 @@ void RegisterSamples() {
 
 int main(int argc, char** argv) {
     EnterDeviceView(argc, argv);
-    // Interleaved, so that a change in the machine's load meets both sides.
+    // Interleaved, so that a change in the machine's load affects both sides.
     std::vector<char*> arguments(argv, argv + argc);
     std::string interleaved = "--benchmark_enable_random_interleaving=true";
     arguments.insert(arguments.begin() + 1, interleaved.data());

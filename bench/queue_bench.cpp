@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-// What the operations of the task queue cost, by the number of tasks that are queued.
+// Measures the operations of the task queue for different numbers of queued tasks.
 #include <benchmark/benchmark.h>
 #include <sqlite3.h>
 
@@ -20,7 +20,7 @@ namespace {
 const TaskDB::Task kTask{1, false, "", "/volume1/docs/some folder/the task that is measured.docx",
                          2};
 
-// Statements on a connection of their own.
+// Runs `statements` on a separate connection.
 void Run(const std::string& statements) {
     sqlite3* connection = nullptr;
     const bool done =
@@ -32,8 +32,8 @@ void Run(const std::string& statements) {
     }
 }
 
-// The queue with `count` tasks in it, opened. Measurements leave the tasks as they were, so the
-// queue is filled anew only when another number is asked for.
+// Returns the open queue with `count` tasks in it. Measurements leave the tasks as they were, so it
+// fills the queue anew only for another number.
 TaskDB& QueueOf(int64_t count) {
     static TaskDB queue;
     static int64_t filled = -1;
@@ -77,7 +77,7 @@ void GetTask(benchmark::State& state) {
     }
 }
 
-// The oldest task goes, and comes back under its id.
+// Deletes the oldest task; inserts it again with the same id, outside the measured time.
 void DeleteTask(benchmark::State& state) {
     TaskDB& queue = QueueOf(state.range(0));
     TaskDB::Task task;
@@ -97,7 +97,7 @@ void DeleteTask(benchmark::State& state) {
     }
 }
 
-// Of a path that is not queued: every row is looked at.
+// Asks for a path that is not queued, so SQLite reads every row.
 void IsConvertingPath(benchmark::State& state) {
     TaskDB& queue = QueueOf(state.range(0));
     for (auto _ : state) {

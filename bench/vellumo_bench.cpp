@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
-// What the library adds to the command line that it runs, and what a claim costs in a long queue.
+// Measures the time that the library adds to the command line that it runs, and the time of a claim
+// in a long queue.
 #include <benchmark/benchmark.h>
 #include <navo/exec.h>
 #include <unistd.h>
@@ -40,7 +41,7 @@ void PrepareDevice(Tools tools) {
     }
 }
 
-// The command line of a whole .docx, on a source that lies ready.
+// Runs the command line for a whole .docx on a source that is in the scratch directory already.
 int RunBareCommand() {
     std::vector<std::string> command{"/usr/local/bin/docker",
                                      "exec",
@@ -90,7 +91,7 @@ std::string QueueKey(int64_t number) {
            std::to_string(number) + ".docx";
 }
 
-// One claim of a slot, with `range(0)` other jobs waiting.
+// Measures one claim of a slot while `range(0)` other jobs are waiting.
 void Claim(benchmark::State& state) {
     PrepareFreshDevice();
     Json::Value file = State();
@@ -115,7 +116,7 @@ void Claim(benchmark::State& state) {
     }
 }
 
-// Prints as usual, and keeps the medians for the comparison at the end.
+// Prints as usual, and stores the medians for the comparison at the end.
 class Reporter : public benchmark::ConsoleReporter {
 public:
     Reporter() : ConsoleReporter(isatty(STDOUT_FILENO) == 1 ? OO_Defaults : OO_Tabular) {}
@@ -162,7 +163,7 @@ void RegisterPair(const std::string& name, Tools tools, int iterations, int repe
 
 int main(int argc, char** argv) {
     EnterDeviceView(argc, argv);
-    // Interleaved, so that a change in the machine's load meets both sides.
+    // Interleaved, so that a change in the machine's load affects both sides.
     std::vector<std::string> arguments(argv, argv + argc);
     arguments.insert(arguments.begin() + 1, "--benchmark_enable_random_interleaving=true");
     std::vector<char*> pointers;

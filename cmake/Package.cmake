@@ -1,5 +1,5 @@
 # SPDX-License-Identifier: Apache-2.0
-# What is installed: the libraries with their headers, and how other projects find them.
+# Installs the libraries, their headers and the files by which other projects find them.
 include(CMakePackageConfigHelpers)
 
 set_target_properties(vellumo navo PROPERTIES INSTALL_RPATH "$ORIGIN")

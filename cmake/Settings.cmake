@@ -1,5 +1,6 @@
 # SPDX-License-Identifier: Apache-2.0
-# How every target of this tree is compiled; linked PRIVATE, so nothing leaks to consumers.
+# Compiler settings for every target. Targets link to them PRIVATE, so projects that use the
+# installed libraries do not get them.
 include(CheckCCompilerFlag)
 include(CheckPIESupported)
 set(CMAKE_EXPORT_COMPILE_COMMANDS ON)
