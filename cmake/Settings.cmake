@@ -7,7 +7,7 @@ set(CMAKE_EXPORT_COMPILE_COMMANDS ON)
 set(CMAKE_CXX_VISIBILITY_PRESET hidden)
 set(CMAKE_VISIBILITY_INLINES_HIDDEN ON)
 set(CMAKE_POSITION_INDEPENDENT_CODE ON)
-check_pie_supported() # or CMake compiles programs so that they can lie anywhere, but does not link them so
+check_pie_supported() # without this, CMake compiles programs as PIE but does not link them as PIE
 
 add_library(vellumo_settings INTERFACE)
 target_compile_features(vellumo_settings INTERFACE cxx_std_20)
@@ -19,14 +19,14 @@ target_compile_options(vellumo_settings INTERFACE
     "$<$<COMPILE_LANGUAGE:CXX>:-Wnon-virtual-dtor;-Wold-style-cast;-Wformat=2;-Wundef>")
 target_link_options(vellumo_settings INTERFACE -Wl,-z,relro,-z,now -Wl,--no-undefined)
 
-# What makes a mistake hard to exploit in code that runs as root.
+# Options that make mistakes harder to exploit, because the code runs as root.
 target_compile_options(vellumo_settings INTERFACE -fstack-protector-strong)
-foreach(flag -fstack-clash-protection -fcf-protection) # not on every processor
+foreach(flag -fstack-clash-protection -fcf-protection) # some processors do not have them
     string(MAKE_C_IDENTIFIER "has${flag}" has)
     check_c_compiler_flag(${flag} ${has})
     target_compile_options(vellumo_settings INTERFACE $<$<BOOL:${${has}}>:${flag}>)
 endforeach()
-# Checks of glibc's own. They need optimisation, and the sanitizers do not see through them.
+# glibc's own checks. They need optimisation, and they hide calls from the sanitizers.
 set(FORTIFICATION 3)
 if(CMAKE_CXX_COMPILER_ID STREQUAL GNU AND CMAKE_CXX_COMPILER_VERSION VERSION_LESS 12)
     set(FORTIFICATION 2)
@@ -39,8 +39,8 @@ foreach(language C CXX)
             "$<$<COMPILE_LANGUAGE:${language}>:-U_FORTIFY_SOURCE;-D_FORTIFY_SOURCE=${FORTIFICATION}>")
     endif()
 endforeach()
-# With them come warnings of results that nobody looks at. GCC gives them where (void) says that this
-# is meant, too; clang, and so scripts/lint, does not.
+# These checks also turn on warnings about unused results. GCC warns even where a cast to void shows
+# that the code ignores the result on purpose; clang, and so scripts/lint, does not.
 target_compile_options(vellumo_settings INTERFACE $<$<CXX_COMPILER_ID:GNU>:-Wno-unused-result>)
 
 if(VELLUMO_SANITIZE)

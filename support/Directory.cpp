@@ -120,7 +120,7 @@ bool RemoveContents(const Descriptor& directory) {
     Emptier emptier(directory);
     for (auto names = NamesIn(directory); !names.empty(); names = NamesIn(directory)) {
         for (const std::string& name : names) {
-            if (!emptier.Remove(name) && errno != ENOENT) {  // ENOENT: others remove here too
+            if (!emptier.Remove(name) && errno != ENOENT) {  // ENOENT: another process removed it
                 return false;
             }
         }
