@@ -9,81 +9,81 @@
 
 namespace vellumo::loader {
 
-// Why an operation has failed. A program turns it into its own terms: an exit status, an HTTP
-// status, advice that names an option or a button of its own.
+// Why an operation failed. Each program translates a reason into its own terms: an exit status, an
+// HTTP status, advice that names one of its options or buttons.
 enum class Reason {
     // The share path.
-    kBadSharePath,   // not the form of one, or it leaves its share
+    kBadSharePath,   // malformed, or it leaves its share
     kUnknownShare,   // the server has no such share
-    kUnknownUser,    // the server knows no such account, whose home is meant
+    kUnknownUser,    // a home folder is meant, and the server knows no such account
     kShareSettings,  // the list of shares cannot be read
     kUnmappable,     // the platform refuses the path for another reason
 
     // The document.
-    kShareAlone,       // a share instead of a document in one
-    kMissing,          // no file lies there
-    kUnreachable,      // it cannot be looked at
-    kFolder,           // a directory
-    kNotRegular,       // a link, a pipe, a device
+    kShareAlone,       // the path names a share, not a document in it
+    kMissing,          // there is no such file
+    kUnreachable,      // the file's status cannot be read
+    kFolder,           // it is a directory
+    kNotRegular,       // it is a symbolic link, a pipe or a device
     kNoType,           // its name has no extension
     kUnsupportedType,  // no converter takes its type
     kUnreadable,       // the process may not read it
-    kEmpty,            // it holds nothing
+    kEmpty,            // it has no content
 
     // The server and its pool.
     kNoRights,        // the process cannot become root
-    kNoScratchShare,  // there is no share for scratch files
-    kNoEngine,        // there is no client of a container engine
+    kNoScratchShare,  // the server has no share for scratch files
+    kNoEngine,        // no container engine's client is installed
     kNoContainer,     // no container is registered
-    kOneContainer,    // the only container never takes work of low priority
+    kOneContainer,    // one container alone never takes work of low priority
 
     // The state file.
     kStateFileLocked,      // its lock is not free within the time limit
     kStateFileUnopenable,  // it cannot be opened
     kStateFileDamaged,     // its content is not a JSON object
-    kStateFileUnwritable,  // it cannot be written to
-    kNoFactoryDefault,     // the factory default cannot be copied onto it
+    kStateFileUnwritable,  // it cannot be written
+    kNoFactoryDefault,     // the factory default cannot be copied over it
 
     // The conversion.
     kTimeLimit,      // the tool reached its time limit
     kToolFailed,     // the tool made no usable product
     kNotPrepared,    // the tool was not started
-    kUnknownResult,  // the library's result has no known meaning
+    kUnknownResult,  // the library returned a result that this code does not know
     kNoProcess,      // no worker process can be started
     kWorkerDied,     // the worker process ended without a result
     kInterrupted,    // stopped on request
-    kLeftQueued,     // stopped on request; the job stays queued until its turn, then it is dropped
-    kAbandoned,     // the same, but its processes may end with this program, and the job then stays
-    kFailedBefore,  // it failed before, and the document has not changed since
+    kLeftQueued,     // stopped on request; the job stays queued, and is dropped when its turn comes
+    kAbandoned,      // the same, but its processes may end with this program: the job then stays
+    kFailedBefore,   // it failed before, and the document has not changed since
 
-    // What is kept.
-    kNotKept,          // the conversion succeeded, and yet nothing is kept
-    kNowhereToKeep,    // the directory for what is kept cannot be made
+    // The cache.
+    kNotKept,          // the conversion succeeded, but its product is not in the cache
+    kNowhereToKeep,    // the directory for products beside the document cannot be created
     kIndexUnopenable,  // the index of the cache cannot be opened
     kIndexUnreadable,  // the index of the cache cannot be read
 };
 
 struct ReasonEntry {
     Reason reason;
-    const char* name;  // for logs and for programs to compare, such as "time-limit"; never changes
+    const char* name;  // such as "time-limit"; for logs and for programs to compare; never changes
 };
 
-// Every reason, each once.
+// All reasons, each once.
 std::span<const ReasonEntry> Reasons();
 
 // The name of `reason`.
 const char* NameOf(Reason reason);
 
-// A failure, told to a person.
+// A failure, described for people.
 struct Problem {
     Reason reason;
     std::string what;  // what failed, and for which path
     std::string why;
-    std::string next;  // what an administrator can do, whatever program is in use; may be empty
-    std::vector<std::string> toolOutput = {};  // the conversion tool's last lines, usually none
+    std::string next;  // what an administrator can do, whichever program runs; may be empty
+    std::vector<std::string> toolOutput = {};  // the conversion tool's last lines; usually empty
 };
 
-// Ends an operation with a problem.
+// Thrown when an operation fails.
 class Failure : public std::exception {
 public:
     explicit Failure(Problem problem) : _problem(std::move(problem)) {}

@@ -10,7 +10,7 @@ namespace vellumo::loader {
 // "1 document", "3 documents".
 std::string Count(size_t number, const std::string& noun);
 
-// `path` as one word of a shell's command line, for commands to be copied.
+// `path` quoted as one word for a shell, for commands that people copy from a message.
 std::string ShellWord(const std::string& path);
 
 }  // namespace vellumo::loader

@@ -20,8 +20,8 @@ int64_t Number(const std::string& text, int64_t absent) {
     return number;
 }
 
-// The documents at `realPath` and below, as the condition of a query. Compared as texts of a
-// length, since a path may hold what LIKE takes for a wildcard.
+// The WHERE clause for the document at `realPath` and those below it; "" for all. Compares prefixes
+// instead of using LIKE, because a path may contain LIKE's wildcards.
 std::string Condition(const std::string& realPath) {
     if (realPath.empty()) {
         return "";
@@ -80,8 +80,8 @@ void CacheIndex::Fail() const {
     throw Failure({Reason::kIndexUnreadable, _what,
                    std::string("the index of the cache, ") + core::SZF_CACHE_DB_PATH +
                        ", cannot be read: " + sqlite3_errmsg(_db.db),
-                   "A damaged index may be removed: what is kept beside the documents is still "
-                   "found. One that is locked is free again in a moment."});
+                   "Try again in a moment if it is locked. A damaged index may be removed: the "
+                   "products beside the documents are still found."});
 }
 
 }  // namespace vellumo::loader

@@ -10,36 +10,36 @@
 
 namespace vellumo::loader {
 
-// A product that the index of the cache lists.
+// A product in the index of the cache.
 struct IndexedStream {
     std::string target;  // the document's real path
     std::string stream;
     int64_t size;      // bytes
-    int64_t access;    // last one, seconds since the epoch
-    int64_t modified;  // the document's time when it was stored; -1 when that is not recorded
+    int64_t access;    // time of the last access, seconds since the epoch
+    int64_t modified;  // the document's modification time when it was stored; -1: not recorded
 };
 
-// How much the index says is kept.
+// The sums over the whole index.
 struct CacheTotals {
     int64_t documents = 0;
     int64_t streams = 0;
     int64_t bytes = 0;
 };
 
-// The index of the cache, for reading. An index that is not there yet is an empty one, and is not
-// created. Every operation throws Failure (`what` being what failed then) when the index cannot be
-// read.
+// The index of the cache, for reading. A missing index counts as empty and is not created. Every
+// operation, the constructor included, throws Failure when the index cannot be read.
 class CacheIndex {
 public:
+    // `what`: the failure's Problem::what, such as "cannot list the cache".
     explicit CacheIndex(std::string what);
 
-    // What is listed for the document at `realPath` and for those below it, all with "", ordered by
-    // documents.
+    // The products of the document at `realPath` and of all documents below it; with "", of every
+    // document. Ordered by document.
     std::vector<IndexedStream> Streams(const std::string& realPath);
 
     CacheTotals Totals();
 
-    // Gives unused room in the index's file back.
+    // Returns unused space in the index's file to the file system.
     void Compact();
 
 private:

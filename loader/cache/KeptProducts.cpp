@@ -100,8 +100,8 @@ std::unique_ptr<core::CacheManager> OpenCache(const std::string& what) {
         throw Failure({Reason::kIndexUnopenable, what,
                        std::string("the index of the cache, ") + core::SZF_CACHE_DB_PATH +
                            ", cannot be opened",
-                       "The system log has the reason. A damaged index may be removed: what is "
-                       "kept beside the documents is still found."});
+                       "The system log has the reason. A damaged index may be removed: the "
+                       "products beside the documents are still found."});
     }
     return cache;
 }

@@ -10,39 +10,41 @@
 
 namespace vellumo::loader {
 
-// The products that are kept beside `document`: where they lie, and whether they are still its own.
+// The products kept beside one document: their paths, and whether they are still up to date.
 //
-// The index of the cache knows when a document has changed, but not every product is in the index:
-// one that is older than its document is not taken for its own either, unless the document's time
-// lies in the future and says nothing.
+// The index of the cache knows when a document has changed, but not every product is in the index.
+// So a product that is older than its document counts as out of date too, unless the document's
+// time lies in the future, where it proves nothing.
 class KeptProducts {
 public:
+    // `document` is not owned and outlives the object. Only its real path is used.
     explicit KeptProducts(const Document& document);
 
-    // `stream`: SZK_THUMB_PDF_TYPE or SZK_THUMB_TYPE. "" when the document can have none.
+    // The path of the product `stream` (SZK_THUMB_PDF_TYPE or SZK_THUMB_TYPE), whether it exists or
+    // not; "" when the document can have none.
     std::string PathOf(const std::string& stream) const;
 
     // Whether the file `path` is missing, or older than the document.
     bool IsOutOfDate(const std::string& path) const;
 
-    // Whether there is one that is not out of date. Notes no access.
+    // Whether the product `stream` exists and is up to date. Does not count as an access.
     bool IsFresh(const std::string& stream, NAVO::VELLUMO::CacheManager& cache) const;
 
-    // Whether making the thumbnail has failed since the document was last changed.
+    // Whether a thumbnail has failed since the document last changed.
     bool ThumbnailHasFailed() const;
 
     // Removes the products of an older version of the document.
     void RemoveStale(NAVO::VELLUMO::CacheManager& cache) const;
 
-    // Removes everything that is kept, the mark of a failed thumbnail included. Returns how many
-    // files that were.
+    // Removes all products, and the mark of a failed thumbnail. Returns how many products there
+    // were; a thumbnail and its mark count as one.
     size_t RemoveAll(NAVO::VELLUMO::CacheManager& cache) const;
 
-    // Removes one product, and with the thumbnail the mark of its failure. Returns whether there
-    // was any.
+    // Removes the product `stream`, and with the thumbnail the mark of its failure. Returns whether
+    // there was anything to remove.
     bool Remove(const std::string& stream, NAVO::VELLUMO::CacheManager& cache) const;
 
-    // Where the mark of a failed thumbnail lies.
+    // The path of the file that marks a failed thumbnail; "" when the document can have none.
     std::string MarkPath() const;
 
 private:
@@ -50,8 +52,8 @@ private:
     const Document& _document;
 };
 
-// The cache, for looking and removing: nothing is collected. Throws Failure (`what` being what
-// failed then) when its index cannot be opened.
+// Opens the cache for lookups and removals, without its garbage collection. Throws Failure, with
+// `what` as its Problem::what, when the index cannot be opened.
 std::unique_ptr<NAVO::VELLUMO::CacheManager> OpenCache(const std::string& what);
 
 }  // namespace vellumo::loader

@@ -43,7 +43,7 @@ std::string Assignment::ToolsFor(const Document& document) const {
     if (service != Service::kThumbnail) {
         return WayFor(document).tool;
     }
-    // The first page is cut out of the kept PDF where there is one; convert draws it.
+    // A kept PDF is the source of the first page where there is one; convert draws the picture.
     const Way& cut = IsPdfKept(document) ? FamilyOf("pdf")->pages : WayFor(document);
     return cut.tool + " or convert";
 }

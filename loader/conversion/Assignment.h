@@ -9,7 +9,7 @@
 
 namespace vellumo::loader {
 
-// What is to be made of a document.
+// What to make from a document.
 struct Assignment {
     enum class Service {
         kPdf,        // a PDF in the scratch directory
@@ -17,18 +17,18 @@ struct Assignment {
         kThumbnail   // a thumbnail kept for the document
     };
     Service service;
-    const char* pages = nullptr;  // for kPdf: a page range, null for the whole document
+    const char* pages = nullptr;  // for kPdf: a page range, not owned; null: the whole document
 
-    // How urgent its jobs are.
+    // The priority of its jobs in the pool.
     NAVO::VELLUMO::ContainerPoolManager::Priority Priority() const;
 
-    // The name under which its product is kept, null when it is not kept.
+    // The name of the stream in which its product is kept; null when it is not kept.
     const char* Stream() const;
 
-    // How `document`, which a converter takes, is converted.
+    // How `document` is converted. Its type must be one that can be converted.
     const Way& WayFor(const Document& document) const;
 
-    // The programs that it takes for `document`, one of which has failed, for people.
+    // The programs that may run for `document`, for the message of a failure: "unoconv or convert".
     std::string ToolsFor(const Document& document) const;
 };
 

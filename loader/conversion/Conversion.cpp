@@ -25,7 +25,7 @@ std::string Conversion::Run(StopRequests& stops, Listener& listener) {
         case Ending::Kind::kDied:
             throw Failure(ExplainDeath(What(), _worker->Dismiss()));
         case Ending::Kind::kStopped:
-            Tidy();
+            RemoveFailureMark();
             break;
         case Ending::Kind::kLeftBehind:
         case Ending::Kind::kAbandoned:
@@ -34,20 +34,20 @@ std::string Conversion::Run(StopRequests& stops, Listener& listener) {
     throw Failure(ExplainStop(What(), ending.kind));
 }
 
-// The index is closed again before the worker is made: SQLite's connections do not survive a fork.
+// Closes the index again before the worker starts: SQLite connections must not cross a fork.
 void Conversion::MakeReadyToKeep() const {
     KeptProducts(_document).RemoveStale(*OpenCache(What()));
     std::string path;
     if (!core::CacheManager::GetEAPath(_document.realPath, _assignment.Stream(), path)) {
         throw Failure({Reason::kNowhereToKeep, What(),
                        "nothing can be kept beside the document: its directory " +
-                           _document.eaDirectory + " cannot be made",
-                       "Check the volume's free space and whether it may be written to."});
+                           _document.eaDirectory + " cannot be created",
+                       "Check that the volume has free space and is not read-only."});
     }
 }
 
-// The attempt has left the mark of a failure, which it was not.
-void Conversion::Tidy() const {
+// A stopped attempt leaves the mark too, although it is not a failure.
+void Conversion::RemoveFailureMark() const {
     if (_assignment.service == Assignment::Service::kThumbnail) {
         unlink(KeptProducts(_document).MarkPath().c_str());
     }

@@ -11,28 +11,29 @@
 
 namespace vellumo::loader {
 
-// One conversion of a document, in a worker process, from what it needs beforehand to its product
-// or the reason why there is none. It looks at no kept product: whether one is fresh is a question
-// to KeptProducts.
+// One conversion of a document in a worker process, from its preparation to its product or the
+// reason why there is none. It always converts: ask KeptProducts first whether a fresh product is
+// kept already.
 //
-// An object is for one conversion; several in one process are possible one after the other. The
-// process must be able to become root and must not have threads.
+// Use one object per conversion; a process may run several conversions, one after the other. The
+// process must be able to become root and must not have other threads, since it forks.
 class Conversion {
 public:
-    // `document` and what `assignment` points to are not owned and outlive the object.
+    // `document` and the pages of `assignment` are not owned and outlive the object.
     Conversion(const Document& document, const Assignment& assignment);
 
-    // Converts, and returns where the product lies: kept for the document, or in the scratch
-    // directory, where it is the caller's to move away as long as this object lives.
+    // Converts, and returns the product's path. A kept product lies beside the document; another
+    // one lies in the scratch directory, and the caller moves it away while this object lives.
     //
-    // Blocks until the conversion has ended or was stopped by `stops`. Throws Failure when there is
-    // no product; what an earlier version of the document has left is then gone all the same.
+    // Blocks until the conversion ends or `stops` stops it, and calls `listener` meanwhile. Throws
+    // Failure when there is no product. Products of an earlier version of the document are removed
+    // in either case.
     std::string Run(StopRequests& stops, Listener& listener);
 
 private:
     std::string What() const { return "cannot convert " + _document.sharePath; }
     void MakeReadyToKeep() const;
-    void Tidy() const;
+    void RemoveFailureMark() const;
     std::string Product(const WorkerReport& report) const;
 
     const Document& _document;

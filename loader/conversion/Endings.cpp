@@ -20,7 +20,7 @@ struct ResultMeaning {
 
 constexpr ResultMeaning kResults[] = {
     {1001, Reason::kTimeLimit, "reached its limit of 120 seconds and was ended",
-     "Try a part of the document."},
+     "Convert fewer pages of the document."},
     {1002, Reason::kToolFailed, "made no usable product",
      "The document may be damaged, protected by a password, or not of the type that its name "
      "says: open it with its own program."},
@@ -57,8 +57,8 @@ Problem ExplainResult(int result, const std::string& what, const std::string& to
             return {meaning.reason, what, "the tool (" + tools + ") " + meaning.why, meaning.next};
         }
     }
-    return {Reason::kUnknownResult, what, "the library answered " + std::to_string(result),
-            "The system log may tell more."};
+    return {Reason::kUnknownResult, what, "the library returned " + std::to_string(result),
+            "The system log may say more."};
 }
 
 Problem ExplainDeath(const std::string& what, int status) {
@@ -74,9 +74,9 @@ Problem ExplainStop(const std::string& what, Ending::Kind kind) {
 
 Problem ExplainNothingKept(const std::string& what) {
     return {Reason::kNotKept, what,
-            "nothing is kept beside the document: it could not be stored, or another process is at "
-            "work on it",
-            "Try again in a moment. The system log has the reason if it cannot be stored."};
+            "nothing is kept beside the document: the product could not be stored, or another "
+            "process works on it",
+            "Try again in a moment. If it fails again, the system log has the reason."};
 }
 
 Problem ExplainEarlierFailure(const std::string& what) {

@@ -7,25 +7,27 @@
 #include "loader/Problem.h"
 #include "loader/conversion/Watch.h"
 
-// What a conversion without a product came to. `what`: what failed, and for which path.
+// The problems of conversions without a product. `what` becomes Problem::what: what failed, and for
+// which path.
 namespace vellumo::loader {
 
-// Whether `result`, of one of the library's services, is its success.
+// Whether `result`, returned by a service of the library, means success.
 bool IsSuccess(int result);
 
-// The library's service returned `result`; `tools` are the programs that it runs.
+// The library's service returned `result`, which is not success. `tools`: the programs that it
+// runs.
 Problem ExplainResult(int result, const std::string& what, const std::string& tools);
 
-// The worker died with the wait status `status`.
+// The worker died without a report. `status`: its wait status.
 Problem ExplainDeath(const std::string& what, int status);
 
-// The watch ended on request, in one of the ways of `kind`.
+// The conversion was stopped on request; `kind` says what became of its job.
 Problem ExplainStop(const std::string& what, Ending::Kind kind);
 
-// The service succeeded, and yet nothing is kept for the document.
+// The service succeeded, but no product is kept for the document.
 Problem ExplainNothingKept(const std::string& what);
 
-// The thumbnail has failed before, and the document has not changed since.
+// The thumbnail failed before, and the document has not changed since.
 Problem ExplainEarlierFailure(const std::string& what);
 
 }  // namespace vellumo::loader

@@ -31,19 +31,19 @@ std::string ProgramName(pid_t process) {
     return program.substr(program.rfind('/') + 1);
 }
 
-// The library's own helpers. Whatever else it starts is the docker client, which keeps its process
-// id when it becomes another program.
+// The library's own helpers. Any other program that it starts is the docker client, which keeps its
+// process id when it replaces itself by another program.
 bool IsFileHelper(const std::string& program) {
     return program == "ln" || program == "cp" || program == "rm";
 }
 
 Activity ActivityOfChild(pid_t child) {
-    // Between fork and exec a child still is this very program; a zombie is none any more.
+    // Between fork and exec, a child still is this program; a zombie has no executable any more.
     const std::string executable = Executable(ProcFile(child, "exe"));
     if (executable.empty() || executable == Executable("/proc/self/exe")) {
         return Activity::kNone;
     }
-    // In the middle of exec it has no command line yet.
+    // During exec, the command line is still empty.
     const std::string program = ProgramName(child);
     if (program.empty()) {
         return Activity::kNone;

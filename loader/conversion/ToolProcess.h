@@ -8,25 +8,26 @@
 
 namespace vellumo::loader {
 
-// What a converting process does, told by its children: the library starts a program for every
-// step that takes time, and waits for a slot without one.
+// What a worker process does, as its child processes show: the library starts a program for every
+// step that takes time, and has none while it waits for a container.
 enum class Activity { kNone, kFiles, kTool };
 
 struct WorkerActivity {
     Activity activity = Activity::kNone;
-    pid_t tool = 0;  // the docker client (or the engine that it has become), for kTool
+    pid_t tool = 0;  // for kTool: the docker client, or the engine that replaced it
 };
 
+// Reads the child processes of `worker` from /proc.
 WorkerActivity ActivityOf(pid_t worker);
 
-// Ends the tools of one worker: politely at first, and by force when one goes on for longer than
-// any needs to end.
+// Ends the tools of one worker: with SIGTERM first, and with SIGKILL when a tool still runs 5
+// seconds later.
 class ToolStopper {
 public:
     explicit ToolStopper(pid_t worker) : _worker(worker) {}
 
-    // Looks whether a tool runs and, if so, ends it. To be called again and again until the worker
-    // has ended. Returns whether there was one.
+    // Ends the tool if one runs; false if none does. Does not wait: call it repeatedly until the
+    // worker has ended.
     bool StopTool();
 
 private:

@@ -21,12 +21,12 @@ using Clock = std::chrono::steady_clock;
 constexpr int kLookMs = 100;
 constexpr auto kPoolRefresh = std::chrono::seconds(1);
 constexpr int kPoolLockSecs = 1;
-// Long enough for a worker between two steps to come to its tool.
+// Long enough for a worker that is between two steps to start its tool.
 constexpr auto kGrace = std::chrono::seconds(1);
-// Long enough for a tool to be ended by force, and for the worker to clean up after it.
+// Long enough to kill a tool, and for the worker to clean up after it.
 constexpr auto kToolGrace = std::chrono::seconds(10);
 
-// Tells the phases of a worker apart, and what it waits for.
+// Reports the phase of a worker to the listener, and what it waits for.
 class PhaseReporter {
 public:
     PhaseReporter(pid_t worker, core::ContainerPoolManager::Priority priority, Listener& listener)
@@ -61,7 +61,8 @@ private:
 
     std::string ReadObstacle() const {
         try {
-            return ReadPool("cannot tell what is waited for", kPoolLockSecs).Obstacle(_priority);
+            return ReadPool("cannot read what the job waits for", kPoolLockSecs)
+                .Obstacle(_priority);
         } catch (const Failure& failure) {
             return failure.what();
         }
@@ -76,8 +77,8 @@ private:
 };
 
 struct Events {
-    bool worker;  // it has reported or ended
-    bool stop;    // a request to stop has come
+    bool worker;  // the worker has reported or ended
+    bool stop;    // a request to stop has arrived
 };
 
 Events WaitForEvents(const Worker& worker, StopRequests& stops) {
@@ -87,16 +88,16 @@ Events WaitForEvents(const Worker& worker, StopRequests& stops) {
     return {sources[0].revents != 0, sources[1].revents != 0 && stops.Take()};
 }
 
-// Process 1 takes along, when it ends, whatever runs beside it. Where this program is its child, or
-// is it, the end of the program may be the end of a device view or a container, and so of a worker
-// in the background, whose request would then stay in the queue for ever.
-bool MayTakeWorkerAlong() {
+// When process 1 ends, every process of its container or device view ends. If this program is
+// process 1 or its child, its end may be the end of process 1, and so of a worker in the
+// background, whose job would then stay in the queue for ever.
+bool WorkerMayEndWithProgram() {
     return getpid() == 1 || getppid() == 1;
 }
 
 Ending GiveUp(Worker& worker, StopRequests& stops, Listener& listener) {
     ToolStopper stopper(worker.Process());
-    const bool stay = MayTakeWorkerAlong();
+    const bool stay = WorkerMayEndWithProgram();
     const auto begin = Clock::now();
     auto deadline = begin + kGrace;
     while (stay || Clock::now() < deadline) {

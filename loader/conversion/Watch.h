@@ -9,59 +9,61 @@
 
 namespace vellumo::loader {
 
-// What a worker does.
+// What a worker is doing.
 enum class Phase {
-    kPreparing,  // brings the document into the scratch directory
-    kWaiting,    // waits for a slot
+    kPreparing,  // links or copies the document into the scratch directory
+    kWaiting,    // waits for a free container
     kTool,       // its tool runs
-    kFinishing,  // brings the product away
-    kGivingUp    // a stop was requested, and its end is waited for
+    kFinishing,  // stores the product and cleans up
+    kGivingUp    // a stop was requested, and the worker has not ended yet
 };
 
-// Whoever shows how a conversion comes along.
+// Shows the progress of a conversion.
 class Listener {
 public:
     virtual ~Listener() = default;
 
-    // Whether Report's `obstacle` is of use; reading it takes the state file's lock.
+    // Whether Report needs `obstacle`: reading it takes the lock of the state file.
     virtual bool WantsObstacles() const = 0;
 
-    // Called about ten times a second. `obstacle`: for kWaiting, what the job waits for ("2 of 2
-    // containers busy"); else empty.
+    // Called about ten times a second. `obstacle`: in kWaiting, what the job waits for, such as
+    // "2 of 2 containers busy"; otherwise empty.
     virtual void Report(Phase phase, const std::string& obstacle) = 0;
 };
 
-// Where requests to stop come from: signals, a connection that was closed.
+// A source of requests to stop, such as signals or a connection that closes.
 class StopRequests {
 public:
     virtual ~StopRequests() = default;
 
-    // A descriptor that is readable when a request has come; -1 when none can be waited for.
+    // A file descriptor that becomes readable when a request arrives; -1 if there is none.
     virtual int WaitOn() const = 0;
 
-    // Whether one has come since the last call.
+    // Whether a request has arrived since the last call.
     virtual bool Take() = 0;
 };
 
-// How the watch over one conversion ended.
+// How a watched conversion ended.
 struct Ending {
     enum class Kind {
         kReported,    // the worker has reported
         kDied,        // the worker died without a report
-        kStopped,     // stopped on request, and its slot is free again
-        kLeftBehind,  // stopped on request; the job stays queued until its turn, then it is dropped
+        kStopped,     // stopped on request, and its container is free again
+        kLeftBehind,  // stopped on request; the job stays queued, and is dropped when its turn
+                      // comes
         kAbandoned    // the same, but the processes that drop it may end with this program
     };
     Kind kind;
     WorkerReport report;  // for kReported
 };
 
-// Watches `worker`, whose job has `priority`, until it reports or a stop is requested.
+// Watches `worker`, whose job has `priority`, until it reports or a stop is requested. Blocks until
+// then, and calls `listener` meanwhile.
 //
-// After a request the tool is ended and the worker waited for, which gives the slot back. A job
-// that still waits for its slot cannot be taken back: a process in the background drops it when its
-// turn comes, or, where that process would end with this program, it is waited for. A second
-// request ends every wait.
+// After a request, ends the tool and waits for the worker, which frees its container. A job that
+// still waits for a container cannot be cancelled: a process in the background drops it when its
+// turn comes. Where that process would end with this program, Watch waits for the turn instead. A
+// second request ends every wait.
 Ending Watch(Worker& worker, NAVO::VELLUMO::ContainerPoolManager::Priority priority,
              StopRequests& stops, Listener& listener);
 

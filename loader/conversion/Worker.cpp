@@ -56,8 +56,9 @@ int AboveStandard(int descriptor) {
     return fcntl(descriptor, F_DUPFD_CLOEXEC, kFirstOwnDescriptor);
 }
 
-// Makes this process independent of the terminal and of everybody who waits for an end of the
-// program's files: of these it keeps the connection only, under the descriptor that is returned.
+// Detaches this process from the terminal and closes every inherited file descriptor except the
+// connection, so that nobody who waits for the program to close a file waits for this process.
+// Returns the connection's new descriptor.
 int Detach(int connection, int output) {
     setsid();
     closelog();  // its descriptor is closed below
@@ -74,15 +75,15 @@ int Detach(int connection, int output) {
     return kept;
 }
 
-// Ignored rather than caught: a call of the library that they interrupt must not notice. The
-// programs that it starts have them at their defaults.
+// Ignores the signals rather than catching them, so that they interrupt no system call of the
+// library. The programs that the library starts get the default actions back.
 void IgnoreInterrupts() {
     for (const int signal : {SIGINT, SIGTERM, SIGHUP, SIGQUIT}) {
         static_cast<void>(std::signal(signal, SIG_IGN));
     }
 }
 
-// The product of a conversion: what has not been taken away by the end goes.
+// The product of a conversion; removes it at the end if nobody has taken it away.
 class Product {
 public:
     explicit Product(std::string path) : _path(std::move(path)) {}
@@ -153,7 +154,7 @@ void ConvertAndReport(const Document& document, const Assignment& assignment, in
     std::exit(EXIT_SUCCESS);
 }
 
-// Nothing that is still to be printed is printed twice.
+// Flushes first, so that parent and child do not both print buffered text.
 pid_t Fork() {
     std::cout.flush();
     std::cerr.flush();

@@ -13,52 +13,54 @@
 
 namespace vellumo::loader {
 
-// What one conversion came to.
+// The outcome of one conversion.
 struct WorkerReport {
-    int result;           // of the library's service
-    std::string product;  // in the scratch directory; "" when there is none
+    int result;           // what the library's service returned
+    std::string product;  // its path in the scratch directory; "" when there is none
 };
 
-// One conversion in a process of its own: the library blocks for as long as a conversion takes,
-// and changes niceness and ids of its process.
+// One conversion in its own worker process, because the library blocks until the conversion ends
+// and changes the niceness and the ids of its process.
 //
-// The worker heeds no interrupting signal, so that it always gives its slot back; whoever wants it
-// to end ends its tool. It is bound to this object by a connection: it keeps the product in the
-// scratch directory while the connection stands, for this side to take away, and then removes what
-// was not taken. So nothing is left behind however this side ends.
+// The worker ignores SIGINT, SIGTERM, SIGHUP and SIGQUIT, so that it always frees its container; to
+// end a conversion, end its tool. A connection binds the worker to this object: while it is open,
+// the worker keeps the product in the scratch directory for the owner of this object to take. When
+// it closes, the worker removes what was not taken. So nothing stays behind, however this side
+// ends.
 class Worker {
 public:
     // Starts converting `document`. Throws Failure when no process can be started.
     Worker(const Document& document, const Assignment& assignment);
-    // Dismisses it.
+    // Calls Dismiss().
     ~Worker();
     Worker(const Worker&) = delete;
     Worker& operator=(const Worker&) = delete;
 
     pid_t Process() const { return _process; }
 
-    // Readable as soon as there is a report, or never will be one.
+    // A file descriptor that becomes readable when the worker has reported or died.
     int Connection() const { return _connection.Get(); }
 
-    // Blocks until then. Null when the worker died without a report.
+    // Waits for the report and returns it; null if the worker dies without one.
     std::optional<WorkerReport> Receive() const;
 
-    // The last lines that its tool wrote to its standard error.
+    // The last lines, at most 5, that the worker and its tool wrote to their standard output and
+    // error; empty when there is no file to collect them.
     std::vector<std::string> ToolOutput() const;
 
-    // Lets it end, and waits for that. Before it has reported, that is the end of the conversion.
-    // Returns its wait status, 0 when it was dismissed before.
+    // Closes the connection and waits for the worker to end; if it has not reported yet, that means
+    // until the conversion ends. Returns its wait status; 0 if it was dismissed before.
     int Dismiss();
 
-    // Hands it over to a process in the background, which ends its tool as soon as there is one.
-    // The worker then drops its request when its turn has come.
+    // Hands the worker over to a process in the background, which ends the tool as soon as one
+    // runs. So the worker drops its job when its turn comes.
     void LeaveToBackground();
 
 private:
     void Start(const Document& document, const Assignment& assignment);
 
     support::Descriptor _connection;
-    support::Descriptor _toolOutput;  // none when no file can be had for it
+    support::Descriptor _toolOutput;  // empty when no temporary file could be created
     pid_t _process = 0;
 };
 

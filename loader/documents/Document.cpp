@@ -54,7 +54,7 @@ bool IsHomeAlias(const std::string& share) {
 void CheckForm(const std::string& sharePath) {
     if (sharePath.empty() || sharePath.front() != '/' || ShareOf(sharePath).empty()) {
         Refuse(Reason::kBadSharePath, sharePath.empty() ? "the empty path" : sharePath,
-               "it is no share path",
+               "it is not a share path",
                "A share path begins with '/' and the name of a share: /docs/report.docx.");
     }
     if (LeavesItsFolder(sharePath)) {
@@ -68,7 +68,7 @@ void CheckForm(const std::string& sharePath) {
     }
 }
 
-// The platform could not map the path; its last error tells why.
+// Explains, from the platform's last error, why it could not map the path.
 [[noreturn]] void RefuseMapping(const std::string& sharePath, const std::string& user) {
     const std::string share = ShareOf(sharePath);
     switch (NLIBCErrGet()) {
@@ -89,7 +89,7 @@ void CheckForm(const std::string& sharePath) {
     }
 }
 
-// A path that the platform gives by filling a buffer; "" when it refuses.
+// Calls a platform function that writes a path into a buffer; "" when the function fails.
 template <typename Ask>
 std::string PlatformPath(Ask ask) {
     std::array<char, kPathSize> path{};
@@ -119,7 +119,7 @@ const char* KindOf(mode_t mode) {
                    ShellWord(document.realPath.substr(0, document.realPath.rfind('/') + 1)));
     }
     Refuse(Reason::kUnreachable, document.sharePath,
-           "cannot look at " + document.realPath + ": " + std::strerror(error),
+           "cannot access " + document.realPath + ": " + std::strerror(error),
            "Check the path and the permissions of the folders in it.");
 }
 
@@ -127,13 +127,14 @@ void CheckKind(const Document& document, const std::string& kind) {
     if (kind == "directory") {
         Refuse(Reason::kFolder, document.sharePath, document.realPath + " is a directory");
     }
-    // A container sees the document alone, so a link would lead nowhere there.
+    // A container sees only the document, so the target of a link would be missing there.
     if (kind == "link") {
         Refuse(Reason::kNotRegular, document.sharePath, document.realPath + " is a symbolic link",
                "Name the document that it points to: readlink -f " + ShellWord(document.realPath));
     }
     if (kind != "file") {
-        Refuse(Reason::kNotRegular, document.sharePath, document.realPath + " is no regular file",
+        Refuse(Reason::kNotRegular, document.sharePath,
+               document.realPath + " is not a regular file",
                "Only regular files can be converted.");
     }
 }
@@ -141,7 +142,7 @@ void CheckKind(const Document& document, const std::string& kind) {
 void CheckType(const Document& document) {
     if (document.type.empty()) {
         Refuse(Reason::kNoType, document.sharePath,
-               "its name has no extension, so its type is not known",
+               "its name has no extension, so its type is unknown",
                "Give the file the extension of its type, such as .docx.");
     }
     if (document.family == nullptr) {

@@ -13,31 +13,32 @@ namespace vellumo::loader {
 // A share path as the library resolves it.
 struct Document {
     std::string sharePath;
-    std::string user;  // on whose behalf; decides what the home alias stands for
+    std::string user;  // the account whose home folder the share "home" stands for
     std::string realPath;
     std::string type;         // lower-case extension, "" for a name without one
-    const Family* family;     // how it is converted, null for a type that no converter takes
-    std::string eaDirectory;  // of its extended attributes; "" when it can have none
+    const Family* family;     // how it is converted; null for a type that no converter takes
+    std::string eaDirectory;  // directory of its extended attributes; "" when it can have none
 };
 
-// Resolves `sharePath` for `user`. Looks at no file and creates nothing. Throws Failure for a path
-// that is malformed or leaves its share, an unknown share and a user without a home.
+// Resolves `sharePath` for `user`. Accesses no document and creates nothing. Throws Failure for a
+// path that is malformed or leaves its share, for an unknown share, and for a home folder of an
+// unknown user.
 Document Resolve(const std::string& sharePath, const std::string& user);
 
-// What lies at a real path.
+// What is at a real path. A symbolic link is not followed.
 struct FileFacts {
     bool exists = false;
-    int error = 0;  // why it could not be looked at; 0 when it exists
-    std::string kind = "missing";
+    int error = 0;                 // errno if its status cannot be read; 0 when it exists
+    std::string kind = "missing";  // or "file", "directory", "link", "special"
     off_t size = 0;
-    bool readable = false;  // for the effective ids
+    bool readable = false;  // with the effective ids of this process
 };
 FileFacts FactsOf(const std::string& realPath);
 
 // Throws Failure unless `document` is a readable, non-empty regular file that a converter takes.
 void CheckConvertible(const Document& document);
 
-// The path of the stream `stream` of `document`, "" for one that can have none. Creates nothing.
+// The path of the stream `stream` of `document`; "" when it can have none. Creates nothing.
 std::string StreamPath(const Document& document, const std::string& stream);
 
 }  // namespace vellumo::loader

@@ -12,20 +12,20 @@ namespace vellumo::loader {
 struct Way {
     const char* converter;   // the library's name for it
     std::string tool;        // the program that it runs
-    const char* targetType;  // what comes out
+    const char* targetType;  // the extension of its product
 };
 
-// Document types that are converted in the same ways.
+// A group of document types that are converted in the same ways.
 struct Family {
     const std::set<std::string>& types;
     Way whole;  // the whole document
     Way pages;  // a range of its pages
 };
 
-// The family of a document type (lower-case extension), null when no converter takes it.
+// The family of a document type (lower-case extension); null when no converter takes it.
 const Family* FamilyOf(const std::string& type);
 
-// Every type that can be converted, in the package's own order, each once.
+// All types that can be converted, each once, in the order of the package's list.
 std::vector<std::string> SupportedTypes();
 
 }  // namespace vellumo::loader

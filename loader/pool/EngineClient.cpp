@@ -16,7 +16,7 @@ std::optional<pid_t> ProcessNumber(const std::string& text) {
     return isNumber ? std::optional(process) : std::nullopt;
 }
 
-// The words of a process's command line.
+// The arguments of a process, from its program's name on.
 std::vector<std::string> CommandLineOf(pid_t process) {
     std::ifstream file("/proc/" + std::to_string(process) + "/cmdline");
     std::vector<std::string> words;
@@ -40,7 +40,7 @@ bool IsExecution(const std::vector<std::string>& words) {
            std::filesystem::path(words[0]).filename() == "docker";
 }
 
-// Past "timeout --kill-after=5 120", which every command of the library begins with.
+// The command without "timeout --kill-after=5 120", with which the library begins each one.
 std::string CommandIn(const std::vector<std::string>& words) {
     constexpr std::ptrdiff_t kBeforeCommand = 3;  // docker exec NAME
     constexpr std::ptrdiff_t kTimeout = 3;

@@ -12,23 +12,23 @@
 
 namespace vellumo::loader {
 
-// Where the library finds the client of the container engine, whichever engine that is.
+// The path at which the library calls the client of the container engine, whichever engine it is.
 inline constexpr const char* kEngineClient = "/usr/local/bin/docker";
 
-// Calls the container engine's client with `arguments` and waits for it, no longer than `limit`.
+// Runs the container engine's client with `arguments` and waits for it for at most `limit`.
 support::Answer AskEngine(const std::vector<std::string>& arguments, std::chrono::seconds limit);
 
-// The ids of all processes.
+// The ids of all processes in /proc.
 std::vector<pid_t> Processes();
 
-// A command that a client of the engine runs in a container now.
+// A command that runs in a container now, as the engine's client that runs it shows.
 struct RunningCommand {
     pid_t client;
     std::string container;
     std::string command;  // the tool and its arguments
 };
 
-// All of them, by the process table; only root sees those of other users.
+// All of them, found in /proc. Only root sees those of other users.
 std::vector<RunningCommand> RunningCommands();
 
 }  // namespace vellumo::loader

@@ -80,7 +80,7 @@ const Container* PoolState::Find(const std::string& name) const {
 }
 
 std::string PoolState::Obstacle(core::ContainerPoolManager::Priority priority) const {
-    // The first container is kept for work that is more urgent than the lowest.
+    // The first container never takes work of low priority.
     const size_t first = priority == core::ContainerPoolManager::PRIORITY_LOW ? 1 : 0;
     std::string obstacle = BusyContainers(*this, first);
     size_t urgent = 0;

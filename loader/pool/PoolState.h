@@ -12,19 +12,20 @@
 
 namespace vellumo::loader {
 
-inline constexpr const char* kContainerPrefix = "navo";  // what marks a container's member
+// A member of the state file whose name begins like this is a container.
+inline constexpr const char* kContainerPrefix = "navo";
 
 struct Container {
     std::string name;
-    int inUse;  // commands in it now
+    int inUse;  // commands that run in it now
     int used;   // commands ever started in it
 };
 
-// The entry of a container in which nothing has run yet.
+// The state file's entry of a container in which nothing has run yet.
 Json::Value NewContainer();
 
-// The pool as the state file's document has it. What is of a wrong type in the document reads as
-// absent, as it does in the scheduler.
+// The pool as the state file describes it. A member of a wrong type counts as absent, as it does in
+// the scheduler.
 struct PoolState {
     std::vector<Container> containers;                // by name, ascending
     std::array<std::vector<std::string>, 3> waiting;  // job keys by priority
@@ -35,11 +36,13 @@ struct PoolState {
     size_t Waiting() const;  // jobs of every priority
     const Container* Find(const std::string& name) const;
 
-    // Why a job of `priority` has to wait now, for people.
+    // Why a job of `priority` has to wait now, for people: "2 of 2 containers busy".
     std::string Obstacle(NAVO::VELLUMO::ContainerPoolManager::Priority priority) const;
 };
 
-// The pool as it is now. Throws Failure as StateFileVisit does, and for damaged content.
+// Reads the pool under the state file's lock. Throws Failure, with `what` as its Problem::what,
+// when the lock is not free within `timeoutSecs` seconds, and when the file cannot be read or is
+// damaged.
 PoolState ReadPool(const std::string& what, int timeoutSecs);
 
 }  // namespace vellumo::loader

@@ -43,7 +43,7 @@ void CheckServer(const std::string& what) {
     if (access(kEngineClient, X_OK) != 0) {
         throw Failure({Reason::kNoEngine, what,
                        std::string("there is no container engine at ") + kEngineClient,
-                       "Install the engine's client there."});
+                       "Install the client of a container engine there."});
     }
 }
 
@@ -51,7 +51,7 @@ void CheckPool(const std::string& what, Priority priority) {
     const PoolState pool = ReadPool(what, core::LOCK_TIMEOUT_SECS);
     if (pool.containers.empty()) {
         throw Failure({Reason::kNoContainer, what,
-                       "no container is registered, so nothing could ever run",
+                       "no container is registered, so the conversion would wait for ever",
                        "Start and register the converter containers."});
     }
     if (priority == core::ContainerPoolManager::PRIORITY_LOW &&

@@ -8,16 +8,16 @@
 
 namespace vellumo::loader {
 
-// What must be in place before anything is converted. Each throws Failure, with `what` being what
-// failed then, when it is not.
+// Checks before a conversion. Each throws Failure, with `what` as its Problem::what, when something
+// is missing.
 
-// The rights of root can be had, which the library asks for on its way.
+// The process is root or can become root, as the library needs during a conversion.
 void CheckRights(const std::string& what);
 
-// There is a place for scratch files, and a container engine.
+// There are a share for scratch files and a container engine's client.
 void CheckServer(const std::string& what);
 
-// A container is registered that takes jobs of `priority`.
+// A registered container takes jobs of `priority`.
 void CheckPool(const std::string& what, NAVO::VELLUMO::ContainerPoolManager::Priority priority);
 
 }  // namespace vellumo::loader

@@ -56,8 +56,8 @@ void StateFileVisit::FailLock() const {
 void StateFileVisit::RequireSound() const {
     if (_damaged) {
         Fail(Reason::kStateFileDamaged,
-             std::string("the state file ") + core::SZF_CONFIG_PATH + " is no JSON object",
-             "Restore the factory default, and register the containers again afterwards.");
+             std::string("the state file ") + core::SZF_CONFIG_PATH + " is not a JSON object",
+             "Restore the factory default, then register the containers again.");
     }
 }
 

@@ -11,21 +11,22 @@
 
 namespace vellumo::loader {
 
-// One visit to the state file: holds its lock, and has its document loaded, for as long as it
+// Holds the lock of the state file, and its content as a JSON document, for as long as the object
 // lives.
 class StateFileVisit {
 public:
     enum class Purpose { kRead, kChange };
 
-    // Throws Failure (`what` being what failed then) when the lock is not had within `timeoutSecs`
-    // or the file cannot be read.
+    // Takes the lock, shared for kRead and exclusive for kChange, and loads the document. Waits for
+    // at most `timeoutSecs` seconds. Throws Failure, with `what` as its Problem::what, when the
+    // lock is not free within that time or the file cannot be opened.
     StateFileVisit(Purpose purpose, std::string what, int timeoutSecs);
 
-    // The content is not a JSON object, though there is some: nothing can be read from it, and a
-    // change would drop it.
+    // Whether the file has content that is not a JSON object. The document is then empty, and
+    // Save() would overwrite that content.
     bool IsDamaged() const { return _damaged; }
 
-    // Throws Failure when the content is damaged.
+    // Throws Failure if IsDamaged().
     void RequireSound() const;
 
     Json::Value& Document() { return _manager.config; }
@@ -33,7 +34,7 @@ public:
     // Writes the document back. Throws Failure when that fails.
     void Save();
 
-    // Restores the factory default. Throws Failure when that fails.
+    // Copies the factory default over the state file. Throws Failure when that fails.
     void Reset();
 
 private:

@@ -24,7 +24,7 @@ using Service = Assignment::Service;
 using testing::Contains;
 using testing::IsEmpty;
 
-// Stops when it is told to.
+// Requests a stop when it is pressed.
 class Button final : public StopRequests {
 public:
     void Press() const {
@@ -41,7 +41,7 @@ private:
     support::Descriptor _event{eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK)};
 };
 
-// Notes the phases, and does something when one begins.
+// Records the phases, and calls `onPhase` when one begins.
 class Notes final : public Listener {
 public:
     explicit Notes(std::function<void(Phase)> onPhase = [](Phase) {})
@@ -69,7 +69,8 @@ class Conversions : public DeviceTest {
 protected:
     Conversions() { WriteFile("/volume1/docs/a.odt", "the document"); }
 
-    // Why the conversion has failed; nothing when it has not, with the product's path in _product.
+    // The reason why the conversion failed; nothing if it succeeded, with the product's path in
+    // _product.
     std::optional<Reason> Convert(const Assignment& assignment, Listener& listener) {
         const Document document = Resolve("/docs/a.odt", "root");
         Conversion conversion(document, assignment);
@@ -99,7 +100,7 @@ protected:
     std::optional<Problem> _problem;
 };
 
-TEST_F(Conversions, HaveTheirProductInTheScratchDirectoryAsLongAsTheyLive) {
+TEST_F(Conversions, KeepTheirProductInTheScratchDirectoryWhileTheyLive) {
     EXPECT_EQ(Convert({Service::kPdf}), std::nullopt);
     EXPECT_TRUE(_wasThere) << _product;
     EXPECT_THAT(_product, testing::StartsWith(kTargetDir));
@@ -116,7 +117,7 @@ TEST_F(Conversions, KeepTheirProductForTheDocument) {
     }
 }
 
-TEST_F(Conversions, TellTheirReasonAndTheToolsName) {
+TEST_F(Conversions, FailWithTheReasonAndTheNameOfTheTool) {
     PlayTool({.productSize = -1});
     EXPECT_EQ(Convert({Service::kPdf}), Reason::kToolFailed);
     EXPECT_THAT(_problem->why, testing::HasSubstr("soffice"));
@@ -127,7 +128,7 @@ TEST_F(Conversions, TellTheirReasonAndTheToolsName) {
     ExpectNothingLeft();
 }
 
-TEST_F(Conversions, TellWhatTheyWaitForAndEndWhenTheirTurnComesOnceStopped) {
+TEST_F(Conversions, ReportWhatTheyWaitForAndEndAtTheirTurnOnceStopped) {
     WriteState(R"({"navo1": {"using": 1, "used": 1}, "navo2": {"using": 1, "used": 1}})");
     Notes notes([this](Phase phase) {
         if (phase == Phase::kWaiting) {
@@ -167,7 +168,7 @@ TEST_F(Conversions, LeaveNoMarkOfAFailureWhenTheyAreStopped) {
     ExpectNothingLeft();
 }
 
-TEST_F(Conversions, RemoveWhatAnEarlierVersionOfTheDocumentHasLeft) {
+TEST_F(Conversions, RemoveTheProductsOfAnEarlierVersionOfTheDocument) {
     EXPECT_EQ(Convert({Service::kCachedPdf}), std::nullopt);
     const timespec longAgo[2] = {{1'000'000'000, 0}, {1'000'000'000, 0}};
     ASSERT_EQ(utimensat(AT_FDCWD, "/volume1/docs/a.odt", longAgo, 0), 0);

@@ -29,7 +29,7 @@ TEST(Endings, OnRequestHaveAReasonEach) {
     EXPECT_EQ(ExplainStop("what", Ending::Kind::kAbandoned).reason, Reason::kAbandoned);
 }
 
-TEST(Endings, OfAWorkerTellItsSignalOrStatus) {
+TEST(Endings, OfAWorkerNameItsSignalOrStatus) {
     EXPECT_THAT(ExplainDeath("what", 9).why, HasSubstr("signal 9"));
     EXPECT_THAT(ExplainDeath("what", 3 << 8).why, HasSubstr("status 3"));
 }

@@ -15,7 +15,8 @@ namespace {
 
 using namespace vellumo::test;
 
-// With the operators of googletest for optional values.
+// The name of the reason why `step` failed; nothing if it succeeded. An optional, which googletest
+// compares and prints.
 std::optional<std::string> ReasonOf(const std::function<void()>& step) {
     try {
         step();
@@ -38,7 +39,7 @@ protected:
     }
 };
 
-TEST_F(Documents, AreResolvedWithoutLookingAtAnyFile) {
+TEST_F(Documents, AreResolvedWithoutAccessToAnyFile) {
     const Document document = Resolve("/docs/a/b.DOCX", "root");
     EXPECT_EQ(document.realPath, "/volume1/docs/a/b.DOCX");
     EXPECT_EQ(document.type, "docx");
