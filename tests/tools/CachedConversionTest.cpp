@@ -307,7 +307,7 @@ TEST_F(FolderConversionTest, SaysThatAFolderHoldsNoDocument) {
     MakeDirectory("/volume1/docs/nothing");
     const Outcome outcome = RunTool({"pdf", "-r", "/docs/nothing"});
     ExpectStatus(outcome, ExitCode::kDone);
-    EXPECT_THAT(outcome.out, HasSubstr("No document that a converter takes lies there"));
+    EXPECT_THAT(outcome.out, HasSubstr("No document that can be converted lies there"));
 }
 
 TEST_F(FolderConversionTest, TakesSingleDocumentsToo) {

@@ -224,10 +224,11 @@ TEST_F(ConversionTest, ShowsThePhasesOfEachDocument) {
 TEST_F(ConversionTest, SaysWhatAJobWaitsFor) {
     WriteState(R"({"navo1":{"using":1},"navo2":{"using":1}})");
     RunningTool tool({"pdf", "--progress", "plain", "--pages", "1", "/docs/a.docx"});
-    EXPECT_TRUE(ComesTrue(
-        [] { return ReadFile("/device/stderr").find("waiting for a slot") != std::string::npos; }));
+    EXPECT_TRUE(ComesTrue([] {
+        return ReadFile("/device/stderr").find("waiting for a container") != std::string::npos;
+    }));
     EXPECT_THAT(ReadFile("/device/stderr"),
-                HasSubstr("waiting for a slot, 0 s (1 of 1 container busy)"));
+                HasSubstr("waiting for a container, 0 s (1 of 1 container busy)"));
     FreeContainers();
     ExpectStatus(tool.Wait(), ExitCode::kDone);
 }

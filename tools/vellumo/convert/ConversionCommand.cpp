@@ -39,30 +39,37 @@ ConversionCommand::ConversionCommand(CLI::App* arguments, const std::string& out
 
 void ConversionCommand::AddOptions(const std::string& outputNote) {
     Arguments()
-        ->add_option("SHARE_PATH", _sharePaths, "The documents, as in /docs/report.docx")
+        ->add_option("SHARE_PATH", _sharePaths,
+                     "Documents, as in /docs/report.docx; with -r also folders")
         ->required()
         ->option_text("...");
     Arguments()
-        ->add_option("--user", _user, "Whose home /home/... is; default: your own")
+        ->add_option("--user", _user, "The user whose home folder /home means; default: you")
         ->option_text("NAME");
-    CLI::Option* output =
-        Arguments()
-            ->add_option("-o,--output", _output, "Where the product goes; default: " + outputNote)
-            ->option_text("FILE|DIR");
+    CLI::Option* output = Arguments()
+                              ->add_option("-o,--output", _output,
+                                           "Where to write the product; default: " + outputNote)
+                              ->option_text("FILE|DIR");
     Arguments()
         ->add_flag("-r,--recursive", _recursive,
-                   "Whole folders: keep a product beside each document in them")
-        ->excludes(output);
-    Arguments()->add_flag("--refresh", _refresh, "Convert also what is fresh or has failed before");
-    Arguments()->add_flag("--force", _force, "Replace an output that exists already");
-    Arguments()->add_flag("-q,--quiet", _quiet, "Print nothing but failures");
+                   "Convert every document in the folders and below them, and keep each\n"
+                   "product beside its document only. Not with -o")
+        ->excludes(output)
+        ->option_text(" ");
     Arguments()
-        ->add_option("--progress", _progress, "Progress: auto (on a terminal), plain (lines), none")
+        ->add_flag("--refresh", _refresh, "Convert again what is in the cache or has failed before")
+        ->option_text(" ");
+    Arguments()->add_flag("--force", _force, "Overwrite an existing output file");
+    Arguments()->add_flag("-q,--quiet", _quiet, "Print failures only");
+    Arguments()
+        ->add_option("--progress", _progress,
+                     "Show progress on the standard error: auto (on a terminal),\n"
+                     "plain (as lines) or none; default: auto")
         ->check(CLI::IsMember({"auto", "plain", "none"}))
         ->option_text("MODE");
 }
 
-// What fails when nothing at all can be converted.
+// Problem::what for a failure that stops all jobs.
 std::string ConversionCommand::What() const {
     const std::vector<Job>& jobs = _jobs.All();
     return jobs.size() == 1 ? What(jobs.front())
@@ -188,7 +195,7 @@ void ConversionCommand::ConvertJob(Job& job, Interrupts& interrupts, Progress& p
     Deliver(job, conversion.Run(interrupts, progress));
 }
 
-// Brings `product` to the job's output if it has one. What is kept stays where it is as well.
+// Moves `product` to the job's output file if it has one; a kept product is copied and stays.
 void ConversionCommand::Deliver(Job& job, const std::string& product) const {
     const bool isKept = Task().Stream() != nullptr;
     if (isKept) {
@@ -229,7 +236,7 @@ void ConversionCommand::TellDone(const Job& job) const {
     }
 }
 
-// The failures come last, where they are seen also after many documents.
+// Prints the failures last, where people see them also after many documents.
 void ConversionCommand::TellSummary() const {
     for (const Job& job : _jobs.All()) {
         if (job.state == Job::State::kFailed) {
@@ -239,7 +246,7 @@ void ConversionCommand::TellSummary() const {
     if (_json || _quiet || (!_recursive && _jobs.All().size() < 2)) {
         return;
     }
-    std::cout << (_jobs.All().empty() ? "No document that a converter takes lies there."
+    std::cout << (_jobs.All().empty() ? "No document that can be converted lies there."
                                       : Summary(Tally::Of(_jobs.All())))
               << std::endl;
 }

@@ -15,31 +15,30 @@
 
 namespace vellumo::cli {
 
-// A command that makes a product of each of several documents, one after the other: the products
-// are kept for the documents, copied to where the caller wants them, or both.
+// A command that converts documents one after the other. The products are kept beside the
+// documents, written to the place that the caller names, or both.
 //
-// Everything that can be told beforehand is told before the first conversion starts, and what is
-// fresh already is not made again. A document that fails does not keep the others from being
-// converted.
+// Checks all documents and outputs before the first conversion starts, and does not convert again
+// what is fresh in the cache. After a failure it goes on with the next document.
 class ConversionCommand : public Command {
 public:
     CommandResult Run(bool json) final;
 
 protected:
-    // `outputNote`: where products go without -o, for the help.
+    // `outputNote`: where products go without -o, for the help text.
     ConversionCommand(CLI::App* arguments, const std::string& outputNote);
 
     bool IsRecursive() const { return _recursive; }
     bool HasOutput() const { return !_output.empty(); }
 
-    // What is made of each document.
+    // What to make from each document.
     virtual loader::Assignment Task() const = 0;
 
-    // Whether products are brought to the caller's output, and as files of which type.
+    // Whether products are written to the caller's output, and with which extension.
     virtual bool HandsOver() const = 0;
     virtual std::string OutputType(const loader::Document& document) const = 0;
 
-    // Throws Failure when a document that is not fresh is not to be tried.
+    // Throws Failure to skip the document of `job`, whose product is not fresh.
     virtual void CheckWorthTrying(const Job& /*job*/) const {}
 
     static std::string What(const Job& job) { return "cannot convert " + job.sharePath; }

@@ -22,7 +22,7 @@ std::string Rate(double perSecond) {
                           : Rounded(perSecond * kSecondsPerMinute) + " per minute";
 }
 
-// Rounded up, so that it is no promise that is broken at once.
+// Rounded up, since a time that is too short would be wrong at once.
 std::string TimeLeft(double seconds) {
     const double minutes = seconds / kSecondsPerMinute;
     if (minutes < 1) {

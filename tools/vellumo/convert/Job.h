@@ -11,20 +11,20 @@
 
 namespace vellumo::cli {
 
-// One document of a call, on its way to a product.
+// One document that a command converts, and what has become of it.
 struct Job {
     enum class State {
         kOpen,
         kConverted,
         kFresh,    // found in the cache
         kFailed,   // tried, or not worth trying
-        kNotTried  // something kept all of the call from going on
+        kNotTried  // the whole command could not go on
     };
 
     std::string sharePath;
-    std::optional<loader::Document> document;  // once it is resolved
-    std::string output;  // absolute path for the product, "" when it is only kept
-    std::string kept;    // where it is kept beside the document, "" when it is not
+    std::optional<loader::Document> document;  // set when the share path is resolved
+    std::string output;  // absolute path for the product; "" when it is only kept
+    std::string kept;    // path of the product beside the document; "" when none is kept
     State state = State::kOpen;
     std::optional<Problem> problem;  // why there is no product
     double seconds = 0;
@@ -37,7 +37,7 @@ struct Job {
     }
 };
 
-// How far a call has come.
+// How many documents of a command have ended, and how.
 struct Tally {
     size_t total = 0;
     size_t converted = 0;
@@ -53,8 +53,8 @@ struct Tally {
     size_t Ended() const { return converted + fresh + failed + notTried; }
 };
 
-// What has been done, the rate and the time that is left, for people: "8 done, 1 failed,
-// 4.1 per minute, 12 min left". `begun`: the tally when the conversions began, `seconds` ago.
+// The progress for people: "8 done, 1 failed, 4.1 per minute, 12 min left". `begun`: the tally when
+// the conversions began, `seconds` ago.
 std::string Pace(const Tally& begun, const Tally& now, double seconds);
 
 }  // namespace vellumo::cli

@@ -10,24 +10,24 @@
 
 namespace vellumo::cli {
 
-// The jobs of one call, in the order in which they are worked on.
+// The jobs of one command, in the order in which they are converted.
 class JobList {
 public:
-    // One for each path.
+    // Adds one job for each path.
     void Add(const std::vector<std::string>& sharePaths);
 
-    // One for each document in the folders `sharePaths` of `user` and below them, and one for each
-    // folder that cannot be looked through, which has failed. A document among the paths is one
-    // more.
+    // Adds one job for each document in the folders `sharePaths` and below them, resolved for
+    // `user`, and a failed job for each folder that cannot be read. A path of a document adds a job
+    // for it.
     void AddFolders(const std::vector<std::string>& sharePaths, const std::string& user);
 
-    // Resolves the documents for `user` and looks whether they can be converted.
+    // Resolves the documents for `user` and checks whether they can be converted.
     void Resolve(const std::string& user);
 
-    // Does `step` for every open job; one whose step fails has failed.
+    // Calls `step` for every open job; a job whose step throws Failure has failed.
     void ForEachOpen(const std::function<void(Job&)>& step);
 
-    // Ends every open job without having tried it.
+    // Ends every open job as not tried, because of `problem`.
     void GiveUp(const Problem& problem);
 
     bool HasOpen() const;

@@ -29,7 +29,7 @@ constexpr mode_t kNewFileMode = 0666;
 
 [[noreturn]] void RefuseExisting(const std::string& path) {
     Refuse(path, "it exists already",
-           "Replace it with --force, or choose another place with -o FILE or -o DIRECTORY.");
+           "Overwrite it with --force, or choose another place with -o FILE or -o DIRECTORY.");
 }
 
 std::optional<struct stat> StatusOf(const std::string& path) {
@@ -46,7 +46,7 @@ std::string Absolute(const std::string& path) {
     std::error_code error;
     const fs::path absolute = fs::absolute(path, error);
     if (error) {
-        Refuse(path, "the current directory is not known: " + error.message(),
+        Refuse(path, "the current directory is unknown: " + error.message(),
                "Give an absolute path with -o.");
     }
     return absolute.lexically_normal();
@@ -64,7 +64,7 @@ mode_t Umask() {
     return mask;
 }
 
-// A name taken in a directory by an empty file, which goes unless it is kept.
+// Reserves a name in a directory with an empty file; removes the file again unless it is kept.
 class ReservedName {
 public:
     explicit ReservedName(const std::string& path)
@@ -93,10 +93,10 @@ void Bring(const std::string& product, const std::string& path, Transfer transfe
     errno = 0;
     if (!core::MoveOrCopyFile(product, path, transfer == Transfer::kMove)) {
         const int error = errno;
-        Refuse(path, error == 0 ? "the product cannot be brought there" : std::strerror(error),
+        Refuse(path, error == 0 ? "the product cannot be moved there" : std::strerror(error),
                "Check the free space and the permissions there, or choose another place with -o.");
     }
-    // Products are private; what was asked for is an ordinary file of the caller's.
+    // Products have private permissions; the caller gets a file with ordinary ones.
     chmod(path.c_str(), kNewFileMode & ~Umask());
 }
 
@@ -116,7 +116,7 @@ OutputPlace::OutputPlace(const std::string& option, size_t documents) {
         throw Failure({ExitCode::kUsage,
                        "cannot write " + loader::Count(documents, "document") + " to " + option,
                        "it is not a directory",
-                       "Make it one: mkdir -p " + loader::ShellWord(option),
+                       "Create a directory of this name: mkdir -p " + loader::ShellWord(option),
                        {}});
     }
 }
@@ -131,7 +131,7 @@ void CheckOutput(const std::string& path, bool replace) {
     const std::string directory = fs::path(path).parent_path();
     if (!IsDirectory(directory)) {
         Refuse(path, "there is no directory " + directory,
-               "Make it: mkdir -p " + loader::ShellWord(directory));
+               "Create it: mkdir -p " + loader::ShellWord(directory));
     }
     if (faccessat(AT_FDCWD, directory.c_str(), W_OK | X_OK, AT_EACCESS) != 0) {
         const int error = errno;

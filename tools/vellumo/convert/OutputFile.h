@@ -8,12 +8,12 @@
 
 namespace vellumo::cli {
 
-// Where the products of one call go: into a directory, each under its document's name, or to one
+// Where the products of one command go: into a directory, each under its document's name, or to one
 // file.
 class OutputPlace {
 public:
-    // `option`: the value of -o, "" for none, which is the current directory. An existing directory
-    // and a text with a slash at its end are a directory. Throws Failure for a file when there are
+    // `option`: the value of -o; "", for none, means the current directory. An existing directory,
+    // and a value that ends in a slash, mean a directory. Throws Failure for a file when there are
     // several `documents`, and for "-".
     OutputPlace(const std::string& option, size_t documents);
 
@@ -25,15 +25,14 @@ private:
     bool _isDirectory;
 };
 
-// Throws Failure when nothing can be put at `path`: its directory is missing or may not be written,
-// or something lies there that `replace` does not allow, or nothing allows, to be replaced.
+// Throws Failure when `path` cannot be written: its directory is missing or not writable, `path` is
+// a directory, or it exists and `replace` is false.
 void CheckOutput(const std::string& path, bool replace);
 
 enum class Transfer { kMove, kCopy };
 
-// Moves or copies the product of a conversion to `path`, with the permissions of a new file of the
-// caller's. Throws Failure when that fails, and without `replace` also when something lies there by
-// now.
+// Moves or copies a product to `path` and gives it the permissions of a new file (0666 less the
+// umask). Throws Failure when that fails and, without `replace`, when `path` exists by now.
 void HandOver(const std::string& product, const std::string& path, Transfer transfer, bool replace);
 
 }  // namespace vellumo::cli

@@ -12,18 +12,19 @@ constexpr size_t kLargestPageLength = 9;
 
 constexpr const char* kExamples =
     "Examples:\n"
-    "  vellumo pdf /docs/report.docx                 makes ./report.pdf\n"
-    "  vellumo pdf /docs/a.xlsx /docs/b.odp -o out/  makes out/a.pdf and out/b.pdf\n"
-    "  vellumo pdf /home/notes.odt --user ann        a document in ann's home\n"
-    "  vellumo pdf -r /docs/reports                  keeps a PDF of everything in the folder\n"
-    "  vellumo pdf /docs/report.docx --pages 1-3     its first three pages\n"
-    "  vellumo pdf /docs/novel.epub --pages 1        its cover: ./novel.jpg\n"
-    "A share path is what users of the server see: '/', the share's name, the path in it.\n"
-    "The PDF is kept beside the document, in the cache; while the document does not change, it\n"
-    "comes from there. Page ranges are not kept.\n"
-    "Every conversion waits for a free container ('vellumo pool' shows them) and may then take\n"
-    "120 seconds. Page ranges are work of low priority, which the first container never takes.\n"
-    "An interrupted -r goes on where it was when it is called again.\n"
+    "  vellumo pdf /docs/report.docx                  write ./report.pdf\n"
+    "  vellumo pdf /docs/a.xlsx /docs/b.odp -o out/   write out/a.pdf and out/b.pdf\n"
+    "  vellumo pdf /home/notes.odt --user ann         convert a document in ann's home folder\n"
+    "  vellumo pdf -r /docs/reports                   keep a PDF of every document in the folder\n"
+    "  vellumo pdf /docs/report.docx --pages 1-3      write its first three pages\n"
+    "  vellumo pdf /docs/novel.epub --pages 1         write its cover: ./novel.jpg\n"
+    "A share path is what the users of the server see: '/', the share's name, the path in it.\n"
+    "The PDF is also kept beside the document, in the cache. Until the document changes, the next\n"
+    "call takes it from there. Page ranges are not kept.\n"
+    "A conversion waits until a container is free ('vellumo pool' lists them) and may then run "
+    "for\n"
+    "120 seconds. Page ranges have low priority, and the first container never takes them.\n"
+    "Repeat an interrupted -r to go on where it stopped.\n"
     "\nDocument types: ";
 
 std::string TypesInLines() {
@@ -45,7 +46,7 @@ bool IsPageNumber(const std::string& text) {
            text.find_first_not_of("0123456789") == std::string::npos;
 }
 
-// The forms that all tools understand alike: one page, or the first and the last.
+// Accepts the forms that all tools understand alike: one page, or the first and the last.
 bool IsPageRange(const std::string& text) {
     const size_t dash = text.find('-');
     const std::string first = text.substr(0, dash);
@@ -53,29 +54,33 @@ bool IsPageRange(const std::string& text) {
     return IsPageNumber(first) && IsPageNumber(last) && std::stol(first) <= std::stol(last);
 }
 
-// The text that CLI11 wants: "" for a page range.
+// A check for CLI11: "" when `text` is a page range, else the error.
 std::string CheckPageRange(const std::string& text) {
     return IsPageRange(text)
                ? ""
                : "'" + text +
-                     "' is no page range; write one page (3) or the first and the last "
+                     "' is not a page range; write one page (3) or the first and the last "
                      "(1-3), counted from 1";
 }
 
 }  // namespace
 
 PdfCommand::PdfCommand(CLI::App& app)
-    : ConversionCommand(app.add_subcommand("pdf", "Convert documents into PDFs"),
+    : ConversionCommand(app.add_subcommand("pdf", "Convert documents to PDF"),
                         "the current directory") {
     Arguments()->footer(kExamples + TypesInLines());
     const auto option = [this](const char* name) { return Arguments()->get_option(name); };
     CLI::Option* pages =
         Arguments()
-            ->add_option("--pages", _pages, "These pages only: 3 or 1-3; an e-book gives its cover")
+            ->add_option("--pages", _pages,
+                         "Convert these pages only, as in 3 or 1-3; of an e-book, the cover.\n"
+                         "Not with -r or --refresh")
             ->check(CheckPageRange)
             ->option_text("RANGE");
-    CLI::Option* noCache = Arguments()->add_flag("--no-cache", _noCache,
-                                                 "Neither take the PDF from the cache nor keep it");
+    CLI::Option* noCache = Arguments()->add_flag(
+        "--no-cache", _noCache,
+        "Neither take the PDF from the cache nor keep it there.\nNot with -r or --refresh");
+    noCache->option_text(" ");
     pages->excludes(option("--recursive"))->excludes(option("--refresh"));
     noCache->excludes(option("--recursive"))->excludes(option("--refresh"));
 }

@@ -9,7 +9,7 @@
 
 namespace vellumo::cli {
 
-// vellumo pdf: PDFs of whole documents, kept beside them, or of some of their pages.
+// vellumo pdf: converts whole documents to PDFs, which are also kept, or some of their pages.
 class PdfCommand final : public ConversionCommand {
 public:
     explicit PdfCommand(CLI::App& app);

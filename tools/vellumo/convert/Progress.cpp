@@ -27,10 +27,10 @@ struct PhaseWords {
 
 constexpr PhaseWords kPhases[] = {
     {loader::Phase::kPreparing, "preparing", ""},
-    {loader::Phase::kWaiting, "waiting for a slot", ""},
+    {loader::Phase::kWaiting, "waiting for a container", ""},
     {loader::Phase::kTool, "tool running", "120 s at most"},
     {loader::Phase::kFinishing, "finishing", ""},
-    {loader::Phase::kGivingUp, "giving up", "interrupt again to leave"},
+    {loader::Phase::kGivingUp, "giving up", "interrupt again to leave at once"},
 };
 
 const PhaseWords& WordsFor(loader::Phase phase) {
@@ -48,7 +48,7 @@ bool ContinuesCharacter(char c) {
     return (static_cast<unsigned char>(c) & 0xc0U) == 0x80U;
 }
 
-// A line that is as wide as the terminal would wrap, and could not be drawn over.
+// Cuts `text` to less than the terminal's width: a longer line would wrap and could not be redrawn.
 std::string Fitted(const std::string& text) {
     const size_t width = TerminalWidth() - 1;
     if (text.size() <= width) {
@@ -107,7 +107,7 @@ std::string Progress::Text(const std::string& detail, Clock::time_point now) con
     if (_total < 2) {
         return place + state;
     }
-    // The end of a drawn line may be cut off, and the names are what is longest.
+    // A redrawn line may be cut off at its end, so the name, its longest part, comes last.
     return _mode == Mode::kLine ? Bar() + place + _pace + "; " + state
                                 : place + state + "; " + _pace;
 }

@@ -9,13 +9,13 @@
 
 namespace vellumo::cli {
 
-// What a person sees on the standard error while a conversion takes its time.
+// Shows the progress of conversions on the standard error.
 class Progress final : public loader::Listener {
 public:
     enum class Mode {
         kNone,
         kPlain,  // a line for each new phase, and one every ten seconds
-        kLine    // one line, drawn again and again; for terminals
+        kLine    // one line that is redrawn; for terminals
     };
 
     Progress(Mode mode, size_t total) : _mode(mode), _total(total) {}
@@ -25,13 +25,13 @@ public:
 
     bool WantsObstacles() const override { return _mode != Mode::kNone; }
 
-    // The `number`-th document, called `name`, comes now; `pace` tells how all of them come along
-    // (may be empty).
+    // Starts the `number`-th document, called `name`. `pace`: the progress of the whole command;
+    // may be empty.
     void Begin(size_t number, const std::string& name, const std::string& pace);
 
     void Report(loader::Phase phase, const std::string& obstacle) override;
 
-    // Takes the line away; before anything else is printed.
+    // Erases the line; call it before anything else is printed.
     void Clear();
 
 private:
@@ -46,7 +46,7 @@ private:
     size_t _number = 0;
     std::string _document;
     std::string _pace;
-    const char* _phase = nullptr;  // of the table's texts; null before the first one
+    const char* _phase = nullptr;  // a name in the table of phases; null before the first one
     Clock::time_point _phaseBegin;
     Clock::time_point _shown;
     bool _lineDrawn = false;

@@ -10,11 +10,11 @@
 
 namespace vellumo::cli {
 
-// What a call has come to, in a line for people.
+// The outcome of a command as one line for people.
 std::string Summary(const Tally& tally);
 
-// The same for programs, document by document. The call ends like the first document that failed,
-// or with the interrupt when there was one.
+// The outcome for programs, document by document. The exit status is that of the first document
+// that failed, or that of an interrupt if there was one.
 CommandResult ResultOf(const std::vector<Job>& jobs);
 
 }  // namespace vellumo::cli

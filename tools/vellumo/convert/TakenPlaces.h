@@ -13,14 +13,14 @@
 
 namespace vellumo::cli {
 
-// The places that no output of a call may go to, whatever --force says: the call's documents, and
-// the outputs that are given out already.
+// The paths that a command must not write to, even with --force: its documents, and outputs that
+// are already assigned to another document.
 class TakenPlaces {
 public:
-    // `jobs` as they are now; they outlive the object.
+    // Reads `jobs` once; they are not owned and outlive the object.
     explicit TakenPlaces(const std::vector<Job>& jobs);
 
-    // Makes `path`, an absolute path, the output of `job`. Throws Failure when it is taken.
+    // Assigns the absolute path `path` to `job` as its output. Throws Failure when it is taken.
     void Take(const std::string& path, const Job& job);
 
 private:

@@ -11,23 +11,23 @@ namespace {
 
 constexpr const char* kExamples =
     "Examples:\n"
-    "  vellumo thumbnail /docs/report.docx            keeps a picture and says where it lies\n"
-    "  vellumo thumbnail /docs/report.docx -o a.png   brings a copy of it to ./a.png\n"
-    "  vellumo thumbnail -r /docs                     keeps one of every document in the share\n"
-    "  vellumo thumbnail -r /docs --refresh           makes all of them anew\n"
-    "The picture shows the first page, made of the PDF in the cache where there is one. It is "
+    "  vellumo thumbnail /docs/report.docx            keep a thumbnail and print its path\n"
+    "  vellumo thumbnail /docs/report.docx -o a.png   also copy it to ./a.png\n"
+    "  vellumo thumbnail -r /docs                     keep one of every document in the share\n"
+    "  vellumo thumbnail -r /docs --refresh           make all of them again\n"
+    "The picture shows the first page, taken from the PDF in the cache if there is one. It is "
     "kept\n"
-    "beside the document and comes from there while the document does not change.\n"
-    "With -r, a document whose picture has failed before is not tried again until it changes, or\n"
-    "with --refresh. An interrupted -r goes on where it was when it is called again.\n"
-    "Thumbnails are work of low priority, which the first container never takes: two containers\n"
-    "are the least that makes them.";
+    "beside the document; until the document changes, the next call takes it from there.\n"
+    "With -r, a document whose thumbnail failed is not tried again until it changes, unless you\n"
+    "give --refresh. Repeat an interrupted -r to go on where it stopped.\n"
+    "Thumbnails have low priority, and the first container never takes them, so the pool needs at\n"
+    "least two containers.";
 
 }  // namespace
 
 ThumbnailCommand::ThumbnailCommand(CLI::App& app)
     : ConversionCommand(app.add_subcommand("thumbnail", "Make thumbnails of documents"),
-                        "only beside the document") {
+                        "kept beside the document only") {
     Arguments()->footer(kExamples);
 }
 

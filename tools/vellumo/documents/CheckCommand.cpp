@@ -27,22 +27,24 @@ constexpr const char* kExamples =
     "Examples:\n"
     "  vellumo check /docs/report.docx --user ann          may ann read it?\n"
     "  vellumo check /docs/report.docx --user 'CORP\\ann'   the same for a user of a domain\n"
-    "  vellumo check /home/a.odt --user ann --json         for programs\n"
-    "The answer is the kernel's, so access control lists and the folders above count. It is 'no'\n"
-    "with exit status 13, and then names what forbids it. Needs the rights of root.";
+    "  vellumo check /home/a.odt --user ann --json         in ann's home folder; as JSON\n"
+    "The kernel decides, with the ids of that user, so access control lists and the permissions "
+    "of\n"
+    "all folders above count. The exit status is 0 for yes and 13 for no; a 'no' names the folder\n"
+    "or file that denies access. Needs the rights of root.";
 
-// What a user's way to a document ends at.
+// The place on the path to a document that denies access.
 struct Refusal {
     std::string place;
-    const char* permission;  // that is missing there: "search" (of a folder) or "read"
+    const char* permission;  // the missing permission: "search" (of a folder) or "read"
 };
 
 void NeedRoot() {
     if (geteuid() != 0) {
         throw Failure({ExitCode::kFailed,
-                       "cannot ask on a user's behalf",
+                       "cannot check another user's permissions",
                        "only root can act as somebody else",
-                       "Run it as root.",
+                       "Run the command with sudo.",
                        {}});
     }
 }
@@ -52,7 +54,7 @@ std::string AccountOf(const std::string& user) {
     unsigned int uid = 0;
     if (!core::UserToUID(account, uid)) {
         throw Failure({ExitCode::kBadInput,
-                       "cannot ask on behalf of '" + user + "'",
+                       "cannot check the permissions of '" + user + "'",
                        "the server knows no such user",
                        "'getent passwd' lists the accounts.",
                        {}});
@@ -75,14 +77,15 @@ bool Has(unsigned permission, const std::string& path) {
     return NAVOACLPermGet(path.c_str(), &mask) == 0 && (mask & permission) != 0;
 }
 
-// Walks down from "/" as the user, which the process then stays: what is left to do, telling, needs
-// no other rights.
+// Walks down from "/" with the ids of the user. The process keeps these ids: only the output is
+// left to do, which needs no other rights.
 std::optional<Refusal> FindRefusal(const std::string& realPath, const std::string& user) {
     if (!ResetCredentialsByName(user.c_str(), false)) {
         throw Failure({ExitCode::kFailed,
                        "cannot act as " + user,
                        std::strerror(errno),
-                       "Run it as the real root; a device view of an ordinary user has no others.",
+                       "Run the command as the real root; the device view of an ordinary user has "
+                       "no other users.",
                        {}});
     }
     for (size_t end = 0; end != std::string::npos; end = realPath.find('/', end + 1)) {
@@ -97,11 +100,12 @@ std::optional<Refusal> FindRefusal(const std::string& realPath, const std::strin
 Refusal ExplainRefusal(const loader::Document& document) {
     const auto refusal = FindRefusal(document.realPath, document.user);
     if (!refusal) {
-        throw Failure({ExitCode::kFailed,
-                       "cannot tell whether " + document.user + " may read " + document.sharePath,
-                       "its permissions changed meanwhile, or the system log says why",
-                       "Try again.",
-                       {}});
+        throw Failure(
+            {ExitCode::kFailed,
+             "cannot find out why " + document.user + " may not read " + document.sharePath,
+             "the permissions changed meanwhile, or the system log has the reason",
+             "Try again.",
+             {}});
     }
     return *refusal;
 }
@@ -112,7 +116,7 @@ Problem ToProblem(const loader::Document& document, const Refusal& refusal) {
         ExitCode::kDenied,
         document.user + " may not read " + document.sharePath,
         (isFolder ? "may not pass through the folder " : "may not read the file ") + refusal.place,
-        "Who may is shown by: getfacl -p " + loader::ShellWord(refusal.place),
+        "This shows who may: getfacl -p " + loader::ShellWord(refusal.place),
         {}};
 }
 
@@ -129,7 +133,7 @@ Json::Value ToJson(const loader::Document& document) {
 }  // namespace
 
 CheckCommand::CheckCommand(CLI::App& app)
-    : Command(app.add_subcommand("check", "Tell whether a user may read a document")) {
+    : Command(app.add_subcommand("check", "Show whether a user may read a document")) {
     Arguments()->footer(kExamples);
     Arguments()
         ->add_option("SHARE_PATH", _sharePath, "The document, as in /docs/report.docx")

@@ -8,12 +8,13 @@
 
 namespace vellumo::cli {
 
-// vellumo check: whether a user may read a document, and what in its path forbids it. Looks only.
+// vellumo check: shows whether a user may read a document, and what on its path denies that.
+// Changes nothing.
 class CheckCommand final : public Command {
 public:
     explicit CheckCommand(CLI::App& app);
 
-    // After a "no" the process is that user, for good.
+    // After a "no", the process keeps the ids of the user.
     CommandResult Run(bool json) override;
 
 private:

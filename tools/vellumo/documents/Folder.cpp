@@ -18,7 +18,7 @@ bool IsConvertible(const std::string& name) {
     return core::GetFileType(name, type) && loader::FamilyOf(type) != nullptr;
 }
 
-// A walk through the folders below one, a folder at a time.
+// A walk through a folder and all folders below it.
 class Walk {
 public:
     explicit Walk(const loader::Document& top)
@@ -40,7 +40,7 @@ public:
     }
 
 private:
-    // `folder`: below the top, with a slash before it, or "".
+    // `folder`: its path below the top, beginning with a slash; "" for the top itself.
     void List(const std::string& folder, std::vector<std::string>& open) {
         std::error_code error;
         fs::directory_iterator entry(_realPath + folder, error);
@@ -50,7 +50,7 @@ private:
         if (error) {
             _contents.unreadable.push_back(
                 {ExitCode::kBadInput,
-                 "cannot look through " + _sharePath + folder,
+                 "cannot list " + _sharePath + folder,
                  error.message(),
                  "Check the permissions of the folder " + loader::ShellWord(_realPath + folder),
                  {}});

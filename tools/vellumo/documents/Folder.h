@@ -10,14 +10,14 @@
 
 namespace vellumo::cli {
 
-// What lies in a folder and below it.
+// The documents in a folder and below it.
 struct FolderContents {
-    std::vector<std::string> documents;  // share paths of what a converter takes, in order of names
-    std::vector<Problem> unreadable;     // folders that could not be listed
+    std::vector<std::string> documents;  // share paths of what can be converted, sorted
+    std::vector<Problem> unreadable;     // folders that cannot be listed
 };
 
-// Looks through `folder` and everything below it. Hidden files and folders (names that begin with
-// a dot) and symbolic links are passed over, and so is every file that no converter takes.
+// Lists the documents in `folder` and below it. Skips hidden files and folders (names that begin
+// with a dot), symbolic links, and files that no converter takes.
 FolderContents ContentsOf(const loader::Document& folder);
 
 // Whether `document` is a folder.

@@ -15,10 +15,10 @@ namespace {
 
 constexpr const char* kExamples =
     "Examples:\n"
-    "  vellumo path /docs/report.docx            where the file lies, and what converts it\n"
-    "  vellumo path /home/notes.odt --user ann   the same in ann's home\n"
-    "  vellumo path /docs/report.docx --json     for programs\n"
-    "Nothing is created or changed, and the file need not exist.";
+    "  vellumo path /docs/report.docx            show the file's real path and its converters\n"
+    "  vellumo path /home/notes.odt --user ann   the same in ann's home folder\n"
+    "  vellumo path /docs/report.docx --json     the same as JSON\n"
+    "The command changes nothing, and the file need not exist.";
 
 constexpr int kLabelWidth = 22;
 
@@ -95,14 +95,16 @@ void Print(const loader::Document& document, const loader::FileFacts& facts) {
 }  // namespace
 
 PathCommand::PathCommand(CLI::App& app)
-    : Command(app.add_subcommand("path", "Show how a share path resolves")), _user(InvokingUser()) {
+    : Command(app.add_subcommand(
+          "path", "Show the real path, the type and the converters of a share path")),
+      _user(InvokingUser()) {
     Arguments()->footer(kExamples);
     Arguments()
         ->add_option("SHARE_PATH", _sharePath, "The file, as in /docs/report.docx")
         ->required()
         ->option_text(" ");
     Arguments()
-        ->add_option("--user", _user, "Whose home /home/... is; default: your own")
+        ->add_option("--user", _user, "The user whose home folder /home means; default: you")
         ->option_text("NAME");
 }
 

@@ -8,7 +8,7 @@
 
 namespace vellumo::cli {
 
-// vellumo path: how a share path resolves. Looks only; creates nothing.
+// vellumo path: shows how a share path resolves. Changes nothing.
 class PathCommand final : public Command {
 public:
     explicit PathCommand(CLI::App& app);
