@@ -10,22 +10,25 @@
 
 namespace vellumo::cli {
 
-// For CLI11, to which an empty value of an option is the number 0: "" for one that is not empty.
+// A check for CLI11, which reads an empty value as the number 0: "" when `value` is not empty, else
+// the error.
 std::string CheckGiven(const std::string& value);
 
-// A command that is made of several actions, each a word of its own: vellumo pool add.
+// A command with several actions, each a word of its own: vellumo pool add.
 class ActionCommand : public Command {
 public:
-    // Runs the action that has been chosen, or else the first one that was added.
+    // Runs the chosen action, or the first one added if none is chosen.
     CommandResult Run(bool json) override;
 
 protected:
     explicit ActionCommand(CLI::App* arguments) : Command(arguments) {}
 
+    // Adds an action and returns its part of the command line, for its options. `run`: what it
+    // does.
     CLI::App* AddAction(const std::string& name, const std::string& description,
                         std::function<CommandResult()> run);
 
-    // Whether the action prints nothing.
+    // Whether the output is JSON, so that the action prints nothing.
     bool Json() const { return _json; }
 
 private:

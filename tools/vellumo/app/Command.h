@@ -8,7 +8,7 @@
 
 #include "app/Messages.h"
 
-// Their header takes seconds to compile; only who describes options needs it.
+// The header of CLI11 takes seconds to compile; only files that describe options include it.
 namespace CLI {
 class App;
 class Option;
@@ -16,25 +16,25 @@ class Option;
 
 namespace vellumo::cli {
 
-// How a command ended, and what it has to say to programs.
+// How a command ended: its exit status and the members of its JSON document.
 struct CommandResult {
     ExitCode code;
     Json::Value json{Json::objectValue};
 
-    // Makes `problem` the command's end. Prints nothing.
+    // Makes the command fail with `problem`. Prints nothing.
     void FailWith(const Problem& problem);
 };
 
-// One command of the program. It adds itself to the command line when it is made, and is run when
-// it has been chosen there.
+// One command of the program. Its constructor adds it to the command line; Run is called if it is
+// chosen there.
 class Command {
 public:
     virtual ~Command() = default;
     Command(const Command&) = delete;
     Command& operator=(const Command&) = delete;
 
-    // Does what the arguments say, and prints for people unless `json`. Throws Failure when it has
-    // come to nothing.
+    // Does what the arguments say, and prints text unless `json`. Throws Failure when nothing could
+    // be done.
     virtual CommandResult Run(bool json) = 0;
 
     bool IsChosen() const;
@@ -45,7 +45,7 @@ protected:
     CLI::App* Arguments() const { return _arguments; }
 
 private:
-    CLI::App* _arguments;  // the command line's
+    CLI::App* _arguments;  // owned by the command line
 };
 
 }  // namespace vellumo::cli

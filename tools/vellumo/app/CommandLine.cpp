@@ -19,20 +19,25 @@ namespace vellumo::cli {
 namespace {
 
 constexpr const char* kDescription =
-    "Turns documents of this server's shares into PDFs and thumbnails, in converter containers.";
+    "Converts documents in this server's shares into PDFs and thumbnails.";
 
 constexpr const char* kExamples =
     "First steps, as root:\n"
-    "  vellumo pool up                    start the converter containers and register them\n"
-    "  vellumo pdf /docs/report.docx      make ./report.pdf of a document in the share docs\n"
-    "  vellumo thumbnail -r /docs         keep a picture of every document in that share\n"
-    "  vellumo path /docs/report.docx     show where it lies, and what converts it\n"
-    "  vellumo check /docs/a.odt --user ann   tell whether ann may read it\n"
-    "  vellumo pool                       show containers, waiting and running jobs\n"
-    "  vellumo queue                      show the work that is queued\n"
-    "'vellumo COMMAND --help' tells more, and so does 'man vellumo'. With --json every command\n"
-    "prints one JSON document instead of text, also when it fails.\n"
+    "  vellumo pool up                        start the converter containers; do this first\n"
+    "  vellumo pool doctor                    test everything that a conversion needs\n"
+    "  vellumo pdf /docs/report.docx          convert report.docx, in the share docs: "
+    "./report.pdf\n"
+    "  vellumo thumbnail -r /docs             keep a thumbnail of every document in that share\n"
+    "  vellumo path /docs/report.docx         show the file's real path and its converter\n"
+    "  vellumo check /docs/a.odt --user ann   show whether ann may read the document\n"
+    "  vellumo pool                           list the containers and the jobs\n"
+    "A SHARE_PATH is a slash, the name of a share, and the path in that share.\n"
+    "'vellumo COMMAND --help' explains a command with examples, 'man vellumo' has the details.\n"
+    "With --json, every command prints one JSON document instead of text, also when it fails.\n"
     "\nExit status:\n";
+
+constexpr const char* kForDocuments = "Commands for documents";
+constexpr const char* kForTheServer = "Commands for the server";
 
 std::string ExitCodeLines() {
     std::ostringstream lines;
@@ -59,34 +64,57 @@ void AddJsonFlag(CLI::App& app, bool& json) {
     }
 }
 
-// What CLI11 calls a missing command is more often a wrong one.
-std::string Explain(const CLI::ParseError& error, const CLI::App& app) {
-    const bool noCommand = app.get_subcommands().empty();
-    const std::vector<std::string> rest = app.remaining();
-    return noCommand && !rest.empty() ? "there is no command '" + rest.front() + "'"
-                                      : std::string(error.what());
+// The last command on the command line that exists: of "vellumo pool ad", pool.
+const CLI::App& Innermost(const CLI::App& app) {
+    const auto chosen = app.get_subcommands();
+    return chosen.empty() ? app : Innermost(*chosen.front());
 }
 
-// The command that was being parsed, in the words of a caller: "vellumo pool add".
-std::string Innermost(const CLI::App& app) {
+// The words that lead to it: "vellumo pool".
+std::string WordsToInnermost(const CLI::App& app) {
     const auto chosen = app.get_subcommands();
-    return chosen.empty() ? app.get_name() : app.get_name() + " " + Innermost(*chosen.front());
+    return chosen.empty() ? app.get_name()
+                          : app.get_name() + " " + WordsToInnermost(*chosen.front());
+}
+
+// Where a command has to follow, CLI11 says "A subcommand is required" also for a misspelled one.
+std::string Explain(const CLI::ParseError& error, const CLI::App& innermost) {
+    if (innermost.get_subcommands(nullptr).empty()) {
+        return error.what();
+    }
+    const std::vector<std::string> rest = innermost.remaining();
+    if (rest.empty()) {
+        return error.get_exit_code() == static_cast<int>(CLI::ExitCodes::RequiredError)
+                   ? "a command is missing"
+                   : error.what();
+    }
+    const char* const kind = rest.front().starts_with('-') ? "option" : "command";
+    return std::string("there is no ") + kind + " '" + rest.front() + "'";
 }
 
 }  // namespace
 
+template <typename Added>
+void CommandLine::Add(const char* group) {
+    _commands.push_back(std::make_unique<Added>(_app));
+    _app.get_subcommand(_commands.back()->Name())->group(group);
+}
+
 CommandLine::CommandLine() : _app(kDescription, "vellumo") {
     _app.footer(kExamples + ExitCodeLines());
-    _app.set_version_flag("--version", "vellumo " VELLUMO_VERSION);
+    _app.set_help_flag("-h,--help", "Print this help and exit");
+    _app.set_version_flag("--version", "vellumo " VELLUMO_VERSION, "Print the version and exit");
+    _app.get_formatter()->label("SUBCOMMAND", "COMMAND");
+    _app.get_formatter()->label("Positionals", "Arguments");
     _app.require_subcommand(1);
-    _commands.push_back(std::make_unique<PdfCommand>(_app));
-    _commands.push_back(std::make_unique<ThumbnailCommand>(_app));
-    _commands.push_back(std::make_unique<CacheCommand>(_app));
-    _commands.push_back(std::make_unique<PathCommand>(_app));
-    _commands.push_back(std::make_unique<PoolCommand>(_app));
-    _commands.push_back(std::make_unique<QueueCommand>(_app));
-    _commands.push_back(std::make_unique<RecordCommand>(_app));
-    _commands.push_back(std::make_unique<CheckCommand>(_app));
+    Add<PdfCommand>(kForDocuments);
+    Add<ThumbnailCommand>(kForDocuments);
+    Add<CacheCommand>(kForDocuments);
+    Add<PathCommand>(kForDocuments);
+    Add<CheckCommand>(kForDocuments);
+    Add<PoolCommand>(kForTheServer);
+    Add<QueueCommand>(kForTheServer);
+    Add<RecordCommand>(kForTheServer);
     AddJsonFlag(_app, _json);
 }
 
@@ -140,19 +168,18 @@ int CommandLine::EndWithFailure(const std::string& command, const Problem& probl
     return EndWith(command, std::move(result));
 }
 
-// Help and version are asked for; all else that parsing ends with is a usage error.
+// Parsing also ends early for --help and --version; every other end is a usage error.
 int CommandLine::EndParsing(const CLI::ParseError& error, int argc, char** argv) {
     if (error.get_exit_code() == static_cast<int>(CLI::ExitCodes::Success)) {
         return _app.exit(error);
     }
     _json = AsksForJson(argc, argv);
     const Command* const command = Chosen();
-    const std::string place = Innermost(_app);
     return EndWithFailure(command == nullptr ? "" : command->Name(),
                           {ExitCode::kUsage,
                            "cannot understand the command",
-                           Explain(error, _app),
-                           "'" + place + " --help' tells how it is used.",
+                           Explain(error, Innermost(_app)),
+                           "'" + WordsToInnermost(_app) + " --help' shows how to use it.",
                            {}});
 }
 

@@ -11,15 +11,17 @@
 
 namespace vellumo::cli {
 
-// The whole command line: its commands and what they have in common.
+// The command line: all commands, and the options that they share.
 class CommandLine {
 public:
     CommandLine();
 
-    // Runs what the arguments ask for and returns the program's exit status.
+    // Parses the arguments, runs the chosen command and returns the exit status.
     int Run(int argc, char** argv);
 
 private:
+    template <typename Added>
+    void Add(const char* group);  // `group`: the command's heading in the help
     Command* Chosen() const;
     int RunChosen();
     int EndWith(const std::string& command, CommandResult result) const;

@@ -6,8 +6,8 @@
 
 namespace vellumo::cli {
 
-// How every command ends. The one table for the program's end, its help, its JSON and (compared by
-// a test) its man page; a number, once given out, keeps its meaning.
+// The exit status of every command. One table serves the program, its help and its JSON, and a test
+// compares the manual page with it. A number never changes its meaning.
 enum class ExitCode : int {
     kDone = 0,
     kFailed = 1,
@@ -34,7 +34,7 @@ struct ExitCodeEntry {
 
 std::span<const ExitCodeEntry> ExitCodes();
 
-// The table's row for `code`.
+// The table's row of `code`.
 const ExitCodeEntry& EntryOf(ExitCode code);
 
 }  // namespace vellumo::cli

@@ -27,7 +27,8 @@ sigset_t InterruptingSignals() {
 Interrupts::Interrupts() {
     const sigset_t signals = InterruptingSignals();
     _descriptor = support::Descriptor(signalfd(-1, &signals, SFD_CLOEXEC | SFD_NONBLOCK));
-    // Blocked only where they can be asked for: a program that cannot be stopped is worse.
+    // Blocks the signals only if the descriptor can report them; otherwise nothing could stop the
+    // program.
     sigprocmask(SIG_BLOCK, _descriptor ? &signals : nullptr, &_before);
 }
 

@@ -9,8 +9,8 @@
 
 namespace vellumo::cli {
 
-// For as long as it lives, SIGINT, SIGTERM and SIGHUP end nothing but wait here to be asked for.
-// One that the caller of the program had ignored stays ignored, as nohup wants it.
+// While the object lives, SIGINT, SIGTERM and SIGHUP do not end the program; Take() reports them
+// instead. A signal that was ignored when the program started stays ignored, as nohup needs it.
 class Interrupts final : public loader::StopRequests {
 public:
     Interrupts();

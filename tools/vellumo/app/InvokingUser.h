@@ -6,7 +6,7 @@
 
 namespace vellumo::cli {
 
-// The login name of the account that runs the program, "" for an account without one.
+// The login name of the user who runs the program; "" when the user has no account.
 std::string InvokingUser();
 
 }  // namespace vellumo::cli

@@ -13,16 +13,16 @@
 
 namespace vellumo::cli {
 
-// What a person is told about a failure.
+// A failure, described for people.
 struct Problem {
     ExitCode code;
     std::string what;                     // what failed, on which path
     std::string why;                      // the reason
     std::string next;                     // what to do about it; may be empty
-    std::vector<std::string> toolOutput;  // what the conversion tool said last, as a rule nothing
+    std::vector<std::string> toolOutput;  // the conversion tool's last lines; usually empty
 };
 
-// Ends a step of a command with a problem.
+// Thrown when a step of a command fails.
 class Failure : public std::exception {
 public:
     explicit Failure(Problem problem) : _problem(std::move(problem)) {}
@@ -33,20 +33,21 @@ private:
     Problem _problem;
 };
 
-// `text` with every control character as \xNN: names of files and the words of tools may hold
-// anything, and must not steer a terminal.
+// `text` with every control character written as \xNN: file names and the output of tools may
+// contain anything, and must not control the terminal.
 std::string Printable(const std::string& text);
 
-// `problem` in lines for people.
+// Prints `problem` as lines for people.
 void Print(std::ostream& out, const Problem& problem);
 
-// The members "kind", "what", "why", "next" and, when there is any, "toolOutput".
+// An object with the members "kind", "what", "why", "next" and, if the tool wrote any,
+// "toolOutput".
 Json::Value ToJson(const Problem& problem);
 
-// `document` as text in plain ASCII, with line ends; valid JSON whatever bytes its texts hold.
+// `document` as indented ASCII text; valid JSON, whatever bytes its strings contain.
 std::string JsonText(const Json::Value& document);
 
-// `values` as a JSON array, also when there are none.
+// `values` as a JSON array; an empty array when there are none.
 Json::Value JsonArray(const std::vector<std::string>& values);
 
 }  // namespace vellumo::cli

@@ -13,12 +13,12 @@ constexpr ReasonMeaning kMeanings[] = {
     {Reason::kBadSharePath, ExitCode::kBadInput, nullptr},
     {Reason::kUnknownShare, ExitCode::kBadInput, nullptr},
     {Reason::kUnknownUser, ExitCode::kBadInput,
-     "Say whose home is meant: --user NAME; 'getent passwd' lists the accounts."},
+     "Name the owner of the home folder with --user NAME; 'getent passwd' lists the accounts."},
     {Reason::kShareSettings, ExitCode::kBadInput, nullptr},
     {Reason::kUnmappable, ExitCode::kBadInput,
      "Check the names of the share and, for a home folder, of the user (--user)."},
     {Reason::kShareAlone, ExitCode::kBadInput,
-     "Name a document in it, as in /docs/report.docx, or convert all of them with -r."},
+     "Name a document in it, as in /docs/report.docx, or convert all its documents with -r."},
     {Reason::kMissing, ExitCode::kBadInput, nullptr},
     {Reason::kUnreachable, ExitCode::kBadInput, nullptr},
     {Reason::kFolder, ExitCode::kBadInput, "Convert all documents in it with -r."},
@@ -31,13 +31,13 @@ constexpr ReasonMeaning kMeanings[] = {
     {Reason::kEmpty, ExitCode::kBadInput, nullptr},
 
     {Reason::kNoRights, ExitCode::kNotPrepared,
-     "Run it with sudo, or in a device view, where you are root."},
+     "Run the command with sudo, or in a device view, where you are root."},
     {Reason::kNoScratchShare, ExitCode::kNotPrepared, nullptr},
     {Reason::kNoEngine, ExitCode::kNotPrepared,
-     "Install the engine's client there, or run the command in a device view."},
+     "Install the client of a container engine there, or run the command in a device view."},
     {Reason::kNoContainer, ExitCode::kPool, "Start the converter containers: vellumo pool up"},
     {Reason::kOneContainer, ExitCode::kPool,
-     "Start a second container ('vellumo pool up'), or convert whole documents only."},
+     "Start a second container with 'vellumo pool up', or convert whole documents only."},
 
     {Reason::kStateFileLocked, ExitCode::kStateFile, nullptr},
     {Reason::kStateFileUnopenable, ExitCode::kStateFile,
@@ -49,33 +49,32 @@ constexpr ReasonMeaning kMeanings[] = {
     {Reason::kNoFactoryDefault, ExitCode::kStateFile, nullptr},
 
     {Reason::kTimeLimit, ExitCode::kTimeLimit,
-     "Try a part of the document, as in 'vellumo pdf --pages 1-10'."},
+     "Convert fewer pages, as in 'vellumo pdf --pages 1-10'."},
     {Reason::kToolFailed, ExitCode::kToolFailed, nullptr},
     {Reason::kNotPrepared, ExitCode::kNotPrepared,
      "The system log has the reason: journalctl -t vellumo."},
     {Reason::kUnknownResult, ExitCode::kFailed,
-     "The system log may tell more: journalctl -t vellumo."},
+     "The system log may say more: journalctl -t vellumo."},
     {Reason::kNoProcess, ExitCode::kFailed, nullptr},
     {Reason::kWorkerDied, ExitCode::kFailed,
-     "If 'vellumo pool' shows a container in use though nothing runs, 'vellumo pool up' sets that "
-     "right."},
+     "If 'vellumo pool' shows a container in use though nothing runs, 'vellumo pool up' corrects "
+     "that."},
     {Reason::kInterrupted, ExitCode::kInterrupted, nullptr},
     {Reason::kLeftQueued, ExitCode::kInterrupted,
-     "Its request stays queued and is dropped when its turn comes; 'vellumo pool' shows the "
-     "queue."},
+     "The job stays queued and is dropped when its turn comes; 'vellumo pool' lists the jobs."},
     {Reason::kAbandoned, ExitCode::kInterrupted,
-     "If 'vellumo pool' goes on showing its request, 'vellumo pool up' drops it."},
+     "If 'vellumo pool' still lists the job after a while, 'vellumo pool up' drops it."},
     {Reason::kFailedBefore, ExitCode::kToolFailed, "Try it again with --refresh."},
 
     {Reason::kNotKept, ExitCode::kFailed,
-     "Try again in a moment. The system log has the reason if it cannot be stored (journalctl -t "
-     "vellumo)."},
+     "Try again in a moment. If it fails again, the system log has the reason: journalctl -t "
+     "vellumo."},
     {Reason::kNowhereToKeep, ExitCode::kOutput,
-     "Check the volume's free space and whether it may be written to, or bring a PDF elsewhere "
-     "with 'vellumo pdf --no-cache -o'."},
+     "Check that the volume has free space and is not read-only, or write a PDF elsewhere with "
+     "'vellumo pdf --no-cache -o'."},
     {Reason::kIndexUnopenable, ExitCode::kDatabase,
-     "The system log has the reason (journalctl -t vellumo). A damaged index may be removed: what "
-     "is kept beside the documents is still found."},
+     "The system log has the reason: journalctl -t vellumo. A damaged index may be removed: the "
+     "products beside the documents are still found."},
     {Reason::kIndexUnreadable, ExitCode::kDatabase, nullptr},
 };
 

@@ -10,21 +10,21 @@
 
 namespace vellumo::cli {
 
-// What a failure below means here.
+// What a reason of the loader means on the command line.
 struct ReasonMeaning {
     loader::Reason reason;
     ExitCode code;
-    const char* next;  // advice in terms of this command line; null where the problem's own serves
+    const char* next;  // advice in terms of this program; null: the problem's own advice is used
 };
 
-// For every reason, each once.
+// One row for every reason.
 std::span<const ReasonMeaning> ReasonMeanings();
 
-// `problem` in the terms of this command line.
+// `problem` with the exit status and the advice of this program.
 Problem InOwnTerms(const loader::Problem& problem);
 
-// Does `step`, and tells with what problem it has failed, if it has: the command line's own or one
-// from below. Other exceptions pass.
+// Runs `step` and returns the problem with which it failed, thrown by the program or by the loader;
+// null if it succeeded. Other exceptions pass through.
 template <typename Step>
 std::optional<Problem> ProblemOf(Step step) {
     try {
