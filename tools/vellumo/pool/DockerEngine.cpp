@@ -18,7 +18,7 @@ using loader::AskEngine;
 using std::chrono::seconds;
 using support::Answer;
 
-constexpr seconds kLook(10);  // for what somebody waits to see
+constexpr seconds kLook(10);  // for output that a person waits for
 constexpr seconds kShort(20);
 constexpr seconds kStart(60);
 constexpr const char* kLabel = "vellumo.pool=yes";
@@ -29,11 +29,11 @@ constexpr const char* kLabel = "vellumo.pool=yes";
 
 void Demand(const std::string& name, const Answer& answer) {
     if (answer.status != 0) {
-        Fail("cannot set up " + name, answer.output, "'docker logs " + name + "' may tell more.");
+        Fail("cannot set up " + name, answer.output, "'docker logs " + name + "' may say more.");
     }
 }
 
-// The program that makes the image or starts a container of it.
+// The path of the program `name`, which builds the image or starts a container of it.
 std::string ImageProgram(const std::string& name) {
     const fs::path here = fs::read_symlink("/proc/self/exe").parent_path();
     for (const char* place : {"deploy", VELLUMO_DEPLOY}) {
@@ -42,13 +42,13 @@ std::string ImageProgram(const std::string& name) {
             return program.lexically_normal();
         }
     }
-    Fail("cannot make converter containers",
-         "the files for that are missing from " +
+    Fail("cannot create converter containers",
+         "the files to build them are missing from " +
              (here / VELLUMO_DEPLOY).lexically_normal().string(),
          "Install Vellumo again.");
 }
 
-// Where a container sees the scratch directories, which is also where they lie below their place on
+// The parent of the scratch directories in a container, which is also their path below the share on
 // the volume.
 std::string ScratchTree() {
     return fs::path(core::SZF_COVERT_SOURCE_DIR).parent_path().parent_path();
@@ -69,7 +69,8 @@ std::vector<std::string> RunArguments(const std::string& name, const PoolWishes&
     return arguments;
 }
 
-// A fact that the engine tells of a container; "" when it tells nothing, and for no container.
+// A property of a container, as 'docker inspect' formats it; "" on failure and for a missing
+// container.
 std::string Inspect(const std::string& name, const std::string& format, seconds limit = kShort) {
     const Answer answer =
         AskEngine({"inspect", "--type", "container", "--format", format, name}, limit);
@@ -102,8 +103,8 @@ void DockerEngine::Prepare(const PoolWishes& wishes, Steps& steps) const {
     steps.Tell("building the image " + wishes.image + ", which takes some minutes");
     std::cout.flush();
     if (support::RunInSight(ImageProgram("build"), {wishes.image}).status != 0) {
-        Fail("cannot build the image " + wishes.image, "see above",
-             "Mend that, and call 'vellumo pool up' again.");
+        Fail("cannot build the image " + wishes.image, "the output above shows the reason",
+             "Correct that, then run 'vellumo pool up' again.");
     }
 }
 

@@ -6,7 +6,7 @@
 
 namespace vellumo::cli {
 
-// A real container engine: containers of the converters' image.
+// A container engine such as Docker: runs containers of the converters' image.
 class DockerEngine final : public Engine {
 public:
     const char* Name() const override { return "docker"; }

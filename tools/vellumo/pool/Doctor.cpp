@@ -24,13 +24,13 @@
 
 namespace vellumo::cli {
 
-// A document with which a tool is tried.
+// A sample document that tests one tool.
 struct Doctor::Canary {
     const char* tool;
     const char* document;
     loader::Assignment assignment;
-    const char* beginning;  // of a product that is one
-    const char* package;    // the tool's, on Debian
+    const char* beginning;  // the first bytes of a good product
+    const char* package;    // the tool's Debian packages
 };
 
 namespace {
@@ -42,7 +42,7 @@ using Service = loader::Assignment::Service;
 constexpr auto kAnswerLimit = std::chrono::seconds(20);
 constexpr const char* kFolderOfCanaries = "/docker/@tmp/Vellumo";
 
-// The documents, beside the program in a build tree or where it is installed.
+// The directory of the sample documents: beside the program in a build tree, or installed.
 fs::path CanaryPlace() {
     const fs::path here = fs::read_symlink("/proc/self/exe").parent_path();
     for (const char* place : {"canaries", VELLUMO_CANARIES}) {
@@ -51,15 +51,15 @@ fs::path CanaryPlace() {
         }
     }
     throw Failure({ExitCode::kFailed,
-                   "cannot try the tools",
-                   "the documents for that are missing from " +
+                   "cannot test the tools",
+                   "the sample documents are missing from " +
                        (here / VELLUMO_CANARIES).lexically_normal().string(),
                    "Install Vellumo again.",
                    {}});
 }
 
-// A folder on the scratch directories' volume that no user sees, with the canaries in it; gone at
-// the end with everything in it.
+// A folder with the sample documents, on the volume of the scratch directories, where no user sees
+// it. Removed at the end with its content.
 class CanaryFolder {
 public:
     CanaryFolder() : _realPath(loader::Resolve(kFolderOfCanaries, "").realPath) {
@@ -68,7 +68,7 @@ public:
         if (mkdtemp(_realPath.data()) == nullptr) {
             const std::error_code error(errno, std::generic_category());
             _realPath.clear();
-            throw fs::filesystem_error("cannot make a folder for the doctor's documents", error);
+            throw fs::filesystem_error("cannot create a folder for the sample documents", error);
         }
         for (const char* document : {"report.odt", "budget.xlsx", "brochure.pdf", "book.epub"}) {
             fs::copy_file(CanaryPlace() / document, fs::path(_realPath) / document);
@@ -128,7 +128,7 @@ void Doctor::AddProblem(const std::string& subject, const Problem& problem) {
     Add({subject, false, detail, problem.next});
 }
 
-// Does `check`, which throws when something is wrong; `detail` tells how it is when nothing is.
+// Runs `check`, which throws when something is wrong; `detail` is the finding when nothing is.
 bool Doctor::Check(const std::string& subject, const std::string& detail,
                    const std::function<void()>& check) {
     if (const auto problem = ProblemOf(check)) {
@@ -153,7 +153,7 @@ void Doctor::Examine() {
 
 bool Doctor::CheckServerAndPool() {
     const bool rights =
-        Check("rights", "those of root can be had", [] { loader::CheckRights(""); });
+        Check("rights", "the rights of root are available", [] { loader::CheckRights(""); });
     const bool server = rights && Check("server",
                                         "there is a share for scratch files and a client "
                                         "of a container engine",
@@ -164,7 +164,7 @@ bool Doctor::CheckServerAndPool() {
            server;
 }
 
-// Null when none answers.
+// Null when no engine answers.
 std::unique_ptr<Engine> Doctor::CheckEngine() {
     FoundEngine found;
     const auto problem = ProblemOf([&found] {
@@ -193,23 +193,25 @@ void Doctor::CheckContainers(const Engine& engine) {
             loader::AskEngine({"exec", container.name, "true"}, kAnswerLimit);
         if (answer.status != 0) {
             Add({container.name, false, "does not answer: " + answer.output,
-                 "Start it, or take it out of the pool: vellumo pool remove " + container.name});
+                 "Start it ('vellumo pool up' starts those that it created), or take it out of the "
+                 "pool: vellumo pool remove " +
+                     container.name});
             continue;
         }
-        // The tools are tried in whatever container is free; this is about each.
+        // CheckTools uses any free container; only this looks at every one.
         const std::string health = engine.HealthOf(container.name);
         if (health == Engine::kUnhealthy) {
-            Add({container.name, false, "answers, and its health check fails",
+            Add({container.name, false, "answers, but its health check fails",
                  "'docker inspect " + container.name +
-                     "' shows what the check says; 'docker restart " + container.name +
-                     "' starts it anew."});
+                     "' shows the output of the check; 'docker restart " + container.name +
+                     "' restarts it."});
         } else {
             Add({container.name, true, health.empty() ? "answers" : "answers, " + health, ""});
         }
     }
 }
 
-// A crash leaves a count behind, and the container then counts as busy for ever.
+// After a crash, the count of a container may stay above 0, and it then counts as busy for ever.
 void Doctor::CheckCounts() {
     const std::vector<loader::RunningCommand> running = loader::RunningCommands();
     for (const loader::Container& container :
@@ -220,7 +222,7 @@ void Doctor::CheckCounts() {
                                       });
         if (container.inUse > 0 && !runs) {
             Add({container.name, false, "counts as busy, and no command runs in it",
-                 "If it stays so, 'vellumo pool up' sets its count right."});
+                 "If that lasts, 'vellumo pool up' corrects the count."});
         }
     }
 }
@@ -251,7 +253,7 @@ void Doctor::CheckTools() {
     }
 }
 
-// Throws Failure when the doctor was interrupted; what is wrong with the tool becomes a finding.
+// Adds a finding about the tool. Throws Failure only for an interrupt, to end the tests.
 void Doctor::TryTool(const Canary& canary, const std::string& folder) {
     const auto begin = std::chrono::steady_clock::now();
     auto problem = ProblemOf([&] { Convert(canary, folder); });
@@ -270,7 +272,7 @@ void Doctor::TryTool(const Canary& canary, const std::string& folder) {
     AddProblem(canary.tool, *problem);
 }
 
-// Throws Failure when no product of the tool comes out.
+// Throws Failure when the tool makes no usable product.
 void Doctor::Convert(const Canary& canary, const std::string& folder) {
     const loader::Document document = loader::Resolve(folder + "/" + canary.document, "");
     Interrupts interrupts;
@@ -309,15 +311,15 @@ CommandResult ExaminePool(bool json) {
     if (failed != 0) {
         const Problem problem{ExitCode::kPool,
                               "the pool is not sound",
-                              loader::Count(failed, "finding"),
-                              "Do what the findings say, and call the doctor again.",
+                              loader::Count(failed, "check") + " failed",
+                              "Follow the remedies, then run 'vellumo pool doctor' again.",
                               {}};
         result.FailWith(problem);
     }
     if (!json) {
         std::cout << (failed == 0 ? "Everything is sound."
                                   : loader::Count(failed, "thing") +
-                                        " to mend; call the doctor again then.")
+                                        " to mend; then run 'vellumo pool doctor' again.")
                   << std::endl;
     }
     return result;

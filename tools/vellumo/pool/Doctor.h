@@ -13,21 +13,23 @@
 
 namespace vellumo::cli {
 
-// What the doctor has found out about one thing.
+// The result of one check.
 struct Finding {
     std::string subject;
     bool sound;
-    std::string detail;  // how it is, or what is wrong
-    std::string remedy;  // what to do about it; "" for what is sound
+    std::string detail;  // what was found, or what is wrong
+    std::string remedy;  // what to do about it; "" if it is sound
 };
 
-// vellumo pool doctor: looks at everything that a conversion needs, and converts a small document
-// of its own with every tool, by the road that every conversion takes.
+// vellumo pool doctor: checks everything that a conversion needs, and converts a small document
+// with every tool, through the pool like every conversion.
 class Doctor {
 public:
-    // `tell` is called with each finding as soon as it is made.
+    // `tell` is called with each finding at once.
     explicit Doctor(std::function<void(const Finding&)> tell) : _tell(std::move(tell)) {}
 
+    // Runs the checks, and stops where a failure makes the later ones pointless. Blocks until the
+    // tools have been tested; an interrupt ends the tests and becomes a finding.
     void Examine();
 
     const std::vector<Finding>& Findings() const { return _findings; }
@@ -52,7 +54,7 @@ private:
     std::vector<Finding> _findings;
 };
 
-// Runs the doctor and prints what he finds, unless `json`.
+// Runs the doctor and prints its findings unless `json`. Ends with kPool if a check fails.
 CommandResult ExaminePool(bool json);
 
 }  // namespace vellumo::cli

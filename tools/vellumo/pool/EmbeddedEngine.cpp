@@ -20,7 +20,7 @@ using support::Answer;
 constexpr seconds kShort(10);
 constexpr seconds kStart(60);
 
-// The process that keeps an office for `name`; none when no office is kept. The engine answers
+// The process that keeps an office warm for `name`; null if none does. The engine answers
 // "NAME warm PROCESS".
 std::optional<pid_t> KeeperOfOffice(const std::string& name) {
     const Answer answer = AskEngine({"status", name}, kShort);
@@ -40,20 +40,20 @@ void EndOffice(const std::string& name) {
         throw Failure({ExitCode::kPool,
                        "cannot end the office of " + name,
                        answer.output,
-                       "Call the command again once '" + std::string(loader::kEngineClient) +
+                       "Run the command again when '" + std::string(loader::kEngineClient) +
                            " stop " + name + "' succeeds.",
                        {}});
     }
 }
 
-// The ids of the processes by their parents.
+// The ids of all processes, by the ids of their parents.
 std::multimap<pid_t, pid_t> ProcessTree() {
     std::multimap<pid_t, pid_t> children;
     for (const pid_t process : loader::Processes()) {
         std::ifstream file("/proc/" + std::to_string(process) + "/stat");
         std::string line;
         std::getline(file, line);
-        // The program's name, in brackets, may hold blanks and brackets itself.
+        // The program's name, in parentheses, may itself contain blanks and parentheses.
         std::istringstream rest(line.substr(line.rfind(')') + 1));
         char state = 0;
         pid_t parent = 0;
@@ -85,8 +85,8 @@ std::string Mebibytes(size_t bytes) {
     return std::to_string(bytes >> 20U) + " MiB";
 }
 
-// Sandboxes are the processes below the engine's client of each command, and below the keeper of a
-// warm office.
+// The memory of the sandboxes of `name`: the processes below each command's engine client, and
+// below the keeper of the warm office.
 std::string MemoryOfSandboxes(const std::vector<loader::RunningCommand>& running,
                               const std::string& name, std::optional<pid_t> keeper) {
     const std::multimap<pid_t, pid_t> children = ProcessTree();
@@ -106,7 +106,7 @@ void EmbeddedEngine::Provide(const std::string& name, const PoolWishes& wishes,
             steps.Tell(name + ": its office is warm already");
             return;
         }
-        EndOffice(name);  // what runs in it goes on with an office of its own
+        EndOffice(name);  // commands that run in it go on with an office of their own
     }
     const Answer answer = AskEngine({"start", name}, kStart);
     steps.Tell(answer.status == 0

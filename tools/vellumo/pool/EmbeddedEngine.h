@@ -6,8 +6,8 @@
 
 namespace vellumo::cli {
 
-// The embedded engine, which makes a sandbox for each command. What can be provided for a name is
-// an office that stays warm.
+// The embedded engine, which runs each command in a sandbox of its own. A container is only a name
+// here; Provide keeps an office warm for it.
 class EmbeddedEngine final : public Engine {
 public:
     const char* Name() const override { return "embedded"; }
@@ -15,7 +15,7 @@ public:
     void Provide(const std::string& name, const PoolWishes& wishes, Steps& steps) const override;
     void End(const std::string& name, Steps& steps) const override;
     bool IsDispensable(const std::string& /*name*/) const override { return true; }
-    // A sandbox ends with its client.
+    // Always false: a sandbox ends with its client.
     bool RunsCommand(const std::string& /*name*/) const override { return false; }
     std::string HealthOf(const std::string& /*name*/) const override { return ""; }
     Condition ConditionOf(const std::string& name,

@@ -29,7 +29,7 @@ std::unique_ptr<Engine> RequireEngine(const std::string& what) {
         throw Failure({ExitCode::kPool,
                        what,
                        std::string(loader::kEngineClient) + " does not answer: " + found.version,
-                       "Start the container engine, or put the embedded one there.",
+                       "Start the container engine, or install vellumo-engine there.",
                        {}});
     }
     return std::move(found.engine);

@@ -13,47 +13,49 @@
 
 namespace vellumo::cli {
 
-// How a container is that answers.
+// The condition of a container that answers.
 struct Condition {
-    bool sound = true;         // its health check, if it has one, does not fail
-    std::string health;        // what is known beside that it answers; "" for nothing
-    std::string memory;        // that it takes, for people; "" when it is not known
-    std::optional<bool> warm;  // whether an office is kept for it, where that can be asked
+    bool sound = true;         // false if its health check fails
+    std::string health;        // a word such as "healthy" or "warm"; "" when nothing is known
+    std::string memory;        // the memory that it uses, for people; "" when unknown
+    std::optional<bool> warm;  // whether an office is kept warm for it; null: not applicable
 };
 
-// The container engine behind /usr/local/bin/docker, as far as the pool's set-up differs between
-// engines. Each operation calls the engine's client and waits for it; one that comes to nothing
-// throws Failure.
+// The container engine behind /usr/local/bin/docker, for the steps of the pool's set-up that differ
+// between engines. Operations run the engine's client and wait for it. Prepare, Provide and End
+// throw Failure when they fail.
 class Engine {
 public:
     virtual ~Engine() = default;
     Engine(const Engine&) = delete;
     Engine& operator=(const Engine&) = delete;
 
-    // As --engine names it.
+    // Its name for --engine.
     virtual const char* Name() const = 0;
 
-    // Makes sure of what all containers are made from.
+    // Builds what all containers are made from, if it is missing or `wishes` asks for it.
     virtual void Prepare(const PoolWishes& wishes, Steps& steps) const = 0;
 
-    // Makes sure that the container `name` takes commands, as well prepared as this engine can.
+    // Makes sure that the container `name` runs or, with the embedded engine, has a warm office
+    // where that is possible.
     virtual void Provide(const std::string& name, const PoolWishes& wishes, Steps& steps) const = 0;
 
-    // Ends what Provide made for `name`, and nothing that it did not make.
+    // Ends what Provide started for `name`; leaves alone what somebody else created.
     virtual void End(const std::string& name, Steps& steps) const = 0;
 
-    // Whether the pool may do without the registered container `name`, which is not asked for any
-    // more: Provide made it, or it does not exist.
+    // Whether the registered container `name` may leave the pool when it is not wanted any more:
+    // Provide created it, or it does not exist.
     virtual bool IsDispensable(const std::string& name) const = 0;
 
-    // Whether a command of the library runs in `name`, also one whose client has died.
+    // Whether a command of the library runs in `name`, even if its client has died.
     virtual bool RunsCommand(const std::string& name) const = 0;
 
-    // What the health check of `name` says: "healthy", kUnhealthy or "starting"; "" without one.
+    // The result of the health check of `name`: "healthy", kUnhealthy or "starting"; "" without
+    // one.
     static constexpr const char* kUnhealthy = "unhealthy";
     virtual std::string HealthOf(const std::string& name) const = 0;
 
-    // How `name` is, which answers. `running`: the commands with a client.
+    // The condition of `name`, which must answer. `running`: all running commands.
     virtual Condition ConditionOf(const std::string& name,
                                   const std::vector<loader::RunningCommand>& running) const = 0;
 
@@ -61,14 +63,14 @@ protected:
     Engine() = default;
 };
 
-// What answers as the engine's client.
+// The engine that answers at /usr/local/bin/docker.
 struct FoundEngine {
-    std::unique_ptr<Engine> engine;  // null when nothing does
-    std::string version;             // what it says of itself, or why it says nothing
+    std::unique_ptr<Engine> engine;  // null when none answers
+    std::string version;             // the output of --version, or the error
 };
 FoundEngine FindEngine();
 
-// The engine; throws Failure, `what` being what failed then, when none answers.
+// The engine. Throws Failure, with `what` as its Problem::what, when none answers.
 std::unique_ptr<Engine> RequireEngine(const std::string& what);
 
 }  // namespace vellumo::cli

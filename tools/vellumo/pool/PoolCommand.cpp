@@ -23,21 +23,60 @@ using Purpose = loader::StateFileVisit::Purpose;
 
 constexpr const char* kExamples =
     "Examples:\n"
-    "  vellumo pool                       containers, waiting and running jobs\n"
-    "  vellumo pool add navo1 navo2       register two containers\n"
-    "  vellumo pool remove navo2          take one out again\n"
-    "  vellumo pool remove --force navo2  also when it counts as busy, for instance after a crash\n"
-    "  vellumo pool reset --yes           back to the factory default\n"
-    "  vellumo pool up                    containers as many as this machine is good for\n"
-    "  vellumo pool down                  none any more\n"
-    "  vellumo pool status                do the containers answer, what runs, how much memory\n"
-    "  vellumo pool doctor                converts a small document with every tool\n"
-    "Register two containers at the least: the first by name is kept for whole documents, so\n"
-    "'vellumo pdf --pages' needs a second one.";
+    "  vellumo pool up       start the containers and register them; do this first\n"
+    "  vellumo pool doctor   check everything, and convert a small document with every tool\n"
+    "  vellumo pool          list the containers, the waiting and the running jobs\n"
+    "  vellumo pool status   show whether each container answers, what runs, how much memory it "
+    "uses\n"
+    "  vellumo pool down     end the containers and take them out of the pool\n"
+    "The pool needs at least two containers: the first one by name never takes page ranges and\n"
+    "thumbnails. 'vellumo pool up' also corrects what a crash left behind. 'add' and 'remove' are "
+    "for\n"
+    "containers that you start yourself.";
+
+constexpr const char* kUpExamples =
+    "Examples:\n"
+    "  vellumo pool up             start navo1, navo2 ..., as many as cores and memory allow\n"
+    "  vellumo pool up --size 4    start navo1 to navo4\n"
+    "  vellumo pool up --rebuild   build the image again, and replace the containers that are "
+    "idle\n"
+    "With a container engine such as Docker, the image is built first if it is missing, which "
+    "takes\n"
+    "some minutes. With the embedded engine, each container is a name with a warm office.\n"
+    "Running containers are left alone, so you may repeat the command at any time: it starts what "
+    "is\n"
+    "missing, corrects the counts of containers that only seem busy, and drops the jobs of a "
+    "crash.";
+
+constexpr const char* kDownExamples =
+    "Examples:\n"
+    "  vellumo pool down           end the containers; those in use are kept\n"
+    "  vellumo pool down --force   end those in use, too\n"
+    "Containers that you created yourself leave the pool but go on running.";
+
+constexpr const char* kAddExamples =
+    "Examples:\n"
+    "  vellumo pool add navo1 navo2   register two containers that you have started yourself\n"
+    "'vellumo pool up' starts and registers its containers by itself. The name of a container\n"
+    "begins with 'navo'. The pool needs at least two containers: the first one by name never "
+    "takes\n"
+    "page ranges and thumbnails.";
+
+constexpr const char* kRemoveExamples =
+    "Examples:\n"
+    "  vellumo pool remove navo2           take navo2 out of the pool; it goes on running\n"
+    "  vellumo pool remove --force navo2   even if it counts as busy\n"
+    "To correct the count of a container that only seems busy after a crash: vellumo pool up";
+
+constexpr const char* kResetExamples =
+    "Examples:\n"
+    "  vellumo pool reset         restore the factory default if nothing is lost by that\n"
+    "  vellumo pool reset --yes   restore it in any case\n"
+    "Afterwards 'vellumo pool up' starts and registers the containers again.";
 
 constexpr size_t kShownJobs = 10;
 
-// Urgent first, as a person wants to read it.
+// The most urgent first, as people want to read them.
 struct PriorityName {
     size_t priority;
     const char* name;
@@ -52,10 +91,10 @@ bool IsNameCharacter(char c) {
     return IsAlphanumeric(c) || c == '_' || c == '.' || c == '-';
 }
 
-// The text that CLI11 wants: "" for a name that a container of the pool may have.
+// A check for CLI11: "" when a container of the pool may have this name, else the error.
 std::string CheckContainerName(const std::string& name) {
     if (!name.starts_with(loader::kContainerPrefix)) {
-        return "'" + name + "' cannot be a container of the pool: its name must begin with '" +
+        return "'" + name + "' cannot be a container of the pool: the name must begin with '" +
                loader::kContainerPrefix + "'";
     }
     if (!std::all_of(name.begin(), name.end(), IsNameCharacter)) {
@@ -122,7 +161,7 @@ void Print(const loader::PoolState& pool) {
 void PrintAdvice(const loader::PoolState& pool) {
     if (pool.containers.size() == 1) {
         std::cout << "This is the only container, and the first one by name never takes page "
-                     "ranges:\nadd another for them, as in: vellumo pool add "
+                     "ranges and\nthumbnails. Add a second one: vellumo pool add "
                   << (pool.containers.front().name == "navo2" ? "navo1" : "navo2") << '\n';
     }
 }
@@ -132,7 +171,7 @@ void PrintAdvice(const loader::PoolState& pool) {
     throw Failure({ExitCode::kPool, what, why, next, {}});
 }
 
-// All names are looked at before one is removed, so that a refusal changes nothing.
+// Called for all names before one is removed, so that a refusal changes nothing.
 void CheckRemovable(const loader::PoolState& pool, const std::string& name, bool force) {
     const loader::Container* container = pool.Find(name);
     const std::string what = "cannot remove " + name;
@@ -145,11 +184,11 @@ void CheckRemovable(const loader::PoolState& pool, const std::string& name, bool
                      "it is in use (\"using\" is " + std::to_string(container->inUse) +
                          "); nothing was changed",
                      "Wait until its command has ended. If none runs in it, as after a crash, "
-                     "remove it with --force and add it again.");
+                     "'vellumo pool up' corrects the count; --force removes it in any case.");
     }
 }
 
-// Members of the file that are not the pool's.
+// The number of members of the file that do not belong to the pool.
 size_t OtherMembers(const Json::Value& document) {
     const std::vector<std::string> names = document.getMemberNames();
     return static_cast<size_t>(
@@ -159,10 +198,10 @@ size_t OtherMembers(const Json::Value& document) {
         }));
 }
 
-// What a reset of `visit`'s document loses, for people; "" when it loses nothing.
+// What a reset would drop from the state file, for people; "" if nothing.
 std::string Losses(loader::StateFileVisit& visit) {
     if (visit.IsDamaged()) {
-        return "content that is no JSON object";
+        return "content that is not a JSON object";
     }
     const loader::PoolState pool = loader::PoolState::Of(visit.Document());
     std::string losses;
@@ -181,30 +220,32 @@ std::string Losses(loader::StateFileVisit& visit) {
 }  // namespace
 
 PoolCommand::PoolCommand(CLI::App& app)
-    : ActionCommand(app.add_subcommand("pool", "Show or set up the pool of converter containers")) {
+    : ActionCommand(
+          app.add_subcommand("pool", "Set up and show the pool of converter containers")) {
     Arguments()->footer(kExamples);
     Arguments()->require_subcommand(0, 1);
     AddList();
+    AddUp();
+    AddDown();
+    AddAction("status", "Show whether each container answers, and what runs in it",
+              [this] { return ShowPoolStatus(Json()); });
+    AddAction("doctor", "Check everything that a conversion needs, and say what to mend",
+              [this] { return ExaminePool(Json()); });
     AddAdd();
     AddRemove();
     AddReset();
-    AddUp();
-    AddDown();
-    AddAction("status", "Show how each container is, and what runs in it",
-              [this] { return ShowPoolStatus(Json()); });
-    AddAction("doctor", "Try everything that a conversion needs, and say what to mend",
-              [this] { return ExaminePool(Json()); });
 }
 
 void PoolCommand::AddList() {
-    AddAction("list", "Show containers, waiting and running jobs (the default)",
+    AddAction("list", "List containers, waiting and running jobs (the default)",
               [this] { return List(); });
 }
 
 void PoolCommand::AddAdd() {
-    AddAction("add", "Register containers; what is registered already is kept",
-              [this] { return Register(); })
-        ->add_option("NAME", _names, "Containers, as the engine names them: navo1 navo2")
+    CLI::App* arguments = AddAction("add", "Register containers that you have started yourself",
+                                    [this] { return Register(); });
+    arguments->footer(kAddExamples);
+    arguments->add_option("NAME", _names, "Their names in the container engine, as in navo1 navo2")
         ->required()
         ->check(CheckContainerName)
         ->option_text("...");
@@ -213,42 +254,51 @@ void PoolCommand::AddAdd() {
 void PoolCommand::AddRemove() {
     CLI::App* arguments =
         AddAction("remove", "Take containers out of the pool", [this] { return Remove(); });
+    arguments->footer(kRemoveExamples);
     arguments->add_option("NAME", _names, "Registered containers")->required()->option_text("...");
-    arguments->add_flag("--force", _force, "Also those that count as busy");
+    arguments->add_flag("--force", _force, "Remove them even if they count as busy");
 }
 
 void PoolCommand::AddReset() {
-    AddAction("reset", "Restore the state file's factory default", [this] {
-        return Reset();
-    })->add_flag("--yes", _yes, "Also when containers or jobs are lost by it");
+    CLI::App* arguments = AddAction("reset", "Restore the factory default of the state file",
+                                    [this] { return Reset(); });
+    arguments->footer(kResetExamples);
+    arguments->add_flag("--yes", _yes, "Restore it even if containers or jobs are lost");
 }
 
 void PoolCommand::AddUp() {
     CLI::App* arguments = AddAction("up", "Start the converter containers and register them",
                                     [this] { return BringPoolUp(_wishes, Json()); });
-    arguments->add_option("--size", _wishes.size, "Containers; default: by cores and memory")
+    arguments->footer(kUpExamples);
+    arguments
+        ->add_option("--size", _wishes.size,
+                     "Number of containers; default: as cores and memory allow")
         ->check(CLI::Range(2, 64))
         ->option_text("N");
     arguments
-        ->add_option("--engine", _wishes.engine, "docker or embedded; default: the one there is")
+        ->add_option("--engine", _wishes.engine,
+                     "Require this engine, docker or embedded; default: any")
         ->check(CLI::IsMember({"docker", "embedded"}))
         ->option_text("NAME");
-    arguments->add_option("--image", _wishes.image, "The image; default: " + _wishes.image)
+    arguments->add_option("--image", _wishes.image, "Name of the image; default: " + _wishes.image)
         ->check(CheckGiven)
         ->option_text("IMAGE");
     arguments
         ->add_option("--engine-scratch", _wishes.engineScratch,
-                     "Where an engine elsewhere finds the scratch tree; default: where it is here")
+                     "Path of the scratch tree as the engine sees it, for an engine on\n"
+                     "another machine; default: its path here")
         ->check(CheckGiven)
         ->option_text("DIR");
     arguments->add_flag("--rebuild", _wishes.rebuild,
-                        "Make image and containers, or offices, anew");
+                        "Build the image again, and replace idle containers or offices");
 }
 
 void PoolCommand::AddDown() {
-    AddAction("down", "End the converter containers and take them out of the pool", [this] {
-        return TakePoolDown(_wishes, Json());
-    })->add_flag("--force", _wishes.force, "Also those that are in use");
+    CLI::App* arguments =
+        AddAction("down", "End the converter containers and take them out of the pool",
+                  [this] { return TakePoolDown(_wishes, Json()); });
+    arguments->footer(kDownExamples);
+    arguments->add_flag("--force", _wishes.force, "End those that are in use, too");
 }
 
 CommandResult PoolCommand::List() const {
@@ -321,8 +371,8 @@ CommandResult PoolCommand::Reset() const {
         visit.IsDamaged() ? Json::Value() : ToJson(loader::PoolState::Of(visit.Document()));
     visit.Reset();
     if (!Json()) {
-        std::cout << "The factory default is restored; " << (losses.empty() ? "nothing" : losses)
-                  << " dropped.\n"
+        std::cout << "The factory default is restored. Dropped: "
+                  << (losses.empty() ? "nothing" : losses) << ".\n"
                   << "Start and register the containers next: vellumo pool up\n";
     }
     return result;

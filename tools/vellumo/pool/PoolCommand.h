@@ -10,7 +10,7 @@
 
 namespace vellumo::cli {
 
-// vellumo pool: shows the container pool of the state file and sets it up.
+// vellumo pool: sets up the pool of converter containers and shows its state.
 class PoolCommand final : public ActionCommand {
 public:
     explicit PoolCommand(CLI::App& app);

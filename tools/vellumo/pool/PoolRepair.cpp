@@ -23,13 +23,14 @@ using std::chrono::seconds;
 
 constexpr std::chrono::milliseconds kLook(250);
 
-// A claim is followed by its command, and a command by the giving back of its claim, after no more
-// than the time for which the state file's lock is waited for.
+// A process that claims a container starts its command, and after the command frees the container,
+// within the time limit for the state file's lock. So a count without a command for longer than
+// that belongs to no process.
 seconds ProofTime() {
     return seconds(core::LOCK_TIMEOUT_SECS + 2);
 }
 
-// Containers that count as busy, with how many commands were ever started in them.
+// The containers that count as busy, each with the number of commands ever started in it.
 std::map<std::string, int> CountedAsBusy() {
     std::map<std::string, int> busy;
     for (const loader::Container& container :
@@ -49,7 +50,7 @@ std::set<std::string> ContainersWithAClient() {
     return containers;
 }
 
-// Forgets those in which something runs, or may have run.
+// Removes the candidates in which a command runs.
 void KeepIdle(std::map<std::string, int>& candidates, const Engine& engine) {
     const std::set<std::string> busy = ContainersWithAClient();
     std::erase_if(candidates, [&](const auto& candidate) {
@@ -57,8 +58,8 @@ void KeepIdle(std::map<std::string, int>& candidates, const Engine& engine) {
     });
 }
 
-// Those that have counted as busy for so long that a command would have been seen. `candidates` are
-// looked at until the time is over, or none is left.
+// The containers that count as busy, but in which no command was seen during the whole ProofTime.
+// Blocks for that time unless every candidate turns out to be busy.
 std::map<std::string, int> ProvablyIdle(const Engine& engine) {
     std::map<std::string, int> candidates = CountedAsBusy();
     const auto end = std::chrono::steady_clock::now() + ProofTime();
@@ -70,18 +71,18 @@ std::map<std::string, int> ProvablyIdle(const Engine& engine) {
     return candidates;
 }
 
-// The jobs that a crash would leave, as long as nothing runs and nothing is begun: all that count
-// as running, and those waiting that are next in turn, since a free container is theirs.
+// The jobs that a crash may have left, while no container is in use and no command starts: all
+// running jobs, and the waiting jobs of the most urgent level, which a free container would take.
 struct IdleJobs {
     std::vector<std::string> running;
-    size_t level = 0;  // the most urgent one at which jobs wait
+    size_t level = 0;  // the most urgent priority at which jobs wait
     std::vector<std::string> waiting;
-    int begun = 0;  // commands ever started
+    int begun = 0;  // commands ever started in all containers
 
     bool IsEmpty() const { return running.empty() && waiting.empty(); }
 };
 
-// None while a container is in use.
+// Empty while a container is in use.
 IdleJobs JobsWithoutContainer(const loader::PoolState& pool) {
     IdleJobs jobs;
     for (const loader::Container& container : pool.containers) {
@@ -98,7 +99,7 @@ IdleJobs JobsWithoutContainer(const loader::PoolState& pool) {
     return jobs;
 }
 
-// Forgets what has ended or come, and everything as soon as something was begun.
+// Keeps only the jobs that are still there `now`; none if a command has started since.
 void KeepCommon(IdleJobs& jobs, const IdleJobs& now) {
     if (now.begun != jobs.begun) {
         jobs = {};
@@ -116,7 +117,8 @@ void KeepCommon(IdleJobs& jobs, const IdleJobs& now) {
     std::erase_if(jobs.waiting, isGone(now.waiting));
 }
 
-// Those that have stayed for so long that their processes would have begun, or ended, them.
+// The jobs that stayed during the whole ProofTime, in which a living process would have started or
+// ended them.
 IdleJobs ProvablyLeft() {
     const auto look = [] {
         return JobsWithoutContainer(
@@ -131,7 +133,7 @@ IdleJobs ProvablyLeft() {
     return jobs;
 }
 
-// Tells whether there was something to drop.
+// Drops the left jobs of one priority; false if there were none.
 bool DropLeft(Steps& steps) {
     IdleJobs jobs = ProvablyLeft();
     if (jobs.IsEmpty()) {
@@ -163,13 +165,13 @@ void MendCounts(const Engine& engine, Steps& steps) {
     if (idle.empty()) {
         return;
     }
-    loader::StateFileVisit visit(Purpose::kChange, "cannot set counts right",
+    loader::StateFileVisit visit(Purpose::kChange, "cannot correct the counts",
                                  core::LOCK_TIMEOUT_SECS);
     visit.RequireSound();
     const loader::PoolState pool = loader::PoolState::Of(visit.Document());
     for (const auto& [name, used] : idle) {
         const loader::Container* container = pool.Find(name);
-        // One that was claimed meanwhile may be about to start its command.
+        // If it was claimed meanwhile, its command may be about to start.
         if (container != nullptr && container->inUse > 0 && container->used == used) {
             visit.Document()[name]["using"] = 0;
             steps.Tell(name + ": counted as busy, and nothing runs in it; set right");
@@ -178,7 +180,7 @@ void MendCounts(const Engine& engine, Steps& steps) {
     visit.Save();
 }
 
-// Level by level: while a job of one waits, none below it gets its turn.
+// Repeats for each priority: only when no more urgent job waits do the less urgent ones get a turn.
 void DropLeftJobs(Steps& steps) {
     while (DropLeft(steps)) {
     }

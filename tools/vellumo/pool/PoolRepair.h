@@ -5,17 +5,17 @@
 #include "pool/Engine.h"
 #include "pool/Steps.h"
 
-// What a crash leaves in the state file, taken out of it where it provably belongs to nobody any
-// more. Both watch for some seconds when there is something to look at, and throw Failure when the
-// state file cannot be used.
+// Repairs of the state file after a crash. Both change only what provably belongs to no living
+// process: they watch it for some seconds first, if there is any. Both throw Failure when the state
+// file cannot be used.
 namespace vellumo::cli {
 
-// Sets the counts of containers right that count as busy while nothing runs in them.
+// Sets the count of every container to 0 that counts as busy while no command runs in it.
 void MendCounts(const Engine& engine, Steps& steps);
 
-// Drops jobs that count as running while nothing runs, and those that wait while containers are
-// free and nobody begins them. To be called when the pool is whole: without containers also a job
-// that somebody waits for stays.
+// Drops jobs that count as running while nothing runs, and jobs that wait while containers are free
+// and no process starts them. Call it when the containers are registered: without any, a job stays
+// in the queue although a process waits for it.
 void DropLeftJobs(Steps& steps);
 
 }  // namespace vellumo::cli

@@ -30,7 +30,7 @@ std::unique_ptr<Engine> ChosenEngine(const std::string& what, const PoolWishes& 
                        what,
                        "the engine at " + std::string(loader::kEngineClient) + " is the " +
                            engine->Name() + " one",
-                       "Put the engine that you want there.",
+                       "Install the client of the engine that you want there.",
                        {}});
     }
     return engine;
@@ -41,7 +41,7 @@ size_t MegabytesOfMemory() {
            (static_cast<size_t>(sysconf(_SC_PAGESIZE)) / 1024) / 1024;
 }
 
-// As many containers as there are cores, if the memory is enough for all of them at their limits.
+// As many containers as there are cores, but no more than the memory allows at their memory limits.
 size_t SizeFor(const PoolWishes& wishes, Steps& steps) {
     if (wishes.size) {
         return *wishes.size;
@@ -51,7 +51,7 @@ size_t SizeFor(const PoolWishes& wishes, Steps& steps) {
     const size_t size = std::clamp(std::min(cores, memory / kContainerMegabytes), kLeast, kMost);
     steps.Tell(loader::Count(size, "container") + ": there are " + loader::Count(cores, "core") +
                " and " + std::to_string(memory) + " MiB of memory, of which a container may take " +
-               std::to_string(kContainerMegabytes) + "; two are the least that does all work");
+               std::to_string(kContainerMegabytes) + "; at least two are needed");
     return size;
 }
 
@@ -67,7 +67,7 @@ std::vector<std::string> NamesFor(size_t size) {
     return names;
 }
 
-// The registered ones that are not wanted: those above the size that this command once made, and
+// The registered containers to take out: those above the size that this command once started, and
 // those that the engine does not know.
 std::vector<std::string> Unwanted(const std::vector<std::string>& wanted, const Engine& engine) {
     std::vector<std::string> unwanted;
@@ -125,7 +125,7 @@ CommandResult TakePoolDown(const PoolWishes& wishes, bool json) {
         const Problem problem{ExitCode::kPool,
                               what,
                               "some containers are in use",
-                              "Wait for them and call again, or end them with --force.",
+                              "Wait for them and run the command again, or end them with --force.",
                               {}};
         result.FailWith(problem);
         if (!json) {

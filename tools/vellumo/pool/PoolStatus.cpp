@@ -21,9 +21,9 @@ constexpr auto kAnswerLimit = std::chrono::seconds(10);
 struct ContainerStatus {
     loader::Container container;
     bool answers = false;
-    std::string health;                // "answers" and what else is known, or why it does not
-    Condition condition;               // of one that answers
-    std::vector<std::string> running;  // commands
+    std::string health;                // "answers" and its condition, or why it does not answer
+    Condition condition;               // only if it answers
+    std::vector<std::string> running;  // the commands that run in it
 };
 
 ContainerStatus StatusOf(const loader::Container& container, const Engine* engine,

@@ -6,9 +6,8 @@
 
 namespace vellumo::cli {
 
-// vellumo pool status: whether each container answers, what runs in it now, and the memory that it
-// takes. Prints it, unless `json`. Ends with kPool when a container does not answer or is
-// unhealthy.
+// vellumo pool status: shows whether each container answers, what runs in it and how much memory it
+// uses. Prints that unless `json`. Ends with kPool if a container does not answer or is unhealthy.
 CommandResult ShowPoolStatus(bool json);
 
 }  // namespace vellumo::cli

@@ -8,14 +8,14 @@
 
 namespace vellumo::cli {
 
-// What a person asks of the pool.
+// The options of pool up and pool down.
 struct PoolWishes {
-    std::optional<size_t> size;         // containers; else what the machine is good for
-    std::optional<std::string> engine;  // "docker" or "embedded"; else the one that is there
+    std::optional<size_t> size;         // number of containers; null: by cores and memory
+    std::optional<std::string> engine;  // "docker" or "embedded"; null: any
     std::string image = "vellumo-converters";
-    std::string engineScratch;  // where the engine finds the scratch tree; "" where it is here too
-    bool rebuild = false;       // makes the image, and the containers, anew
-    bool force = false;         // takes down what counts as busy too
+    std::string engineScratch;  // path of the scratch tree for the engine; "": the same as here
+    bool rebuild = false;       // up: build the image again and replace idle containers
+    bool force = false;         // down: also end containers that count as busy
 };
 
 }  // namespace vellumo::cli

@@ -7,18 +7,18 @@
 
 #include "pool/Steps.h"
 
-// Which containers the state file lists. Each throws Failure when the state file cannot be used.
+// The containers in the state file. All functions throw Failure when the state file cannot be used.
 namespace vellumo::cli {
 
-// Adds those of `names` that are missing.
+// Registers those of `names` that are missing.
 void Register(const std::vector<std::string>& names, Steps& steps);
 
-// Takes what is idle of `names` out of the pool, with `force` also what is in use; says so of what
-// it keeps. Returns what it has taken out: nothing is started in those any more.
+// Takes those of `names` out of the pool that are idle, with `force` also those in use, and reports
+// each as a step. Returns what it took out: no command starts in those any more.
 std::vector<std::string> Unregister(const std::vector<std::string>& names, bool force,
                                     Steps& steps);
 
-// The names of all, in order.
+// The names of all registered containers, sorted.
 std::vector<std::string> Registered();
 
 }  // namespace vellumo::cli

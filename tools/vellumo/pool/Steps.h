@@ -8,11 +8,12 @@
 
 namespace vellumo::cli {
 
-// What the steps of a set-up have to say: to people at once, to programs at the end.
+// The messages of a set-up: prints each at once, or collects them for the JSON document.
 class Steps {
 public:
     explicit Steps(bool json) : _json(json) {}
 
+    // Adds a message, and prints it unless the output is JSON.
     void Tell(const std::string& step);
 
     const Json::Value& All() const { return _steps; }
