@@ -25,26 +25,29 @@ namespace {
 
 namespace core = NAVO::VELLUMO;
 
-constexpr int64_t kServiceLimit = 1073741824;  // of the conversions: 1 GiB
+constexpr int64_t kServiceLimit = 1073741824;  // 1 GiB, the limit that conversions keep to
 
 constexpr const char* kExamples =
     "Examples:\n"
-    "  vellumo cache size                            how much is kept, and how much may be\n"
-    "  vellumo cache list /docs/report.docx          what is kept of a document\n"
-    "  vellumo cache list /docs                      what is kept of a share's documents\n"
-    "  vellumo cache clean /docs/report.docx         removes everything that is kept of it\n"
-    "  vellumo cache remove --pdf /docs/report.docx  removes its PDF only\n"
-    "  vellumo cache collect --limit 500000000       removes what was used longest ago\n"
-    "PDFs are listed in an index, which counts their sizes and notes when they were used last;\n"
-    "thumbnails lie beside the documents without being counted.";
+    "  vellumo cache size                             show the size of the cache, and its limit\n"
+    "  vellumo cache list /docs/report.docx           list what is kept of a document\n"
+    "  vellumo cache list /docs                       list what is kept of a share's documents\n"
+    "  vellumo cache clean /docs/report.docx          remove its PDF and its thumbnail\n"
+    "  vellumo cache remove --pdf /docs/report.docx   remove its PDF only\n"
+    "  vellumo cache collect --limit 500000000        remove the oldest PDFs down to 500 MB\n"
+    "PDFs and thumbnails are kept beside their documents. An index lists the PDFs with their "
+    "sizes\n"
+    "and their last use; it does not count thumbnails. Removing is safe: the next conversion "
+    "makes\n"
+    "the product again.";
 
-// One thing that is kept of a document.
+// One product, or one mark of a failed thumbnail.
 struct Entry {
     std::string target;
     std::string name;    // "pdf", "thumbnail", "failed thumbnail", or a stream's own name
     const char* state;   // "fresh", "stale", "missing"
     int64_t size;        // bytes
-    std::string access;  // "" when it is not noted
+    std::string access;  // time of the last use; "" when it is not recorded
 };
 
 std::string Name(const std::string& stream) {
@@ -68,7 +71,7 @@ std::optional<struct stat> StatusOf(const std::string& path) {
     return stat(path.c_str(), &status) == 0 ? std::optional(status) : std::nullopt;
 }
 
-// A document of which only the place is known.
+// A document of which only the real path is known.
 loader::Document AtRealPath(const std::string& realPath) {
     return {"", "", realPath, "", nullptr, ""};
 }
@@ -94,7 +97,8 @@ void AddUnlisted(const std::string& target, std::vector<Entry>& entries) {
     add("failed thumbnail", products.MarkPath());
 }
 
-// What is kept of the document at `realPath` and of the indexed ones below it; of all with "".
+// The products of the document at `realPath` and of the indexed documents below it; with "", of all
+// indexed documents.
 std::vector<Entry> EntriesOf(loader::CacheIndex& index, const std::string& realPath) {
     std::vector<Entry> entries;
     std::string last;
@@ -156,31 +160,34 @@ Json::Value ToJson(const loader::CacheTotals& totals) {
 }  // namespace
 
 CacheCommand::CacheCommand(CLI::App& app)
-    : ActionCommand(app.add_subcommand("cache", "Show or remove what is kept beside documents")),
+    : ActionCommand(
+          app.add_subcommand("cache", "Show and remove the PDFs and thumbnails that are kept")),
       _user(InvokingUser()),
       _limit(kServiceLimit) {
     Arguments()->footer(kExamples);
     Arguments()->require_subcommand(1);
-    AddDocuments(AddAction("list", "Show what is kept", [this] { return List(); }),
-                 "Documents or folders; default: all");
-    AddAction("size", "Show how much is kept", [this] { return Size(); });
-    CLI::App* clean = AddAction("clean", "Remove everything that is kept of documents",
-                                [this] { return Clean(); });
+    AddDocuments(AddAction("list", "List the products that are kept", [this] { return List(); }),
+                 "Documents or folders; default: all indexed documents");
+    AddAction("size", "Show the size of the cache and its limit", [this] { return Size(); });
+    CLI::App* clean =
+        AddAction("clean", "Remove all products of documents", [this] { return Clean(); });
     AddDocuments(clean, "Documents, which need not exist any more")->required();
-    clean->add_flag("-r,--recursive", _recursive, "Also of all documents below folders");
-    CLI::App* remove = AddAction("remove", "Remove single products", [this] { return Remove(); });
+    clean->add_flag("-r,--recursive", _recursive,
+                    "Also clean all documents in folders and below them");
+    CLI::App* remove = AddAction("remove", "Remove the PDF, the thumbnail or both of documents",
+                                 [this] { return Remove(); });
     AddDocuments(remove, "Documents, which need not exist any more")->required();
-    remove->add_flag("--pdf", _pdf, "The PDF");
-    remove->add_flag("--thumbnail", _thumbnail, "The thumbnail, or the mark of its failure");
-    AddAction("collect", "Remove what was used longest ago, down to a limit",
+    remove->add_flag("--pdf", _pdf, "Remove the PDF");
+    remove->add_flag("--thumbnail", _thumbnail, "Remove the thumbnail, or the mark of its failure");
+    AddAction("collect", "Remove the PDFs that were used longest ago, down to a limit",
               [this] { return Collect(); })
-        ->add_option("--limit", _limit, "Bytes that may stay; default: 1073741824, 1 GiB")
+        ->add_option("--limit", _limit, "Bytes that may stay; default: 1073741824 (1 GiB)")
         ->check(CLI::NonNegativeNumber)
         ->option_text("BYTES");
 }
 
 CLI::Option* CacheCommand::AddDocuments(CLI::App* arguments, const std::string& description) {
-    arguments->add_option("--user", _user, "Whose home /home/... is; default: your own")
+    arguments->add_option("--user", _user, "The user whose home folder /home means; default: you")
         ->option_text("NAME");
     return arguments->add_option("SHARE_PATH", _sharePaths, description)->option_text("...");
 }
@@ -235,8 +242,8 @@ CommandResult CacheCommand::Size() const {
     return result;
 }
 
-// The real paths of the documents that are named, and with -r of those that lie, or by the index
-// once lay, below them.
+// The real paths of the named documents; with -r also of those below them that exist, or that the
+// index still lists.
 std::set<std::string> CacheCommand::DocumentsToClean() const {
     loader::CacheIndex index("cannot clean the cache");
     std::set<std::string> realPaths;
@@ -281,8 +288,8 @@ CommandResult CacheCommand::Remove() const {
     if (!_pdf && !_thumbnail) {
         throw Failure({ExitCode::kUsage,
                        "cannot remove anything",
-                       "it is not said what",
-                       "Name it: --pdf, --thumbnail, or both.",
+                       "neither --pdf nor --thumbnail is given",
+                       "Add --pdf, --thumbnail or both.",
                        {}});
     }
     const auto cache = loader::OpenCache("cannot remove from the cache");
@@ -301,7 +308,7 @@ CommandResult CacheCommand::Remove() const {
 }
 
 CommandResult CacheCommand::Collect() const {
-    const std::string what = "cannot collect the cache's garbage";
+    const std::string what = "cannot reduce the cache";
     loader::CacheIndex index(what);
     const loader::CacheTotals before = index.Totals();
     loader::OpenCache(what).reset();

@@ -12,7 +12,7 @@
 
 namespace vellumo::cli {
 
-// vellumo cache: what is kept beside the documents.
+// vellumo cache: shows and removes the products that are kept beside documents.
 class CacheCommand final : public ActionCommand {
 public:
     explicit CacheCommand(CLI::App& app);

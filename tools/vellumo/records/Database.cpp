@@ -19,7 +19,7 @@ std::string Reason(const std::string& file) {
         return "there is no folder " + folder;
     }
     if (!May(file, F_OK) && !May(folder, W_OK)) {
-        return "you may not make the database in " + folder;
+        return "you may not create the database in " + folder;
     }
     if (!May(file, R_OK)) {
         return "you may not read " + file;
@@ -27,7 +27,7 @@ std::string Reason(const std::string& file) {
     if (!May(file, W_OK) || !May(folder, W_OK)) {
         return "you may not write to " + file + ", or not to its folder";
     }
-    return file + " is locked by another program, damaged or of an unknown form";
+    return file + " is locked by another program, damaged or of an unknown format";
 }
 
 }  // namespace
@@ -36,7 +36,7 @@ void RefuseDatabase(const std::string& what, const std::string& file) {
     throw Failure({ExitCode::kDatabase,
                    what,
                    Reason(file),
-                   "The system log has the message of the database: journalctl -t vellumo",
+                   "The system log has the error of the database: journalctl -t vellumo",
                    {}});
 }
 

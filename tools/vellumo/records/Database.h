@@ -6,8 +6,8 @@
 
 namespace vellumo::cli {
 
-// Throws Failure: `what` could not be done with the database `file`. The library tells the system
-// log why; here is said what can be seen from outside.
+// Throws Failure, with `what` as its Problem::what, for the database `file`. The library writes the
+// reason to the system log only; this adds what the permissions of the file show.
 [[noreturn]] void RefuseDatabase(const std::string& what, const std::string& file);
 
 }  // namespace vellumo::cli

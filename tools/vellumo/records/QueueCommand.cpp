@@ -23,22 +23,25 @@ using Task = core::TaskDB::Task;
 
 constexpr const char* kExamples =
     "Examples:\n"
-    "  vellumo queue add /docs/a.docx --op 1   append work on a document\n"
-    "  vellumo queue add /docs/new --folder    append work on a folder\n"
-    "  vellumo queue                           what is queued, oldest first\n"
-    "  vellumo queue next                      the oldest task; it stays queued\n"
-    "  vellumo queue done 17 18                delete tasks by their ids, when they are done\n"
-    "  vellumo queue has /docs/new             whether it, or anything in it, is queued\n"
-    "A task is queued with the real path, which 'vellumo path' shows; nothing need exist there.\n"
-    "What the numbers of --op and --type mean is settled by the programs that work on the queue.";
+    "  vellumo queue add /docs/a.docx --op 1   append a task for a document\n"
+    "  vellumo queue add /docs/new --folder    append a task for a folder\n"
+    "  vellumo queue                           list the tasks, oldest first\n"
+    "  vellumo queue next                      show the oldest task; it stays queued\n"
+    "  vellumo queue done 17 18                delete tasks by their ids when they are done\n"
+    "  vellumo queue has /docs/new             show whether it, or anything in it, is queued\n"
+    "The queue is a to-do list for other programs; conversions do not use it. It stores real "
+    "paths,\n"
+    "as 'vellumo path' shows them, and the file need not exist. The programs that work on the "
+    "queue\n"
+    "define what the numbers of --op and --type mean.";
 
 constexpr int kIdWidth = 10;
 constexpr int kNumberWidth = 12;
 
-// The text that CLI11 wants: "" for an id as the queue gives them.
+// A check for CLI11: "" when `id` has the form of an id, else the error.
 std::string CheckId(const std::string& id) {
     const bool decimal = !id.empty() && id.find_first_not_of("0123456789") == std::string::npos;
-    return decimal ? "" : "'" + id + "' is no id of a task: ids are decimal numbers";
+    return decimal ? "" : "'" + id + "' is not the id of a task: ids are decimal numbers";
 }
 
 void Open(core::TaskDB& queue, const std::string& what) {
@@ -47,7 +50,7 @@ void Open(core::TaskDB& queue, const std::string& what) {
     }
 }
 
-// The oldest `limit` tasks, all of them for 0.
+// The oldest `limit` tasks; 0 means all.
 std::vector<Task> Read(core::TaskDB& queue, const std::string& what, unsigned long limit) {
     std::vector<Task> tasks;
     if (!queue.GetTasks(tasks, limit)) {
@@ -88,7 +91,7 @@ void Print(const std::vector<Task>& tasks) {
 }  // namespace
 
 QueueCommand::QueueCommand(CLI::App& app)
-    : ActionCommand(app.add_subcommand("queue", "Show or change the queue of pending work")),
+    : ActionCommand(app.add_subcommand("queue", "Show and change the queue of pending work")),
       _user(InvokingUser()) {
     Arguments()->footer(kExamples);
     Arguments()->require_subcommand(0, 1);
@@ -100,29 +103,31 @@ QueueCommand::QueueCommand(CLI::App& app)
 }
 
 void QueueCommand::AddUser(CLI::App* arguments) {
-    arguments->add_option("--user", _user, "Whose home /home/... is; default: your own")
+    arguments->add_option("--user", _user, "The user whose home folder /home means; default: you")
         ->option_text("NAME");
 }
 
 void QueueCommand::AddList() {
-    AddAction("list", "Show what is queued, oldest first (the default)", [this] { return List(); })
-        ->add_option("--limit", _limit, "Show no more than so many; 0, the default, for all")
+    AddAction("list", "List the tasks, oldest first (the default)", [this] { return List(); })
+        ->add_option("--limit", _limit, "Show at most N tasks; 0, the default, means all")
         ->check(CheckGiven)
         ->option_text("N");
 }
 
 void QueueCommand::AddAdd() {
     CLI::App* arguments =
-        AddAction("add", "Append tasks; one that is queued already stays as it is",
+        AddAction("add", "Append tasks; a task that is already queued stays as it is",
                   [this] { return Append(); });
-    arguments->add_option("SHARE_PATH", _sharePaths, "Files or folders, queued by real path")
+    arguments
+        ->add_option("SHARE_PATH", _sharePaths,
+                     "Files or folders; the queue stores their real paths")
         ->required()
         ->option_text("...");
-    arguments->add_flag("--folder", _folder, "They are folders");
-    arguments->add_option("--op", _op, "Operation code; default: 0")
+    arguments->add_flag("--folder", _folder, "The paths are folders");
+    arguments->add_option("--op", _op, "Operation code of the tasks; default: 0")
         ->check(CheckGiven)
         ->option_text("N");
-    arguments->add_option("--type", _type, "Conversion type; default: 0")
+    arguments->add_option("--type", _type, "Conversion type of the tasks; default: 0")
         ->check(CheckGiven)
         ->option_text("N");
     AddUser(arguments);
@@ -133,9 +138,8 @@ void QueueCommand::AddNext() {
 }
 
 void QueueCommand::AddDone() {
-    AddAction("done", "Delete tasks; those that are gone already do no harm",
-              [this] { return Finish(); })
-        ->add_option("ID", _ids, "Ids, as list and next show them")
+    AddAction("done", "Delete tasks; unknown ids are ignored", [this] { return Finish(); })
+        ->add_option("ID", _ids, "Ids, as 'list' and 'next' show them")
         ->required()
         ->check(CheckId)
         ->option_text("...");
@@ -144,8 +148,8 @@ void QueueCommand::AddDone() {
 void QueueCommand::AddHas() {
     CLI::App* arguments =
         AddAction("has",
-                  "Tell whether the real path is part of a queued one; in it, '%' stands for any "
-                  "text and '_' for one character",
+                  "Show whether a queued path contains this one's real path, in which\n"
+                  "'%' matches any text and '_' one character",
                   [this] { return Has(); });
     arguments->add_option("SHARE_PATH", _sharePaths, "A file or folder")
         ->required()
@@ -171,7 +175,7 @@ CommandResult QueueCommand::List() const {
     return result;
 }
 
-// All paths are resolved before one is queued, so that a wrong one changes nothing.
+// Resolves all paths before it queues one, so that a wrong path changes nothing.
 CommandResult QueueCommand::Append() const {
     std::vector<loader::Document> documents;
     std::transform(_sharePaths.begin(), _sharePaths.end(), std::back_inserter(documents),
@@ -197,7 +201,7 @@ CommandResult QueueCommand::Next() const {
     Open(queue, kWhat);
     const std::vector<Task> tasks = Read(queue, kWhat, 1);
     if (tasks.empty()) {
-        throw Failure({ExitCode::kNotFound, "no next task", "the queue is empty", "", {}});
+        throw Failure({ExitCode::kNotFound, "there is no next task", "the queue is empty", "", {}});
     }
     if (!Json()) {
         Print(tasks);
@@ -229,7 +233,7 @@ CommandResult QueueCommand::Has() const {
     core::TaskDB queue;
     Open(queue, what);
     if (!queue.IsConvertingPath(document.realPath)) {
-        Read(queue, what, 1);  // no answer, when the queue cannot be read either
+        Read(queue, what, 1);  // fails if "no" only means that the queue cannot be read
         throw Failure({ExitCode::kNotFound,
                        document.sharePath + " is not queued",
                        "no queued path contains " + document.realPath,

@@ -10,7 +10,7 @@
 
 namespace vellumo::cli {
 
-// vellumo queue: the queue of pending work.
+// vellumo queue: shows and changes the queue of pending work.
 class QueueCommand final : public ActionCommand {
 public:
     explicit QueueCommand(CLI::App& app);

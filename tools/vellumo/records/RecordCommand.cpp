@@ -24,13 +24,15 @@ using Database = core::ThirdPartyConvertDB;
 
 constexpr const char* kExamples =
     "Examples:\n"
-    "  vellumo record create t-17 --source /docs/a.doc   note that a conversion was asked for\n"
+    "  vellumo record create t-17 --source /docs/a.doc   record that a package wants a conversion\n"
     "  vellumo record update t-17 --converted /docs/a.pdf --code 0\n"
-    "                                                    note what it came to\n"
+    "                                                    record its outcome\n"
     "  vellumo record show t-17                          show the record\n"
     "  vellumo record delete t-17                        delete it\n"
-    "Paths are recorded as real paths, which 'vellumo path' shows; nothing need exist there. What\n"
-    "the numbers of --code mean is settled by the programs that keep records.";
+    "A record only notes a conversion; it starts none. Records store real paths, as 'vellumo "
+    "path'\n"
+    "shows them, and the files need not exist. The programs that keep records define what the\n"
+    "numbers of --code mean.";
 
 constexpr int kLabelWidth = 12;
 
@@ -40,7 +42,7 @@ void Open(Database& records, const std::string& what) {
     }
 }
 
-// How many records there are of one identifier, which the library does not tell.
+// The number of records with one identifier, which the library does not report.
 std::string CountOf(const std::string& taskId, const std::string& what) {
     core::BaseDB database;
     database.path = core::SZF_THIRD_PARTY_DB_PATH;
@@ -62,14 +64,15 @@ Database::Task Find(Database& records, const std::string& taskId, const std::str
     }
     const std::string count = CountOf(taskId, what);
     if (count == "0") {
-        throw Failure({ExitCode::kNotFound, what, "there is no record of this identifier", "", {}});
+        throw Failure(
+            {ExitCode::kNotFound, what, "there is no record with this identifier", "", {}});
     }
     if (count == "1") {
         RefuseDatabase(what, core::SZF_THIRD_PARTY_DB_PATH);
     }
     throw Failure({ExitCode::kFailed,
                    what,
-                   count + " records have this identifier, so that none of them is the one",
+                   count + " records have this identifier, so none can be chosen",
                    "'vellumo record delete' deletes all of them.",
                    {}});
 }
@@ -102,7 +105,7 @@ void Print(const Database::Task& task) {
 
 RecordCommand::RecordCommand(CLI::App& app)
     : ActionCommand(app.add_subcommand(
-          "record", "Show or keep the records of conversions that other packages asked for")),
+          "record", "Show and change the records of conversions for other packages")),
       _user(InvokingUser()) {
     Arguments()->footer(kExamples);
     Arguments()->require_subcommand(1);
@@ -114,7 +117,8 @@ RecordCommand::RecordCommand(CLI::App& app)
 
 void RecordCommand::AddTaskId(CLI::App* arguments) {
     arguments
-        ->add_option("TASK_ID", _taskIds, "The identifier that the asking package has given to it")
+        ->add_option("TASK_ID", _taskIds,
+                     "The identifier that the other package gave to the conversion")
         ->required()
         ->expected(1)
         ->check(CheckGiven)
@@ -122,23 +126,23 @@ void RecordCommand::AddTaskId(CLI::App* arguments) {
 }
 
 void RecordCommand::AddData(CLI::App* arguments) {
-    arguments->add_option("--source", _source, "The document, recorded by its real path")
+    arguments->add_option("--source", _source, "The document; the record stores its real path")
         ->option_text("SHARE_PATH");
-    arguments->add_option("--converted", _converted, "The product, recorded by its real path")
+    arguments->add_option("--converted", _converted, "The product; the record stores its real path")
         ->option_text("SHARE_PATH");
-    arguments->add_option("--uid", _uid, "Number of the user on whose behalf; at first your own")
+    arguments->add_option("--uid", _uid, "Uid of the user who wants the conversion; at first yours")
         ->check(CheckGiven)
         ->option_text("N");
     arguments->add_option("--code", _code, "Outcome of the conversion; at first 0")
         ->check(CheckGiven)
         ->option_text("N");
-    arguments->add_option("--user", _user, "Whose home /home/... is; default: your own")
+    arguments->add_option("--user", _user, "The user whose home folder /home means; default: you")
         ->option_text("NAME");
 }
 
 void RecordCommand::AddCreate() {
     CLI::App* arguments =
-        AddAction("create", "Record a conversion; --source is needed", [this] { return Create(); });
+        AddAction("create", "Create a record; --source is required", [this] { return Create(); });
     AddTaskId(arguments);
     AddData(arguments);
     arguments->get_option("--source")->required();
@@ -149,16 +153,16 @@ void RecordCommand::AddShow() {
 }
 
 void RecordCommand::AddUpdate() {
-    CLI::App* arguments = AddAction("update", "Change a record; what no option names stays",
+    CLI::App* arguments = AddAction("update", "Change the parts of a record that options name",
                                     [this] { return Update(); });
     AddTaskId(arguments);
     AddData(arguments);
 }
 
 void RecordCommand::AddDelete() {
-    AddAction("delete", "Delete records; identifiers without one do no harm",
+    AddAction("delete", "Delete records; unknown identifiers are ignored",
               [this] { return Delete(); })
-        ->add_option("TASK_ID", _taskIds, "Identifiers; all records of each are deleted")
+        ->add_option("TASK_ID", _taskIds, "Identifiers; all records with each one are deleted")
         ->required()
         ->check(CheckGiven)
         ->option_text("...");
@@ -180,7 +184,7 @@ CommandResult RecordCommand::Told(const Task& task) const {
     return result;
 }
 
-// A second record would make both unreadable.
+// Refuses an existing identifier: with two records, the library reads neither.
 CommandResult RecordCommand::Create() const {
     const std::string what = "cannot record " + TaskId();
     Task task{0, getuid(), "", TaskId(), "", ""};
@@ -190,7 +194,7 @@ CommandResult RecordCommand::Create() const {
     if (CountOf(TaskId(), what) != "0") {
         throw Failure({ExitCode::kFailed,
                        what,
-                       "there is a record of this identifier already",
+                       "there is already a record with this identifier",
                        "'vellumo record update' changes it.",
                        {}});
     }
@@ -212,7 +216,7 @@ CommandResult RecordCommand::Update() const {
     if (!_source && !_converted && !_uid && !_code) {
         throw Failure({ExitCode::kUsage,
                        what,
-                       "nothing to change is named",
+                       "no option names a change",
                        "'vellumo record update --help' lists the options.",
                        {}});
     }

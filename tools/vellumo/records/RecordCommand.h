@@ -12,7 +12,7 @@
 
 namespace vellumo::cli {
 
-// vellumo record: the records of conversions that other packages asked for.
+// vellumo record: shows and changes the records of conversions for other packages.
 class RecordCommand final : public ActionCommand {
 public:
     explicit RecordCommand(CLI::App& app);
@@ -33,7 +33,7 @@ private:
     CommandResult Delete() const;
 
     const std::string& TaskId() const { return _taskIds.front(); }
-    // Writes the options that were given over `task`.
+    // Overwrites the parts of `task` that options name.
     void ApplyTo(Task& task) const;
     CommandResult Told(const Task& task) const;
 
