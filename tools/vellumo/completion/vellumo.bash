@@ -3,7 +3,7 @@
 # containers and the ids of queued tasks.
 # shellcheck shell=bash
 
-# The words of which one may come next, given the words before it.
+# Prints the words that may come next after the words given as arguments.
 _vellumo_candidates() {
     local word command='' action='' previous=''
     for word in "$@"; do
@@ -74,7 +74,7 @@ _vellumo() {
     local current=${COMP_WORDS[COMP_CWORD]} candidates
     candidates=$(_vellumo_candidates "${COMP_WORDS[@]:1:COMP_CWORD-1}")
     mapfile -t COMPREPLY < <(compgen -W "$candidates" -- "$current")
-    # Share paths are not paths of this machine, so its files are offered for the output only.
+    # Share paths are no local paths, so local files are offered only for the output.
     case ${COMP_WORDS[COMP_CWORD-1]} in
         -o | --output) compopt -o default ;;
     esac
