@@ -53,9 +53,9 @@ TEST_F(DeviceView, ChangesNothingOnTheHost) {
         list_host >$folder/before
         $device --root $folder/root --engine $engine --log none -- bash -c '
             touch /new /etc/new /usr/new /usr/local/bin/new /var/new /var/log/new /dev/log
-            touch '$folder'/started; sleep 1' &
+            touch '$folder'/started; until [ -e '$folder'/seen ]; do sleep 0.02; done' &
         await test -e $folder/started
-        list_host >$folder/during; wait $! || exit; list_host >$folder/after
+        list_host >$folder/during; touch $folder/seen; wait $! || exit; list_host >$folder/after
         diff $folder/before $folder/during && diff $folder/before $folder/after)sh");
     EXPECT_THAT(said, Says(0, ""));
 }

@@ -17,17 +17,20 @@ class EngineLimits : public ShellTest {
 protected:
     // Runs `script` in a view. It finds
     //   group PATTERN    the control group of the process that has this command line, empty if it
-    //                    has none of its own
+    //                    has none of its own; waits for the process
     //   next_is_good     tells when the next command does not work
     Said Try(const std::string& script) const {
         return InView(R"sh(
-            group() { grep -o '/[^:]*vellumo-engine-.*' /proc/$(pgrep -xf "$1")/cgroup | head -1; }
+            group() {
+                await pgrep -xf "$1"
+                grep -o '/[^:]*vellumo-engine-.*' /proc/$(pgrep -xf "$1")/cgroup | head -1
+            }
             next_is_good() { [ "$(tool echo good)" = good ] || echo 'the next is not good'; }
             )sh" + script);
     }
 
     bool HasControlGroups() const {
-        return !Try("tool sleep 1.25 & await pgrep -xf 'sleep 1.25'; group 'sleep 1.25'; wait")
+        return !Try("docker exec navo1 sleep 98.7 & group 'sleep 98.7'; kill $!; wait")
                     .text.empty();
     }
 };
@@ -46,10 +49,15 @@ TEST_F(EngineLimits, EndACommandThatTakesTooMuchMemory) {
 
 TEST_F(EngineLimits, CountTheMemoryOfAllProcessesTogether) {
     SKIP_WITHOUT_CONTROL_GROUPS();
-    EXPECT_THAT(Try("take='x = bytearray(1 << 30); import time; time.sleep(2)'; "
-                    "tool bash -c 'python3 -c \"$0\" & python3 -c \"$0\"; one=$?; wait $!; "
-                    "  echo $((one + $?))' \"$take\" 2>/dev/null; next_is_good"),
-                Says(0, "137\n"));
+    // Each goes on until the other has come to its end.
+    const Said said = Try(R"sh(
+        take='import os, time
+x = bytearray(1 << 30)
+deadline = time.monotonic() + 60
+while not os.path.exists("/tmp/ended") and time.monotonic() < deadline: time.sleep(0.02)'
+        tool bash -c 'python3 -c "$0" & python3 -c "$0" & wait -n; one=$?; touch /tmp/ended
+            wait -n; echo $((one + $?))' "$take" 2>/dev/null; next_is_good)sh");
+    EXPECT_THAT(said, Says(0, "137\n"));
 }
 
 TEST_F(EngineLimits, CountWhatLiesInMemoryFileSystems) {
@@ -93,10 +101,10 @@ TEST_F(EngineLimits, LeaveNoControlGroupBehind) {
     SKIP_WITHOUT_CONTROL_GROUPS();
     const Said said = Try(R"sh(
         find_group() { find /sys/fs/cgroup -path "*$1" 2>/dev/null; }
-        tool sleep 1.5 & await pgrep -xf 'sleep 1.5'; group=$(group 'sleep 1.5')
-        [ -n "$(find_group "$group")" ] || echo not found; wait; find_group "$group"
+        docker exec navo1 sleep 98.7 & group=$(group 'sleep 98.7')
+        [ -n "$(find_group "$group")" ] || echo not found; kill $!; wait; find_group "$group"
 
-        docker exec navo1 sleep 98.7 & await pgrep -xf 'sleep 98.7'; group=$(group 'sleep 98.7')
+        docker exec navo1 sleep 98.7 & group=$(group 'sleep 98.7')
         kill -KILL $!; wait $! 2>/dev/null; ended() { ! pgrep -xf 'sleep 98.7'; }; await ended
         tool true; find_group "$group")sh");
     EXPECT_THAT(said, Says(0, ""));
@@ -106,10 +114,9 @@ TEST_F(EngineLimits, AreNotTakenAwayByAnotherEngineThatSweeps) {
     SKIP_WITHOUT_CONTROL_GROUPS();
     // Each begins with a sweep, while others have made their groups and are not in them yet.
     const Said said = Try(R"sh(
-        for n in {10..25}; do tool sleep 4.$n & done
-        for n in {10..25}; do
-            await pgrep -xf "sleep 4.$n"; [ -n "$(group "sleep 4.$n")" ] || echo $n has none
-        done; wait)sh");
+        for n in {10..25}; do docker exec navo1 sleep 98.$n & engines="$engines $!"; done
+        for n in {10..25}; do [ -n "$(group "sleep 98.$n")" ] || echo $n has none; done
+        kill $engines; wait)sh");
     EXPECT_THAT(said, Says(0, ""));
 }
 
