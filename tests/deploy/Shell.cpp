@@ -43,7 +43,7 @@ void PrintTo(const Said& said, std::ostream* stream) {
     *stream << "status " << said.status << " and\n" << said.text;
 }
 
-ShellTest::ShellTest() : _folder(testing::TempDir() + "vellumo-deploy.XXXXXX") {
+Shell::Shell() : _folder(testing::TempDir() + "vellumo-deploy.XXXXXX") {
     if (mkdtemp(_folder.data()) == nullptr) {
         throw std::runtime_error("cannot make " + _folder);
     }
@@ -52,23 +52,23 @@ ShellTest::ShellTest() : _folder(testing::TempDir() + "vellumo-deploy.XXXXXX") {
     OpenTreeToOtherUsers();
 }
 
-ShellTest::~ShellTest() {
+Shell::~Shell() {
     RunProgram({"chmod", "-R", "u+rwX", _folder});
     std::error_code error;
     fs::remove_all(_folder, error);
 }
 
-Said ShellTest::OnHost(const std::string& script) const {
+Said Shell::OnHost(const std::string& script) const {
     const Finished finished = RunProgram({"bash", "-c", "folder=" + _folder + kCommon + script});
     return {finished.status, finished.output};
 }
 
-Said ShellTest::InView(const std::string& script) const {
+Said Shell::InView(const std::string& script) const {
     const Finished finished = RunProgram(ViewOf("root", script));
     return {finished.status, finished.output};
 }
 
-Said ShellTest::InViewOfOrdinaryUser(const std::string& script) const {
+Said Shell::InViewOfOrdinaryUser(const std::string& script) const {
     const std::string root = _folder + "/ordinary";
     fs::create_directory(root);
     if (chown(root.c_str(), kOrdinary, kOrdinary) != 0) {
@@ -83,7 +83,7 @@ Said ShellTest::InViewOfOrdinaryUser(const std::string& script) const {
     return {finished.status, finished.output};
 }
 
-std::string ShellTest::MissingForOrdinaryUser() const {
+std::string Shell::MissingForOrdinaryUser() const {
     if (!IsRoot()) {
         return "the other tests run as an ordinary user already";
     }
@@ -96,8 +96,7 @@ std::string ShellTest::MissingForOrdinaryUser() const {
     return "";
 }
 
-std::vector<std::string> ShellTest::ViewOf(const std::string& root,
-                                           const std::string& script) const {
+std::vector<std::string> Shell::ViewOf(const std::string& root, const std::string& script) const {
     return {VELLUMO_DEVICE_LAUNCHER,
             "--root",
             _folder + "/" + root,

@@ -17,15 +17,17 @@ struct Said {
 };
 void PrintTo(const Said& said, std::ostream* stream);
 
-// A folder of its own for each test, removed at the end, and a shell to work in.
+// A folder of its own, removed at the end, and a shell to work in.
 //
-// Scripts are bash's. They find $folder (the test's), $device (vellumo-device), $engine, $nobody
-// (what to put in front of a command to run it as an ordinary user) and `await`, which repeats a
-// command until it succeeds and gives the script up after a while.
-class ShellTest : public ::testing::Test {
-protected:
-    ShellTest();
-    ~ShellTest() override;
+// Scripts are bash's. They find $folder, $device (vellumo-device), $engine, $nobody (what to put in
+// front of a command to run it as an ordinary user) and `await`, which repeats a command until it
+// succeeds and gives the script up after a while.
+class Shell {
+public:
+    Shell();
+    ~Shell();
+    Shell(const Shell&) = delete;
+    Shell& operator=(const Shell&) = delete;
 
     // Runs `script` on the host.
     Said OnHost(const std::string& script) const;
@@ -48,6 +50,9 @@ private:
 
     std::string _folder;
 };
+
+// A test with a shell of its own.
+class ShellTest : public testing::Test, protected Shell {};
 
 bool IsRoot();
 

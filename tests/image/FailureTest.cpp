@@ -70,7 +70,7 @@ TEST_F(Failure, IsNoneWhenTheSourceVanishesMeanwhile) {
     const Said said = Do(R"sh(
         for way in eval cold; do
             document long long.fodt 300; $way office long.fodt >/dev/null 2>&1 & call=$!
-            await works; rm $S/long.fodt; wait $call; echo $?
+            await works long.fodt; rm $S/long.fodt; wait $call; echo $?
             pdftotext $T/long.pdf - | grep -c -m1 line; rm $T/long.pdf; next_is_good
         done)sh");
     EXPECT_THAT(said, Says(0, "0\n1\n0\n1\n"));
@@ -80,7 +80,7 @@ TEST_F(Failure, OfTheClientLeavesTheCommandToItsTimeLimit) {
     Start();
     const Said said = Do(R"sh(
         document slow slow.fods
-        limit=6 office slow.fods 2>/dev/null & await works
+        limit=6 office slow.fods 2>/dev/null & await works slow.fods
         kill -KILL $(pgrep -xf "docker exec .*$container .*$source/slow.fods")
         wait 2>/dev/null
         runs() { docker top $container -eo pid,args | grep -q ' timeout'; }
@@ -95,7 +95,7 @@ TEST_F(Failure, OfTheTimeLimitsOwnProcessEndsTheCommand) {
         document slow slow.fods
         for way in eval cold; do
             $way office slow.fods >/dev/null 2>&1 & call=$!
-            await works; kill -KILL $(process 'timeout --kill-after'); wait $call; echo $?
+            await works slow.fods; kill -KILL $(process 'timeout --kill-after'); wait $call; echo $?
             next_is_good
         done)sh");
     EXPECT_THAT(said, Says(0, "137\n137\n"));
@@ -106,7 +106,7 @@ TEST_F(Failure, OfTheContainerInTheMiddle) {
     const Said said = Do(R"sh(
         for way in kill 'restart -t 5'; do
             document slow slow.fods; office slow.fods >/dev/null 2>&1 & call=$!
-            await works; docker $way $container >/dev/null; wait $call; echo $?
+            await works slow.fods; docker $way $container >/dev/null; wait $call; echo $?
             docker start $container >/dev/null; next_is_good
         done)sh");
     EXPECT_THAT(said, Says(0, "137\n137\n"));

@@ -1,0 +1,44 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "EmbeddedOffice.h"
+
+#include "OfficeScript.h"
+
+namespace vellumo::test {
+namespace {
+
+constexpr const char* kEmbedded = R"sh(
+container=navo1 above=${T%/*} rooms=${T%/*}/.warm-navo1/rooms
+tool() { docker exec $container timeout --kill-after=5 ${limit:-120} "$@"; }
+cold() { local container=cold; "$@"; }
+without_cold() { mount --bind /usr/bin/false /usr/bin/bwrap; }
+processes() { pgrep -x $1; }
+list_office() { ps ax -o comm= | grep -e office -e keep; }
+office_socket() { echo $above/.warm-navo1/run/office; }
+end_caller() { kill -$1 $(pgrep -f "^docker exec .*/$2$"); }
+left() {
+    docker exec none true  # takes away what killed engines have left
+    ls -A $T; ls -A $rooms; ls -A $above | grep engine
+    processes soffice.bin | tail -n +2
+}
+)sh";
+
+}  // namespace
+
+std::string EmbeddedOffice::Missing() {
+    const std::string program = FirstMissing({"soffice", "pdftotext", "pdfinfo", "pdftoppm"});
+    return program.empty() ? "" : program + " is not installed";
+}
+
+Said EmbeddedOffice::RunWarm(const std::vector<std::string>& settings, const std::string& script) {
+    std::string start = ":";
+    for (const std::string& setting : settings) {
+        start += "; export " + setting;
+    }
+    return Try(start + "; docker start navo1 && warm || exit 98\n" + script);
+}
+
+Said EmbeddedOffice::Try(const std::string& script) const {
+    return InView("make=" VELLUMO_MAKE_DOCUMENT + std::string(kEmbedded) + kOfficeScript + script);
+}
+
+}  // namespace vellumo::test
