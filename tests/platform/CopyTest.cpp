@@ -13,8 +13,8 @@
 #include <string>
 #include <vector>
 
-#include "ChildProcess.h"
 #include "Outcome.h"
+#include "Process.h"
 #include "TestDirectory.h"
 
 namespace navo::test {
@@ -57,7 +57,7 @@ constexpr rlim_t kSizeLimit = 4096;
 
 // Runs `operation` in a process that can write no file beyond kSizeLimit; its errno.
 int ErrnoOnAFullDisk(const std::function<int()>& operation) {
-    ChildProcess process([&] {
+    vellumo::test::ChildProcess process([&] {
         const rlimit limit{kSizeLimit, kSizeLimit};
         if (std::signal(SIGXFSZ, SIG_IGN) == SIG_ERR || setrlimit(RLIMIT_FSIZE, &limit) != 0 ||
             operation() != -1 || NLIBCErrGet() != NAVO_ERR_IO) {

@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 #include <grp.h>
 #include <navo/acl.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
 #include <array>
@@ -11,6 +10,7 @@
 #include "Accounts.h"
 #include "OnDevice.h"
 #include "Outcome.h"
+#include "Process.h"
 
 using namespace navo::test;
 using vellumo::test::Accounts;
@@ -38,14 +38,11 @@ std::array<gid_t, 3> GroupIds() {
 
 // Runs `test` in a process of its own, whose ids may be spoilt.
 void InChild(const std::function<void()>& test) {
-    const pid_t child = fork();
-    if (child == 0) {
+    vellumo::test::ChildProcess child([&] {
         test();
-        _exit(testing::Test::HasFailure() ? 1 : 0);
-    }
-    int status = 0;
-    ASSERT_EQ(waitpid(child, &status, 0), child);
-    EXPECT_EQ(status, 0) << "see the failures above";
+        return testing::Test::HasFailure() ? 1 : 0;
+    });
+    EXPECT_EQ(child.Wait(), 0) << "see the failures above";
 }
 
 class CredentialsOnDevice : public OnDeviceTest {

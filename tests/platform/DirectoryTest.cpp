@@ -1,15 +1,15 @@
 // SPDX-License-Identifier: Apache-2.0
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <navo/file.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include <memory>
 #include <string>
 #include <vector>
 
-#include "ChildProcess.h"
 #include "Outcome.h"
+#include "Process.h"
 #include "TestDirectory.h"
 
 namespace navo::test {
@@ -125,25 +125,15 @@ TEST_F(MakeDirectoryTest, RefusesBadParameters) {
 TEST_F(MakeDirectoryTest, SucceedsInEachOfSeveralProcesses) {
     constexpr int kProcesses = 6;
     constexpr int kTrees = 40;
-    const Channel start;
-    std::vector<std::unique_ptr<ChildProcess>> processes;
-    processes.reserve(kProcesses);
-    for (int i = 0; i < kProcesses; ++i) {
-        processes.push_back(std::make_unique<ChildProcess>([&] {
-            start.Receive();
-            int failures = 0;
-            for (int tree = 0; tree < kTrees; ++tree) {
-                failures += Make(At(std::to_string(tree) + "/b/c/d"), TRUE) == 0 ? 0 : 1;
-            }
-            return failures;
-        }));
-    }
-    for (int i = 0; i < kProcesses; ++i) {
-        start.Send(1);
-    }
-    for (const auto& process : processes) {
-        EXPECT_EQ(process->Wait(), 0) << "trees that one process failed to make";
-    }
+    const auto makeTrees = [&](int) {
+        int failures = 0;
+        for (int tree = 0; tree < kTrees; ++tree) {
+            failures += Make(At(std::to_string(tree) + "/b/c/d"), TRUE) == 0 ? 0 : 1;
+        }
+        return failures;
+    };
+    EXPECT_THAT(vellumo::test::RunAtOnce(kProcesses, makeTrees), testing::Each(0))
+        << "trees that one process failed to make";
     EXPECT_TRUE(Exists(At(std::to_string(kTrees - 1) + "/b/c/d")));
 }
 

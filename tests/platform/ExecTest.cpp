@@ -149,7 +149,20 @@ protected:
     }
 
     const std::string output = At("output");
+
+    // For a shell: waits until the file "go" is there, but not for ever.
+    const std::string awaitGo =
+        "for i in $(seq 1000); do [ -e '" + At("go") + "' ] && break; sleep 0.02; done";
 };
+
+// Whether a file comes into being within 10 seconds.
+bool Appears(const std::string& path) {
+    const auto deadline = Clock::now() + std::chrono::seconds(10);
+    while (!Exists(path) && Clock::now() < deadline) {
+        std::this_thread::sleep_for(std::chrono::milliseconds(5));
+    }
+    return Exists(path);
+}
 
 TEST_F(ExecTest, GivesTheExitStatus) {
     for (const int status : {0, 1, 124, 255}) {
@@ -367,20 +380,21 @@ TEST_F(ExecTest, LeavesAHandlerThatCameMeanwhileAlone) {
     const Disposition ignored(SIGCHLD, SIG_IGN);
     std::optional<Disposition> handled;
     std::thread other([&] {
-        std::this_thread::sleep_for(std::chrono::milliseconds(100));
+        EXPECT_TRUE(Appears(output)) << "the program does not run";
         handled.emplace(SIGCHLD, [](int) {});
+        WriteFile(At("go"), "");
     });
-    EXPECT_EQ(Shell("sleep 0.4; exit 7"), 7);
+    EXPECT_EQ(Shell(": >\"$1\"; " + awaitGo + "; exit 7", output), 7);
     other.join();
     EXPECT_NE(Present(SIGCHLD).sa_handler, SIG_IGN);
     EXPECT_NE(Present(SIGCHLD).sa_handler, SIG_DFL);
 }
 
 TEST_F(ExecTest, DoesNotWaitWhenToldNotTo) {
-    const auto begin = Clock::now();
-    ExpectSuccess([&] { return Shell("sleep 1; echo done > \"$1\"", output, 0); }, 0);
-    EXPECT_LT(Clock::now() - begin, std::chrono::milliseconds(800));
-    EXPECT_EQ(ReadFile(output), "");
+    const std::string script = awaitGo + "; echo done >\"$1\"";
+    ExpectSuccess([&] { return Shell(script, output, 0); }, 0);
+    EXPECT_FALSE(Exists(output)) << "it waited until the program gave up waiting for this test";
+    WriteFile(At("go"), "");
     EXPECT_TRUE(Collected());
     EXPECT_EQ(ReadFile(output), "done\n");
 }

@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 #include <fcntl.h>
+#include <gmock/gmock.h>
 #include <json/reader.h>
 #include <json/value.h>
 #include <navo/xferlog.h>
@@ -7,7 +8,6 @@
 #include <sys/file.h>
 #include <sys/mount.h>
 #include <sys/resource.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
 #include <csignal>
@@ -18,6 +18,7 @@
 
 #include "OnDevice.h"
 #include "Outcome.h"
+#include "Process.h"
 
 using namespace navo::test;
 
@@ -117,19 +118,17 @@ TEST_F(XferLogOnDevice, NullTextsAreEmpty) {
 // The view has its folder mounted there, so it is taken away in a process with mounts of its own.
 TEST_F(XferLogOnDevice, FolderIsMadeWhenItIsMissing) {
     constexpr int kCannotTry = 77;
-    const pid_t child = fork();
-    if (child == 0) {
+    vellumo::test::ChildProcess child([] {
         if (unshare(CLONE_NEWNS) != 0 || umount(kDirectory) != 0 || rmdir(kDirectory) != 0) {
-            _exit(kCannotTry);
+            return kCannotTry;
         }
         EXPECT_EQ(Log("a"), 0);
         EXPECT_EQ(PermissionsOf(kDirectory), 0755U);
         EXPECT_EQ(Entries().size(), 1U);
-        _exit(HasFailure() ? 1 : 0);
-    }
-    int status = 0;
-    ASSERT_EQ(waitpid(child, &status, 0), child);
-    if (WEXITSTATUS(status) == kCannotTry) {
+        return HasFailure() ? 1 : 0;
+    });
+    const int status = child.Wait();
+    if (status == kCannotTry) {
         GTEST_SKIP() << "skipped: the view's " << kDirectory << " cannot be taken away";
     }
     EXPECT_EQ(status, 0) << "see the failures above";
@@ -174,16 +173,15 @@ TEST_F(XferLogOnDevice, SomebodyElsesLockIsWaitedForAndThenGivenUp) {
 TEST_F(XferLogOnDevice, EntriesOfSeveralProcessesAreAllThere) {
     constexpr int kProcesses = 4;
     constexpr int kEntries = 50;
-    for (int process = 0; process < kProcesses; ++process) {
-        if (fork() == 0) {
-            for (int entry = 0; entry < kEntries; ++entry) {
-                Log(std::to_string(process) + "/" + std::to_string(entry) + std::string(3000, 'x'));
-            }
-            _exit(0);
+    const auto log = [](int process) {
+        int failures = 0;
+        for (int entry = 0; entry < kEntries; ++entry) {
+            const std::string name = std::to_string(process) + "/" + std::to_string(entry);
+            failures += Log(name + std::string(3000, 'x')) == 0 ? 0 : 1;
         }
-    }
-    while (wait(nullptr) > 0) {
-    }
+        return failures;
+    };
+    EXPECT_THAT(vellumo::test::RunAtOnce(kProcesses, log), testing::Each(0));
     std::set<std::string> names;
     for (const Json::Value& entry : Entries()) {
         names.insert(entry["file"].asString());

@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 #include <unistd.h>
 
+#include <csignal>
+
 #include "Device.h"
 #include "StateFile.h"
 #include "SyslogSink.h"
@@ -31,7 +33,7 @@ protected:
     CacheContention() {
         unlink(NAVO::VELLUMO::SZF_CACHE_DB_PATH);
         WriteFile(kDocument, "document");
-        PlayTool({.sleepMs = 800});
+        PlayTool({.isHeld = true});
     }
 
     static std::vector<Row> RowsOf(const std::string& query) {
@@ -53,23 +55,37 @@ protected:
         return documents;
     }
 
-    // Processes that all begin while the first of them is still at work.
-    static void RunAtOnce(const std::string& command, int processes) {
+    // A process that is at work: its tool has been called and is held.
+    static Worker AtWork(const std::string& command) {
+        Worker worker = PoolWorker({command, kDocument});
+        EXPECT_TRUE(ToolsAreCalled());
+        return worker;
+    }
+    // Processes that begin meanwhile.
+    static std::vector<Worker> Others(const std::string& command) {
         std::vector<Worker> workers;
-        for (int i = 0; i < processes; ++i) {
-            workers.push_back(Worker({command, kDocument}));
-            usleep(i == 0 ? 300000 : 0);
+        for (int i = 0; i < 5; ++i) {
+            workers.push_back(PoolWorker({command, kDocument}));
         }
-        for (Worker& worker : workers) {
-            EXPECT_EQ(worker.Wait(), 0);
-        }
+        return workers;
+    }
+    static void LetToolsEnd() {
+        PlayTool({});
+        LetToolEnd();
     }
 };
 
 }  // namespace
 
 TEST_F(CacheContention, SixProcessesThatWantOnePdfConvertItOnce) {
-    RunAtOnce("pdf", 6);
+    Worker first = AtWork("pdf");
+    std::vector<Worker> others = Others("pdf");
+    for (Worker& other : others) {
+        EXPECT_EQ(other.ReadLine(), "waiting");
+    }
+    LetToolsEnd();
+    EXPECT_EQ(first.Wait(), 0);
+    ExpectGoodEnds(others);
     EXPECT_THAT(DockerCalls(), SizeIs(1));
     EXPECT_THAT(RowsOf("SELECT * FROM cache"), SizeIs(1));
     EXPECT_EQ(State()["runningFiles"], Parsed("{}"));
@@ -77,7 +93,12 @@ TEST_F(CacheContention, SixProcessesThatWantOnePdfConvertItOnce) {
 }
 
 TEST_F(CacheContention, SixProcessesThatWantOneThumbnailMakeItOnce) {
-    RunAtOnce("thumbnail", 6);
+    Worker first = AtWork("thumbnail");
+    std::vector<Worker> others = Others("thumbnail");
+    ExpectGoodEnds(others);
+    EXPECT_THAT(DockerCalls(), SizeIs(1)) << "the first one is still at it";
+    LetToolsEnd();
+    EXPECT_EQ(first.Wait(), 0);
     EXPECT_THAT(DockerCalls(), SizeIs(2)) << "one page cut, one picture";
     EXPECT_TRUE(Exists("/volume1/docs/.navoea/a.docx/NAVODOC_THUMB.png"));
     EXPECT_EQ(State()["runningFiles"], Parsed("{}"));
@@ -87,12 +108,10 @@ TEST_F(CacheContention, WritersReadersAndTheCollectionGetAlong) {
     constexpr const char* kSeconds = "30";
     std::vector<Worker> workers;
     for (const std::string writer : {"a-", "b-", "c-", "d-"}) {
-        workers.push_back(Worker({"store", writer, kSeconds}));
-        workers.push_back(Worker({"read", writer, kSeconds}));
+        workers.push_back(PoolWorker({"store", writer, kSeconds}));
+        workers.push_back(PoolWorker({"read", writer, kSeconds}));
     }
-    for (Worker& worker : workers) {
-        EXPECT_EQ(worker.Wait(), 0);
-    }
+    ExpectGoodEnds(workers);
 
     // What may fail costs nothing but a collection: the sum of the sizes and the vacuum when the
     // index stays locked for a second, and the removal of a stream that another has collected.
@@ -109,13 +128,14 @@ TEST_F(CacheContention, WritersReadersAndTheCollectionGetAlong) {
 }
 
 TEST_F(CacheContention, AStoreWaitsForAnotherProcessThatHoldsTheIndex) {
-    Worker holder({"index"});
+    Worker holder = PoolWorker({"index"});
     ASSERT_EQ(holder.ReadLine(), "held");
-    Worker writer({"store", "a-", "1"});
-    usleep(2500000);
+    Worker writer = PoolWorker({"store", "a-", "1"});
+    EXPECT_EQ(writer.ReadLine(), "waiting");
     EXPECT_THAT(DocumentsWithAStream(), IsEmpty());
-    holder.Kill(SIGKILL);
+    holder.Signal(SIGKILL);
     EXPECT_EQ(writer.Wait(), 0);
     EXPECT_THAT(SyslogSink::Get().Texts(), IsEmpty());
+    EXPECT_THAT(DocumentsWithAStream(), SizeIs(Ge(1)));
     EXPECT_THAT(RowsOf("SELECT * FROM cache"), SizeIs(DocumentsWithAStream().size()));
 }

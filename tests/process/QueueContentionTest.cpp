@@ -38,9 +38,6 @@ protected:
             unlink((std::string(SZF_THUMB_DB_PATH) + suffix).c_str());
         }
     }
-    static Worker Process(const std::vector<std::string>& arguments) {
-        return {VELLUMO_QUEUE_WORKER, arguments};
-    }
     static std::vector<Row> RowsOf(const std::string& query) {
         BaseDB queue;
         queue.path = SZF_THUMB_DB_PATH;
@@ -70,8 +67,8 @@ protected:
     static void ExpectEveryDeathIsSurvived(int rows, void (*make)(int)) {
         for (int step = 1;; ++step) {
             make(rows);
-            const int end = Process({"die", std::to_string(step)}).Wait();
-            ASSERT_EQ(Process({"open"}).Wait(), 0) << "after a death at step " << step;
+            const int end = QueueWorker({"die", std::to_string(step)}).Wait();
+            ASSERT_EQ(QueueWorker({"open"}).Wait(), 0) << "after a death at step " << step;
             ASSERT_EQ(Version(), "2") << "after a death at step " << step;
             ASSERT_EQ(RowsOf("SELECT COUNT(DISTINCT path) AS n FROM tasks").at(0)["n"],
                       std::to_string(rows))
@@ -115,28 +112,28 @@ private:
 // Both have seen the new database before either has begun; the slower one then takes it back to
 // version 1 with a column of version 2, which nobody can migrate any more.
 TEST_F(QueueContention, WithoutTurnsAMigrationDoneTwiceRuinsTheQueue) {
-    Worker fast = Process({"halt", "unlocked"});
+    Worker fast = QueueWorker({"halt", "unlocked"});
     ASSERT_EQ(fast.ReadLine(), "halted");
-    Worker slow = Process({"halt", "unlocked"});
+    Worker slow = QueueWorker({"halt", "unlocked"});
     ASSERT_EQ(slow.ReadLine(), "halted");
-    fast.Kill(SIGUSR1);
+    fast.Signal(SIGUSR1);
     EXPECT_EQ(fast.Wait(), 0);
     EXPECT_EQ(Version(), "2");
-    slow.Kill(SIGUSR1);
+    slow.Signal(SIGUSR1);
     EXPECT_EQ(slow.Wait(), 1);
     EXPECT_EQ(Version(), "1");
-    EXPECT_EQ(Process({"open"}).Wait(), 1) << "and so for ever";
+    EXPECT_EQ(QueueWorker({"open"}).Wait(), 1) << "and so for ever";
     EXPECT_THAT(SyslogSink::Get().Texts(),
                 Contains(HasSubstr("database migration from 1 to 2 failed")));
 }
 
 TEST_F(QueueContention, TwoThatMigrateAtOnceTakeTurns) {
-    Worker first = Process({"halt"});
+    Worker first = QueueWorker({"halt"});
     ASSERT_EQ(first.ReadLine(), "halted");
-    Worker second = Process({"halt"});
-    usleep(500000);
-    EXPECT_EQ(Version(), "0") << "the second one did not wait";
-    first.Kill(SIGUSR1);
+    Worker second = QueueWorker({"halt"});
+    ASSERT_EQ(second.ReadLine(), "waiting");
+    EXPECT_EQ(Version(), "0");
+    first.Signal(SIGUSR1);
     EXPECT_EQ(first.Wait(), 0);
     ASSERT_EQ(second.ReadLine(), "") << "it has nothing left to begin";
     EXPECT_EQ(second.Wait(), 0);
@@ -149,22 +146,20 @@ TEST_F(QueueContention, ManyThatMigrateAtOnceAllSucceed) {
         round % 2 == 0 ? RemoveQueue() : MakeFirstVersion(10);
         std::vector<Worker> workers;
         for (int i = 0; i < 8; ++i) {
-            workers.push_back(Process({"open"}));
+            workers.push_back(QueueWorker({"together"}));
         }
-        for (Worker& worker : workers) {
-            EXPECT_EQ(worker.Wait(), 0);
-        }
+        RunTogether(workers);
         ASSERT_EQ(Version(), "2") << "in round " << round;
     }
     EXPECT_THAT(SyslogSink::Get().Texts(), IsEmpty());
 }
 
 TEST_F(QueueContention, TurnOfAKilledProcessIsOver) {
-    Worker holder = Process({"halt"});
+    Worker holder = QueueWorker({"halt"});
     ASSERT_EQ(holder.ReadLine(), "halted");
-    holder.Kill(SIGKILL);
+    holder.Signal(SIGKILL);
     EXPECT_EQ(holder.Wait(), -SIGKILL);
-    EXPECT_EQ(Process({"open"}).Wait(), 0);
+    EXPECT_EQ(QueueWorker({"open"}).Wait(), 0);
     EXPECT_EQ(Version(), "2");
 }
 
@@ -179,15 +174,15 @@ TEST_F(QueueContention, DeathAtAnyStepOfMigratingRowsIsSurvived) {
 TEST_F(QueueContention, NoTaskOfManyProducersAndConsumersIsLost) {
     constexpr int kProducers = 8;
     constexpr size_t kConsumers = 4;
-    ASSERT_EQ(Process({"open"}).Wait(), 0);
+    ASSERT_EQ(QueueWorker({"open"}).Wait(), 0);
     unlink("/device/done");
     std::vector<std::unique_ptr<Consumer>> consumers;
     for (size_t i = 0; i < kConsumers; ++i) {
-        consumers.push_back(std::make_unique<Consumer>(Process({"consume"})));
+        consumers.push_back(std::make_unique<Consumer>(QueueWorker({"consume"})));
     }
     std::vector<Worker> producers;
     for (int i = 0; i < kProducers; ++i) {
-        producers.push_back(Process({"produce", "p" + std::to_string(i), "20"}));
+        producers.push_back(QueueWorker({"produce", "p" + std::to_string(i), "20"}));
     }
     std::set<std::string> produced;
     for (int i = 0; i < kProducers; ++i) {

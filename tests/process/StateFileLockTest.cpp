@@ -7,35 +7,31 @@
 #include "Worker.h"
 
 using namespace vellumo::test;
-using std::chrono::milliseconds;
+using std::chrono::seconds;
 
 namespace {
 
 class StateFileLock : public DeviceTest {
 protected:
     static Worker Holder(const std::string& mode) {
-        Worker holder({"hold", mode});
+        Worker holder = PoolWorker({"hold", mode});
         EXPECT_EQ(holder.ReadLine(), "held");
         return holder;
     }
 
-    // Tries to take the lock in another process; whether it was had, and after how long.
-    static bool TryLock(const std::string& mode, milliseconds& waited) {
-        const auto start = std::chrono::steady_clock::now();
-        const bool had = Worker({"lock", mode}).Wait() == 0;
-        waited = std::chrono::duration_cast<milliseconds>(std::chrono::steady_clock::now() - start);
-        return had;
-    }
     static void ExpectRefusedAfterFiveSeconds(const std::string& mode) {
-        milliseconds waited{};
-        EXPECT_FALSE(TryLock(mode, waited));
-        EXPECT_GE(waited, milliseconds(5000));
-        EXPECT_LT(waited, milliseconds(5600));
+        const auto begin = std::chrono::steady_clock::now();
+        Worker other = PoolWorker({"lock", mode});
+        EXPECT_EQ(other.ReadLine(), "waiting");
+        EXPECT_EQ(other.Wait(), 1);
+        const auto waited = std::chrono::steady_clock::now() - begin;
+        EXPECT_GE(waited, seconds(5));
+        EXPECT_LT(waited, seconds(15));
     }
     static void ExpectHadAtOnce(const std::string& mode) {
-        milliseconds waited{};
-        EXPECT_TRUE(TryLock(mode, waited));
-        EXPECT_LT(waited, milliseconds(500));
+        Worker other = PoolWorker({"lock", mode});
+        EXPECT_EQ(other.ReadLine(), "") << "it had to wait";
+        EXPECT_EQ(other.Wait(), 0);
     }
 };
 
@@ -63,21 +59,22 @@ TEST_F(StateFileLock, ReadersShare) {
 
 TEST_F(StateFileLock, WaiterGetsTheLockWhenItIsGivenBack) {
     Worker holder = Holder("write");
-    Worker waiter({"lock", "write"});
-    usleep(300000);
-    holder.Kill(SIGTERM);
+    Worker waiter = PoolWorker({"lock", "write"});
+    EXPECT_EQ(waiter.ReadLine(), "waiting");
+    holder.Signal(SIGTERM);
     EXPECT_EQ(waiter.Wait(), 0);
 }
 
 TEST_F(StateFileLock, KilledHolderFreesTheLock) {
     Worker holder = Holder("write");
-    holder.Kill(SIGKILL);
+    holder.Signal(SIGKILL);
     EXPECT_EQ(holder.Wait(), -SIGKILL);
     ExpectHadAtOnce("write");
 }
 
 TEST_F(StateFileLock, CommandsStartedUnderTheLockDoNotHoldIt) {
-    EXPECT_EQ(Worker({"child"}).Wait(), 0);
+    EXPECT_EQ(PoolWorker({"child"}).Wait(), 0);
+    EXPECT_EQ(RunProgram({"pgrep", "-x", "sleep"}).status, 0) << "the command has ended already";
     ExpectHadAtOnce("write");
 }
 
@@ -87,11 +84,9 @@ TEST_F(StateFileLock, NoUpdateOfManyProcessesIsLost) {
     WriteState("{}");
     std::vector<Worker> workers;
     for (int i = 0; i < kProcesses; ++i) {
-        workers.push_back(Worker({"count", "w" + std::to_string(i), std::to_string(kUpdates)}));
+        workers.push_back(PoolWorker({"count", "w" + std::to_string(i), std::to_string(kUpdates)}));
     }
-    for (Worker& worker : workers) {
-        EXPECT_EQ(worker.Wait(), 0);
-    }
+    RunTogether(workers);
     EXPECT_EQ(State()["total"], kProcesses * kUpdates);
     for (int i = 0; i < kProcesses; ++i) {
         EXPECT_EQ(State()["w" + std::to_string(i)], kUpdates);

@@ -2,36 +2,25 @@
 #ifndef VELLUMO_TESTS_WORKER_H
 #define VELLUMO_TESTS_WORKER_H
 
-#include <sys/types.h>
-
 #include <string>
 #include <vector>
 
+#include "Process.h"
+
 namespace vellumo::test {
 
-// A running pool_worker, or another program; killed at the end when it has not ended before.
-class Worker {
-public:
-    explicit Worker(const std::vector<std::string>& arguments);
-    Worker(const std::string& program, const std::vector<std::string>& arguments);
-    ~Worker();
-    Worker(Worker&& other) noexcept;
-    Worker(const Worker&) = delete;
-    Worker& operator=(const Worker&) = delete;
-    Worker& operator=(Worker&&) = delete;
+using Worker = RunningProgram;
 
-    // Blocks until the worker has written a line to its standard output.
-    std::string ReadLine();
+// Start a pool_worker or a queue_worker, see there.
+Worker PoolWorker(const std::vector<std::string>& arguments);
+Worker QueueWorker(const std::vector<std::string>& arguments);
 
-    // Blocks until it has ended; its exit status, or minus the signal that ended it.
-    int Wait();
+// Lets workers that say "ready" begin when all of them are, and waits for their ends, which must be
+// good ones.
+void RunTogether(std::vector<Worker>& workers);
 
-    void Kill(int signal);
-
-private:
-    pid_t _process = -1;
-    int _output = -1;
-};
+// Waits for their ends, which must be good ones.
+void ExpectGoodEnds(std::vector<Worker>& workers);
 
 }  // namespace vellumo::test
 

@@ -1,13 +1,18 @@
 // SPDX-License-Identifier: Apache-2.0
 // A process of the package, for tests of several:
-//   pool_worker jobs NAME COUNT   runs COUNT jobs of changing priority through the pool
-//   pool_worker count NAME COUNT  raises the member NAME of the state file COUNT times
+//   pool_worker jobs NAME COUNT   says "ready"; when SIGUSR1 comes, runs COUNT jobs of changing
+//                                 priority through the pool
+//   pool_worker count NAME COUNT  says "ready"; when SIGUSR1 comes, raises the member NAME of the
+//                                 state file COUNT times
 //   pool_worker hold read|write   takes the state file's lock, says so, and keeps it for ever
-//   pool_worker lock read|write   takes it for a moment; exit status 0 when it was had, 1 when not
-//   pool_worker pdf DOCUMENT      converts it into the cache; exit status 0 when that returned 1000
-//   pool_worker thumbnail DOCUMENT  likewise
+//   pool_worker lock read|write   takes it for a moment; says "waiting" when it must wait for it;
+//                                 exit status 0 when it was had, 1 when not
+//   pool_worker pdf DOCUMENT      converts it into the cache; says "waiting" when it waits for who
+//                                 does it already; exit status 0 when that returned 1000
+//   pool_worker thumbnail DOCUMENT  likewise, without waiting
 //   pool_worker store NAME SECONDS  stores a stream of each of the new documents NAME0, NAME1, …
-//                                 with the collection on; exit status 1 when one is not taken
+//                                 with the collection on; says "waiting" when it waits for the
+//                                 index; exit status 1 when one is not taken
 //   pool_worker read NAME SECONDS  reads the streams of these, as far as there are documents, over
 //                                 and over; exit status 1 when one is served that is not whole
 //   pool_worker index             holds the cache index write-locked, says so, for ever
@@ -16,16 +21,19 @@
 #include <fcntl.h>
 #include <navo/exec.h>
 #include <navo/lock.h>
+#include <sys/file.h>
+#include <sys/syscall.h>
 #include <unistd.h>
 
 #include <algorithm>
+#include <cerrno>
 #include <cstdlib>
 #include <ctime>
 #include <fstream>
-#include <iostream>
 #include <iterator>
 #include <string>
 
+#include "Announcement.h"
 #include "vellumo/BaseDB.h"
 #include "vellumo/CacheManager.h"
 #include "vellumo/ConfigManager.h"
@@ -34,12 +42,25 @@
 #include "vellumo/Converter.h"
 
 using namespace NAVO::VELLUMO;
+using vellumo::test::Announce;
+using vellumo::test::AnnounceAndWait;
 
 namespace {
 
 using Pool = ContainerPoolManager;
 
 bool tracing = false;
+
+// What this process says that it waits for, once.
+enum class Obstacle { kNone, kLock, kConversion, kIndex };
+Obstacle announced = Obstacle::kNone;
+
+void WaitsFor(Obstacle obstacle) {
+    if (announced == obstacle) {
+        announced = Obstacle::kNone;
+        Announce("waiting");
+    }
+}
 
 // Appends the state file, one line a version, to the history of all processes. Called while its
 // lock is held, so that the versions stand in the order in which they were true.
@@ -56,6 +77,7 @@ void TraceState() {
 }
 
 int RunJobs(const std::string& name, int count) {
+    AnnounceAndWait("ready");
     tracing = true;
     Pool* pool = Pool::Instance(MAX_USING_COUNT, MAX_MEMORY_COUNT, PARALLEL_COUNT);
     for (int i = 0; i < count; ++i) {
@@ -70,6 +92,7 @@ int RunJobs(const std::string& name, int count) {
 }
 
 int Count(const std::string& name, int count) {
+    AnnounceAndWait("ready");
     ConfigManager state(SZF_CONFIG_PATH, 60);
     for (int i = 0; i < count; ++i) {
         const ConfigWriter writer(state);
@@ -88,17 +111,19 @@ int Hold(const std::string& mode) {
     if (!Lock(state, mode)) {
         return 1;
     }
-    std::cout << "held" << std::endl;
+    Announce("held");
     pause();
     return 0;
 }
 
 int TryLock(const std::string& mode) {
+    announced = Obstacle::kLock;
     ConfigManager state(SZF_CONFIG_PATH, LOCK_TIMEOUT_SECS);
     return Lock(state, mode) ? 0 : 1;
 }
 
 int Make(const std::string& document, int (*service)(const path::Path&)) {
+    announced = Obstacle::kConversion;
     path::Path source;
     source.SetData("realPath", document, true);
     return service(source) == 1000 ? 0 : 1;
@@ -109,6 +134,7 @@ const std::string kStream(100, 'x');
 // No document is stored twice: one that is collected while it is stored anew may keep its stream
 // without a row, and nothing could then be said of rows and streams.
 int Store(const std::string& name, int seconds) {
+    announced = Obstacle::kIndex;
     const std::time_t end = std::time(nullptr) + seconds;
     for (int i = 0; std::time(nullptr) < end; ++i) {
         const std::string document = "/volume1/docs/" + name + std::to_string(i);
@@ -151,7 +177,7 @@ int HoldIndex() {
     if (!index.Open() || !index.Exec("BEGIN IMMEDIATE;")) {
         return 1;
     }
-    std::cout << "held" << std::endl;
+    Announce("held");
     pause();
     return 0;
 }
@@ -176,6 +202,36 @@ __attribute__((visibility("default"))) int NLIBCFileUnlockByFile(int descriptor)
     }
     using Unlock = int (*)(int);
     return reinterpret_cast<Unlock>(dlsym(RTLD_NEXT, "_Z21NLIBCFileUnlockByFilei"))(descriptor);
+}
+
+// These stand before the C library's own.
+extern "C" {
+
+// NOLINTBEGIN(readability-identifier-naming,readability-inconsistent-declaration-parameter-name)
+__attribute__((visibility("default"))) int flock(int file, int operation) noexcept {
+    const int result = static_cast<int>(syscall(SYS_flock, file, operation));
+    if (result != 0 && errno == EWOULDBLOCK) {
+        WaitsFor(Obstacle::kLock);
+        errno = EWOULDBLOCK;
+    }
+    return result;
+}
+
+__attribute__((visibility("default"))) int usleep(useconds_t duration) {
+    if (duration == static_cast<useconds_t>(USLEEP_TIME)) {
+        WaitsFor(Obstacle::kConversion);
+    }
+    const timespec time{duration / 1000000, static_cast<long>(duration % 1000000) * 1000};
+    return static_cast<int>(syscall(SYS_nanosleep, &time, nullptr));
+}
+
+__attribute__((visibility("default"))) int nanosleep(const timespec* duration, timespec* left) {
+    if (duration->tv_nsec == 500000000) {  // between two tries to begin a transaction
+        WaitsFor(Obstacle::kIndex);
+    }
+    return static_cast<int>(syscall(SYS_nanosleep, duration, left));
+}
+// NOLINTEND(readability-identifier-naming,readability-inconsistent-declaration-parameter-name)
 }
 
 int main(int argc, char** argv) {

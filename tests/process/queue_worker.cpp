@@ -1,8 +1,10 @@
 // SPDX-License-Identifier: Apache-2.0
 // A process that uses the task queue, for tests of several:
 //   queue_worker open [unlocked]  opens it; exit status 0 when that worked
+//   queue_worker together         likewise; says "ready" before, and goes on when SIGUSR1 comes
 //   queue_worker halt [unlocked]  likewise; says "halted" when it is about to begin the first
-//                                 transaction, and goes on when SIGUSR1 comes
+//                                 transaction, and goes on when SIGUSR1 comes; says "waiting" when
+//                                 it must wait for its turn before
 //   queue_worker die N            opens it, and is killed when it begins its N-th statement or
 //                                 change of a file, of which it makes one half; exit status 0 when
 //                                 there is no N-th
@@ -13,6 +15,7 @@
 // unlocked: it cannot have the lock by which migrations take turns.
 #include <sqlite3.h>
 #include <sys/file.h>
+#include <sys/syscall.h>
 #include <unistd.h>
 
 #include <cerrno>
@@ -23,8 +26,7 @@
 #include <iostream>
 #include <string>
 
-#include <dlfcn.h>
-
+#include "Announcement.h"
 #include "vellumo/TaskDB.h"
 
 using namespace NAVO::VELLUMO;
@@ -33,6 +35,7 @@ namespace {
 
 bool lockable = true;
 bool halting = false;
+bool hasWaited = false;
 int stepsToDeath = 0;
 
 bool IsLastStep() {
@@ -45,12 +48,7 @@ int OnStatement(unsigned int, void*, void*, void* text) {
     }
     if (halting && std::strcmp(static_cast<const char*>(text), "BEGIN IMMEDIATE;") == 0) {
         halting = false;
-        std::cout << "halted" << std::endl;
-        sigset_t wake;
-        sigemptyset(&wake);
-        sigaddset(&wake, SIGUSR1);
-        int signal = 0;
-        sigwait(&wake, &signal);
+        vellumo::test::AnnounceAndWait("halted");
     }
     return 0;
 }
@@ -89,10 +87,6 @@ void Replace(const char* name, Function* function) {
 }
 
 void WatchSqlite() {
-    sigset_t wake;
-    sigemptyset(&wake);
-    sigaddset(&wake, SIGUSR1);
-    sigprocmask(SIG_BLOCK, &wake, nullptr);
     sqlite3_auto_extension(reinterpret_cast<void (*)()>(Trace));
     Replace("write", Write);
     Replace("pwrite", WriteAt);
@@ -157,8 +151,13 @@ extern "C" __attribute__((visibility("default"))) int flock(int file, int operat
         errno = ENOLCK;
         return -1;
     }
-    using Flock = int (*)(int, int);
-    return reinterpret_cast<Flock>(dlsym(RTLD_NEXT, "flock"))(file, operation);
+    const int result = static_cast<int>(syscall(SYS_flock, file, operation));
+    if (halting && result != 0 && errno == EWOULDBLOCK && !hasWaited) {
+        hasWaited = true;
+        vellumo::test::Announce("waiting");
+        errno = EWOULDBLOCK;
+    }
+    return result;
 }
 
 int main(int argc, char** argv) {
@@ -170,6 +169,10 @@ int main(int argc, char** argv) {
     }
     if (command == "consume") {
         return Consume();
+    }
+    if (command == "together") {
+        vellumo::test::AnnounceAndWait("ready");
+        return Open();
     }
     halting = command == "halt";
     stepsToDeath = command == "die" ? std::atoi(argument.c_str()) : 0;

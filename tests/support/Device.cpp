@@ -9,6 +9,7 @@
 #include <fstream>
 #include <iterator>
 #include <sstream>
+#include <thread>
 
 #include "StateFile.h"
 #include "SyslogSink.h"
@@ -21,8 +22,11 @@ namespace fs = std::filesystem;
 constexpr const char* kDocker = "/device/bin/docker";
 constexpr const char* kScript = "/device/tool-script";
 constexpr const char* kCalls = "/device/docker-calls";
+constexpr const char* kMayEnd = "/device/tool-may-end";
 constexpr const char* kOverlap = "/device/overlap";
 constexpr const char* kAttributes = ".navoea";
+
+constexpr std::chrono::milliseconds kLook{20};
 
 constexpr const char* kShares =
     "[global]\n"
@@ -47,7 +51,7 @@ void InstallDocker(const char* program) {
 
 void InstallScriptedDocker() {
     InstallDocker(VELLUMO_FAKE_DOCKER);
-    for (const char* trace : {kScript, kCalls, kOverlap, "/device/seen-source"}) {
+    for (const char* trace : {kScript, kCalls, kMayEnd, kOverlap, "/device/seen-source"}) {
         fs::remove(trace);
     }
 }
@@ -103,8 +107,12 @@ std::vector<std::string> ScratchFiles() {
 void PlayTool(const Script& script) {
     std::ostringstream text;
     text << script.exitStatus << ' ' << script.productSize << ' ' << script.sleepMs << ' '
-         << script.signal << ' ' << script.keepSource << '\n';
+         << script.signal << ' ' << script.keepSource << ' ' << script.isHeld << '\n';
     WriteFile(kScript, text.str());
+}
+
+void LetToolEnd() {
+    WriteFile(kMayEnd, "");
 }
 
 void UseEmbeddedEngine() {
@@ -133,6 +141,21 @@ std::vector<std::vector<std::string>> DockerCalls() {
         }
     }
     return calls;
+}
+
+bool ToolsAreCalled(size_t count) {
+    return ComesTrue([=] { return DockerCalls().size() >= count; });
+}
+
+bool ComesTrue(const std::function<bool()>& condition, std::chrono::milliseconds limit) {
+    const auto end = std::chrono::steady_clock::now() + limit;
+    while (!condition()) {
+        if (std::chrono::steady_clock::now() > end) {
+            return false;
+        }
+        std::this_thread::sleep_for(kLook);
+    }
+    return true;
 }
 
 bool ContainersEverOverlapped() {

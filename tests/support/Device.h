@@ -7,6 +7,8 @@
 
 #include <sys/types.h>
 
+#include <chrono>
+#include <functional>
 #include <string>
 #include <vector>
 
@@ -36,8 +38,12 @@ struct Script {
     int sleepMs = 0;          // how long the tool takes
     int signal = 0;           // the signal that ends the docker client, 0 for none
     bool keepSource = false;  // copies the source, as the tool sees it, to /device/seen-source
+    bool isHeld = false;      // the tool goes on only when it is told to, or after a minute
 };
 void PlayTool(const Script& script);
+
+// Lets one tool go on that is held, or is the next to be.
+void LetToolEnd();
 
 // Puts the embedded engine in the scripted tools' place: commands run the real converters.
 void UseEmbeddedEngine();
@@ -47,6 +53,13 @@ void UseNotedEngine();
 
 // The argument vectors that /usr/local/bin/docker has received, in order.
 std::vector<std::vector<std::string>> DockerCalls();
+
+// Whether so many tools have been called; waits for it.
+bool ToolsAreCalled(size_t count = 1);
+
+// Whether `condition` comes true; looks again and again until `limit`.
+bool ComesTrue(const std::function<bool()>& condition,
+               std::chrono::milliseconds limit = std::chrono::seconds(20));
 
 // Whether two commands were ever in one container at the same time.
 bool ContainersEverOverlapped();

@@ -65,6 +65,13 @@ PlatformDouble& PlatformDouble::Get() {
     return platform;
 }
 
+void PrintTo(const PlatformCall& call, std::ostream* out) {
+    *out << call.operation;
+    for (const std::string& argument : call.arguments) {
+        *out << ' ' << argument;
+    }
+}
+
 void PlatformDouble::Reset() {
     *this = PlatformDouble();
 }
@@ -331,6 +338,11 @@ int mkostemps(char* pattern, int suffixLength, int flags) {
 int nanosleep(const timespec* duration, timespec* left) {
     const auto answer = Note("nanosleep", -1, duration->tv_sec, duration->tv_nsec);
     return answer ? *answer : Real<int(const timespec*, timespec*)>("nanosleep")(duration, left);
+}
+
+int usleep(useconds_t duration) {
+    const auto answer = Note("usleep", -1, duration);
+    return answer ? *answer : Real<int(useconds_t)>("usleep")(duration);
 }
 
 int setresuid(uid_t real, uid_t effective, uid_t saved) noexcept {

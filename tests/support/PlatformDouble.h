@@ -3,6 +3,7 @@
 #define VELLUMO_TESTS_PLATFORMDOUBLE_H
 
 #include <functional>
+#include <iosfwd>
 #include <optional>
 #include <string>
 #include <vector>
@@ -15,6 +16,8 @@ struct PlatformCall {
     std::string operation;               // such as "NAVOShareGet"
     std::vector<std::string> arguments;  // those that are texts or numbers, as text
 };
+
+void PrintTo(const PlatformCall& call, std::ostream* out);
 
 class PlatformDouble {
 public:

@@ -24,13 +24,14 @@ struct Script {
     int sleepMs = 0;
     int signal = 0;
     bool keepSource = false;
+    bool isHeld = false;
 };
 
 Script ReadScript() {
     Script script;
     std::ifstream file("/device/tool-script");
     file >> script.exitStatus >> script.productSize >> script.sleepMs >> script.signal >>
-        script.keepSource;
+        script.keepSource >> script.isHeld;
     return script;
 }
 
@@ -92,12 +93,23 @@ std::string Product(const std::vector<std::string>& argv) {
     return kTargetDir + name.substr(0, name.rfind('.')) + ".pdf";
 }
 
+// Returns when the test lets this tool go on, which is for one tool each time.
+void AwaitEnd() {
+    const auto end = std::chrono::steady_clock::now() + std::chrono::minutes(1);
+    while (unlink("/device/tool-may-end") != 0 && std::chrono::steady_clock::now() < end) {
+        std::this_thread::sleep_for(std::chrono::milliseconds(10));
+    }
+}
+
 void Play(const Script& script, const std::vector<std::string>& argv) {
     if (script.keepSource) {
         std::ofstream("/device/seen-source", std::ios::binary)
             << std::ifstream(kScratchRoot + PathIn(kSourceDir, argv), std::ios::binary).rdbuf();
     }
     std::this_thread::sleep_for(std::chrono::milliseconds(script.sleepMs));
+    if (script.isHeld) {
+        AwaitEnd();
+    }
     const std::string product = Product(argv);
     if (script.productSize >= 0 && !product.empty()) {
         std::ofstream(kScratchRoot + product, std::ios::binary)

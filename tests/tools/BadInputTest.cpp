@@ -180,6 +180,9 @@ const BadInput kBadInputs[] = {
      "vellumo pdf --help"},
 };
 
+// Locks are waited for longer than this.
+constexpr Milliseconds kAtOnce(4000);
+
 class BadInputTest : public ToolTest, public testing::WithParamInterface<BadInput> {
 protected:
     BadInputTest() {
@@ -198,7 +201,7 @@ protected:
 
     // It is told at once, and nothing has been started.
     static void ExpectRefusedAtOnce(const Outcome& outcome) {
-        EXPECT_LT(outcome.took, Milliseconds(1000));
+        EXPECT_LT(outcome.took, kAtOnce);
         EXPECT_EQ(outcome.out, "");
         EXPECT_THAT(DockerCalls(), testing::IsEmpty());
         EXPECT_FALSE(Exists(kSourceDir)) << "no conversion has been prepared";
@@ -213,7 +216,7 @@ protected:
                               const std::string& why, const std::string& next) {
         const Outcome outcome = RunTool(arguments);
         ExpectStatus(outcome, code);
-        EXPECT_LT(outcome.took, Milliseconds(1000));
+        EXPECT_LT(outcome.took, kAtOnce);
         EXPECT_THAT(outcome.err, AllOf(HasSubstr("cannot convert /docs/a.docx: "), HasSubstr(why),
                                        HasSubstr(next)));
         EXPECT_THAT(DockerCalls(), testing::IsEmpty());

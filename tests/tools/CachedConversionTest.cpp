@@ -202,7 +202,7 @@ TEST_F(CachedConversionTest, NamesTheToolsThatAThumbnailNeeds) {
 TEST_F(CachedConversionTest, AnInterruptedThumbnailHasNotFailed) {
     PlayTool({.sleepMs = 60000});
     RunningTool tool({"thumbnail", "/docs/a.docx"});
-    ASSERT_TRUE(ComesTrue([] { return !DockerCalls().empty(); }));
+    ASSERT_TRUE(ToolsAreCalled());
     EXPECT_TRUE(Exists(kMark)) << "it stands while the thumbnail is made";
     tool.Signal(SIGINT);
     ExpectStatus(tool.Wait(), ExitCode::kInterrupted);
@@ -253,13 +253,15 @@ TEST_F(FolderConversionTest, ASecondRunSkipsWhatIsFreshAndSaysSo) {
 }
 
 TEST_F(FolderConversionTest, AnInterruptedRunGoesOnWhereItWas) {
-    PlayTool({.sleepMs = 400});
+    PlayTool({.isHeld = true});
     RunningTool tool({"pdf", "-r", "/docs"});
-    ASSERT_TRUE(ComesTrue([] { return DockerCalls().size() == 2; }));
+    LetToolEnd();
+    ASSERT_TRUE(ToolsAreCalled(2));
     tool.Signal(SIGINT);
     const Outcome first = tool.Wait();
     ExpectStatus(first, ExitCode::kInterrupted);
     EXPECT_THAT(first.out, HasSubstr("1 of 4 documents converted, 1 failed, 2 not tried"));
+    PlayTool({});
     const Outcome second = RunTool({"pdf", "-r", "/docs"});
     ExpectStatus(second, ExitCode::kDone);
     EXPECT_THAT(second.out, HasSubstr("3 of 4 documents converted, 1 fresh already"));
@@ -275,11 +277,15 @@ TEST_F(FolderConversionTest, ListsTheFailuresAtTheEndWithWhatToDo) {
 }
 
 TEST_F(FolderConversionTest, ShowsHowFarItIs) {
-    PlayTool({.sleepMs = 300});
-    const Outcome outcome = RunTool({"pdf", "-r", "/docs", "--progress", "plain"});
-    EXPECT_THAT(outcome.err,
-                AllOf(HasSubstr("[1/4] /docs/a.docx: tool running"), HasSubstr("0 done, 0 failed"),
-                      HasSubstr("3 done, 0 failed, "), HasSubstr(" left")));
+    PlayTool({.isHeld = true});
+    RunningTool tool({"pdf", "-r", "/docs", "--progress", "plain"});
+    for (const char* document : {"[1/4] /docs/a.docx", "[2/4] /docs/b.xlsx",
+                                 "[3/4] /docs/sub/c.pdf", "[4/4] /docs/sub/deeper/d.odt"}) {
+        EXPECT_TRUE(Says(document + std::string(": tool running")));
+        LetToolEnd();
+    }
+    EXPECT_THAT(tool.Wait().err, AllOf(HasSubstr("0 done, 0 failed"),
+                                       HasSubstr("3 done, 0 failed, "), HasSubstr(" left")));
 }
 
 TEST_F(FolderConversionTest, TriesNoFailedThumbnailAgainUntilItsDocumentChanges) {

@@ -82,10 +82,11 @@ TEST_F(ConversionTest, ReplacesAnOutputOnlyWithForce) {
 }
 
 TEST_F(ConversionTest, DoesNotReplaceAnOutputThatAppearsMeanwhile) {
-    PlayTool({.sleepMs = 500});
+    PlayTool({.isHeld = true});
     RunningTool tool({"pdf", "/docs/a.docx"});
-    ASSERT_TRUE(ComesTrue([] { return !DockerCalls().empty(); }));
+    ASSERT_TRUE(ToolsAreCalled());
     WriteFile("/device/out/a.pdf", "somebody else's");
+    LetToolEnd();
     const Outcome outcome = tool.Wait();
     ExpectStatus(outcome, ExitCode::kOutput);
     EXPECT_THAT(outcome.err, HasSubstr("exists already"));
@@ -167,15 +168,16 @@ TEST_F(ConversionTest, TellsAPreparationThatFailed) {
 }
 
 TEST_F(ConversionTest, TellsThatItsWorkerProcessWasKilled) {
-    InstallDocker("echo x >/device/docker-calls; sleep 2\n");
+    PlayTool({.isHeld = true});
     RunningTool tool({"pdf", "/docs/a.docx"});
-    ASSERT_TRUE(ComesTrue([] { return !DockerCalls().empty(); }));
+    ASSERT_TRUE(ToolsAreCalled());
     const std::string children = ReadFile("/proc/" + std::to_string(tool.Process()) + "/task/" +
                                           std::to_string(tool.Process()) + "/children");
     kill(std::stoi(children), SIGKILL);
     const Outcome outcome = tool.Wait();
     ExpectStatus(outcome, ExitCode::kFailed);
     EXPECT_THAT(outcome.err, AllOf(HasSubstr("was ended by signal 9"), HasSubstr("vellumo pool")));
+    LetToolEnd();
 }
 
 TEST_F(ConversionTest, AttemptsAllDocumentsAndEndsWithTheFirstFailure) {
@@ -215,20 +217,19 @@ TEST_F(ConversionTest, IsSilentWhenQuiet) {
 }
 
 TEST_F(ConversionTest, ShowsThePhasesOfEachDocument) {
-    PlayTool({.sleepMs = 400});
-    const Outcome outcome = RunTool({"pdf", "--progress", "plain", "/docs/a.docx", "/docs/b.xlsx"});
-    EXPECT_THAT(outcome.err, AllOf(HasSubstr("[1/2] /docs/a.docx: tool running"),
-                                   HasSubstr("[2/2] /docs/b.xlsx: tool running")));
+    PlayTool({.isHeld = true});
+    RunningTool tool({"pdf", "--progress", "plain", "/docs/a.docx", "/docs/b.xlsx"});
+    EXPECT_TRUE(Says("[1/2] /docs/a.docx: tool running"));
+    LetToolEnd();
+    EXPECT_TRUE(Says("[2/2] /docs/b.xlsx: tool running"));
+    LetToolEnd();
+    ExpectStatus(tool.Wait(), ExitCode::kDone);
 }
 
 TEST_F(ConversionTest, SaysWhatAJobWaitsFor) {
     WriteState(R"({"navo1":{"using":1},"navo2":{"using":1}})");
     RunningTool tool({"pdf", "--progress", "plain", "--pages", "1", "/docs/a.docx"});
-    EXPECT_TRUE(ComesTrue([] {
-        return ReadFile("/device/stderr").find("waiting for a container") != std::string::npos;
-    }));
-    EXPECT_THAT(ReadFile("/device/stderr"),
-                HasSubstr("waiting for a container, 0 s (1 of 1 container busy)"));
+    EXPECT_TRUE(Says("waiting for a container, 0 s (1 of 1 container busy)"));
     FreeContainers();
     ExpectStatus(tool.Wait(), ExitCode::kDone);
 }

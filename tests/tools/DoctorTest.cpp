@@ -131,7 +131,7 @@ TEST_F(DoctorTest, StatusShowsTheLoadOfEachContainer) {
         "[ \"$3\" = true ] && exit 0\n"
         "echo x >/device/docker-calls; sleep 30\n");
     RunningTool conversion({"pdf", "/docs/a.docx"});
-    ASSERT_TRUE(ComesTrue([] { return !DockerCalls().empty(); }));
+    ASSERT_TRUE(ToolsAreCalled());
     const Json::Value report = RunForJson({"pool", "status"});
     EXPECT_EQ(report["engine"], "Docker version 99");
     const Json::Value& busy = report["containers"][0];

@@ -4,7 +4,6 @@
 #include <fcntl.h>
 #include <grp.h>
 #include <sys/resource.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
 #include <csignal>
@@ -20,7 +19,6 @@ namespace {
 
 constexpr const char* kOut = "/device/stdout";
 constexpr const char* kErr = "/device/stderr";
-constexpr auto kLook = Milliseconds(20);
 
 void Redirect(const char* file, int descriptor) {
     dup2(open(file, O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0666), descriptor);
@@ -32,55 +30,36 @@ void BecomeUser(uid_t user) {
     }
 }
 
-[[noreturn]] void BecomeTool(const std::vector<std::string>& arguments, uid_t user) {
-    std::vector<char*> argv{const_cast<char*>("vellumo")};
-    for (const std::string& argument : arguments) {
-        argv.push_back(const_cast<char*>(argument.c_str()));
-    }
-    argv.push_back(nullptr);
+int BecomeTool(const std::vector<std::string>& arguments, uid_t user) {
+    std::vector<std::string> command{VELLUMO_TOOL};
+    command.insert(command.end(), arguments.begin(), arguments.end());
     setpgid(0, 0);
     const rlimit none{0, 0};
     setrlimit(RLIMIT_CORE, &none);
     Redirect(kOut, STDOUT_FILENO);
     Redirect(kErr, STDERR_FILENO);
     BecomeUser(user);
-    if (chdir(kOutputDir) == 0) {
-        execv(VELLUMO_TOOL, argv.data());
-    }
-    _exit(127);
+    return chdir(kOutputDir) == 0 ? BecomeProgram(command) : 127;
 }
 
 }  // namespace
 
 RunningTool::RunningTool(const std::vector<std::string>& arguments, uid_t user)
-    : _begin(std::chrono::steady_clock::now()), _process(fork()) {
-    if (_process == 0) {
-        BecomeTool(arguments, user);
-    }
-}
-
-RunningTool::~RunningTool() {
-    if (_process > 0) {
-        kill(_process, SIGKILL);
-        waitpid(_process, nullptr, 0);
-    }
-}
-
-void RunningTool::Signal(int signal) const {
-    kill(_process, signal);
-}
+    : _begin(std::chrono::steady_clock::now()),
+      _process([&] { return BecomeTool(arguments, user); }) {}
 
 Outcome RunningTool::Wait() {
-    int status = 0;
-    waitpid(_process, &status, 0);
-    _process = 0;
     Outcome outcome;
+    outcome.status = _process.Wait();
     outcome.took =
         std::chrono::duration_cast<Milliseconds>(std::chrono::steady_clock::now() - _begin);
-    outcome.status = WIFEXITED(status) ? WEXITSTATUS(status) : -WTERMSIG(status);
     outcome.out = ReadFile(kOut);
     outcome.err = ReadFile(kErr);
     return outcome;
+}
+
+bool Says(const std::string& text) {
+    return ComesTrue([&] { return ReadFile(kErr).find(text) != std::string::npos; });
 }
 
 Outcome RunTool(const std::vector<std::string>& arguments) {
@@ -99,17 +78,6 @@ Json::Value RunForJson(std::vector<std::string> arguments) {
         EXPECT_EQ(document.isMember("error"), outcome.status != 0);
     }
     return document;
-}
-
-bool ComesTrue(const std::function<bool()>& condition, Milliseconds limit) {
-    const auto end = std::chrono::steady_clock::now() + limit;
-    while (!condition()) {
-        if (std::chrono::steady_clock::now() > end) {
-            return false;
-        }
-        std::this_thread::sleep_for(kLook);
-    }
-    return true;
 }
 
 void InstallDocker(const std::string& script) {

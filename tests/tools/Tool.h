@@ -7,11 +7,11 @@
 #include <sys/types.h>
 
 #include <chrono>
-#include <functional>
 #include <string>
 #include <vector>
 
 #include "Device.h"
+#include "Process.h"
 #include "app/ExitCode.h"
 
 namespace vellumo::test {
@@ -36,26 +36,23 @@ class RunningTool {
 public:
     // `user`: the account that it runs as, 0 for the test's own.
     explicit RunningTool(const std::vector<std::string>& arguments, uid_t user = 0);
-    ~RunningTool();
-    RunningTool(const RunningTool&) = delete;
-    RunningTool& operator=(const RunningTool&) = delete;
 
-    pid_t Process() const { return _process; }
-    void Signal(int signal) const;
+    pid_t Process() const { return _process.Id(); }
+    void Signal(int signal) const { _process.Signal(signal); }
     Outcome Wait();
 
 private:
     std::chrono::steady_clock::time_point _begin;
-    pid_t _process;
+    ChildProcess _process;
 };
+
+// Whether a call that runs says so on its standard error; waits for it.
+bool Says(const std::string& text);
 
 Outcome RunTool(const std::vector<std::string>& arguments);
 
 // Runs it with --json; the whole standard output must be one JSON document.
 Json::Value RunForJson(std::vector<std::string> arguments);
-
-// Whether `condition` comes true within `limit`.
-bool ComesTrue(const std::function<bool()>& condition, Milliseconds limit = Milliseconds(5000));
 
 // Puts a program of the test's own in the scripted tools' place.
 void InstallDocker(const std::string& script);

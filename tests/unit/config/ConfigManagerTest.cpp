@@ -3,7 +3,6 @@
 
 #include <navo/error.h>
 #include <sys/stat.h>
-#include <sys/wait.h>
 #include <syslog.h>
 #include <unistd.h>
 
@@ -11,6 +10,7 @@
 
 #include "Device.h"
 #include "PlatformDouble.h"
+#include "Process.h"
 #include "StateFile.h"
 #include "SyslogSink.h"
 
@@ -32,14 +32,11 @@ protected:
 
     // Whether another process can take the lock at once.
     static bool OtherCanLock(bool exclusive) {
-        const pid_t child = fork();
-        if (child == 0) {
+        ChildProcess process([=] {
             ConfigManager other(kFile, 0);
-            _exit((exclusive ? other.LockW() : other.LockR()) ? 0 : 1);
-        }
-        int status = 0;
-        waitpid(child, &status, 0);
-        return WIFEXITED(status) && WEXITSTATUS(status) == 0;
+            return (exclusive ? other.LockW() : other.LockR()) ? 0 : 1;
+        });
+        return process.Wait() == 0;
     }
 
     static std::vector<std::string> LockCalls() {

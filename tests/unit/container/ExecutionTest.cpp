@@ -1,6 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
 #include <sys/resource.h>
-#include <sys/wait.h>
 #include <syslog.h>
 #include <unistd.h>
 
@@ -9,6 +8,7 @@
 
 #include "Device.h"
 #include "PlatformDouble.h"
+#include "Process.h"
 #include "StateFile.h"
 #include "SyslogSink.h"
 #include "vellumo/Constants.h"
@@ -38,13 +38,7 @@ protected:
 
     // What `measure` returns in a process of its own: niceness, once raised, stays.
     static int InOwnProcess(const std::function<int()>& measure) {
-        const pid_t child = fork();
-        if (child == 0) {
-            _exit(measure());
-        }
-        int status = 0;
-        waitpid(child, &status, 0);
-        return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+        return ChildProcess(measure).Wait();
     }
     int NicenessAfter(Pool::Priority priority) {
         return InOwnProcess([=, this] {
@@ -157,21 +151,17 @@ TEST_F(Execution, CommandsThatConcatenateToTheSameTextAreOneJob) {
 }
 
 TEST_F(Execution, JobIsQueuedByItsConcatenatedCommandWhileItRuns) {
-    PlayTool({.productSize = -1, .sleepMs = 300});
-    const pid_t runner = fork();
-    if (runner == 0) {
+    PlayTool({.productSize = -1, .isHeld = true});
+    ChildProcess runner([] {
         Pool pool(0, 0, 1);
-        _exit(pool.Execute({"soffice", "--headless"}, Pool::PRIORITY_HIGH) == 1000 ? 0 : 1);
-    }
-    for (int i = 0; i < 100 && DockerCalls().empty(); ++i) {
-        usleep(10000);
-    }
+        return pool.Execute({"soffice", "--headless"}, Pool::PRIORITY_HIGH) == 1000 ? 0 : 1;
+    });
+    EXPECT_TRUE(ToolsAreCalled());
     EXPECT_EQ(State()["runningQueue"], Parsed(R"({"soffice--headless":true})"));
     EXPECT_EQ(State()["navo1"], Parsed(R"({"using":1,"used":1})"));
     EXPECT_EQ(State()["waitingQueue"], Parsed("[{},{},{}]"));
-    int status = -1;
-    waitpid(runner, &status, 0);
-    EXPECT_EQ(status, 0);
+    LetToolEnd();
+    EXPECT_EQ(runner.Wait(), 0);
     ExpectSlotGivenBack();
 }
 

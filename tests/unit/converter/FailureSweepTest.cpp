@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 #include <json/writer.h>
 #include <sys/stat.h>
-#include <sys/wait.h>
 #include <syslog.h>
 #include <unistd.h>
 
@@ -9,6 +8,7 @@
 
 #include "Device.h"
 #include "PlatformDouble.h"
+#include "Process.h"
 #include "StateFile.h"
 #include "SyslogSink.h"
 #include "vellumo/Converter.h"
@@ -123,14 +123,11 @@ protected:
         WriteState(R"({"navo1":{"using":0,"used":0}})");
         SyslogSink::Get().Clear();
         unlink(kReport);
-        const pid_t child = fork();
-        if (child == 0) {
+        ChildProcess process([=] {
             WriteFile(kReport, Json::writeString(Json::StreamWriterBuilder(), Run<Converter>(k)));
-            _exit(0);
-        }
-        int status = -1;
-        waitpid(child, &status, 0);
-        EXPECT_EQ(status, 0) << "the process died when call " << k << " failed";
+            return 0;
+        });
+        EXPECT_EQ(process.Wait(), 0) << "the process died when call " << k << " failed";
         return Parsed(ReadFile(kReport));
     }
 

@@ -1,15 +1,10 @@
 // SPDX-License-Identifier: Apache-2.0
-#include <sys/wait.h>
 #include <unistd.h>
-
-#include <chrono>
-#include <thread>
 
 #include "../cache/Cache.h"
 #include "PlatformDouble.h"
 #include "StateFile.h"
 #include "SyslogSink.h"
-#include "vellumo/ConfigManager.h"
 #include "vellumo/Constants.h"
 #include "vellumo/Converter.h"
 
@@ -25,7 +20,6 @@ namespace {
 
 constexpr const char* kDocument = "/volume1/docs/a.docx";
 constexpr const char* kCached = "/volume1/docs/.navoea/a.docx/NAVODOC_THUMB.pdf";
-constexpr const char* kMark = "/volume1/docs/a.docx:origin";
 
 class CachedPdf : public CacheTest {
 protected:
@@ -35,16 +29,6 @@ protected:
         path::Path source;
         source.SetData("realPath", document, true);
         return converter::ToPDFCache(source);
-    }
-    static void SetMark() {
-        ConfigManager state(SZF_CONFIG_PATH, 5);
-        const ConfigWriter writer(state);
-        state.config["runningFiles"][kMark] = Json::Value(Json::objectValue);
-    }
-    static void ClearMark() {
-        ConfigManager state(SZF_CONFIG_PATH, 5);
-        const ConfigWriter writer(state);
-        state.config["runningFiles"].removeMember(kMark);
     }
     static void ExpectNothingLeft() {
         EXPECT_THAT(ScratchFiles(), IsEmpty());
@@ -97,17 +81,21 @@ TEST_F(CachedPdf, FailedConversionLeavesNoMark) {
 }
 
 TEST_F(CachedPdf, WaitsForWhoeverIsMakingItAndConvertsNothing) {
-    SetMark();
-    std::thread other([] {
-        std::this_thread::sleep_for(std::chrono::milliseconds(700));
-        ClearMark();
+    const std::string without = StateText();
+    WriteState(R"({"navo1":{},"runningFiles":{"/volume1/docs/a.docx:origin":{}}})");
+    int pauses = 0;
+    PlatformDouble::Get().SetAnswer([&](const PlatformCall& call) -> std::optional<int> {
+        if (call.operation != "usleep") {
+            return std::nullopt;
+        }
+        if (++pauses == 2) {
+            WriteState(without);  // the other process is done
+        }
+        return 0;
     });
-    const auto start = std::chrono::steady_clock::now();
     EXPECT_EQ(Convert(), 1000);
-    const auto waited = std::chrono::steady_clock::now() - start;
-    other.join();
-    EXPECT_GE(waited, std::chrono::milliseconds(1000)) << "gone after 0.7 s, seen at the next look";
-    EXPECT_LT(waited, std::chrono::milliseconds(1450));
+    ASSERT_EQ(pauses, 2);
+    EXPECT_THAT(PlatformDouble::Get().CallsOf("usleep").at(0).arguments, ElementsAre("500000"));
     EXPECT_THAT(DockerCalls(), IsEmpty());
     EXPECT_THAT(Rows("SELECT * FROM cache"), IsEmpty());
 }

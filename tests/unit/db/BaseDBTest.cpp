@@ -211,7 +211,7 @@ TEST_F(Database, StatementsWaitASecondForALock) {
     EXPECT_FALSE(_db.QueryResult("SELECT * FROM t", rows));
     const auto waited = std::chrono::steady_clock::now() - start;
     EXPECT_GE(waited, std::chrono::milliseconds(900));
-    EXPECT_LT(waited, std::chrono::milliseconds(2000));
+    EXPECT_LT(waited, std::chrono::seconds(10));
 }
 
 TEST_F(Database, QuotesAreDoubled) {
