@@ -57,7 +57,7 @@ Words BlockOf(const std::string& help, const std::string& title) {
 
 Words SubcommandsOf(const Words& command) {
     Words subcommands;
-    for (const std::string& line : BlockOf(Help(command), "Subcommands:")) {
+    for (const std::string& line : BlockOf(Help(command), "Commands:")) {
         subcommands.push_back(line.substr(0, line.find(' ')));
     }
     return subcommands;

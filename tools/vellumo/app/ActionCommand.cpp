@@ -14,7 +14,7 @@ std::string CheckGiven(const std::string& value) {
 
 CLI::App* ActionCommand::AddAction(const std::string& name, const std::string& description,
                                    std::function<CommandResult()> run) {
-    CLI::App* arguments = Arguments()->add_subcommand(name, description)->group("Commands");
+    CLI::App* arguments = Arguments()->add_subcommand(name, description);
     _actions.push_back({arguments, std::move(run)});
     return arguments;
 }

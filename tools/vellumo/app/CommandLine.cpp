@@ -36,9 +36,6 @@ constexpr const char* kExamples =
     "With --json, every command prints one JSON document instead of text, also when it fails.\n"
     "\nExit status:\n";
 
-constexpr const char* kForDocuments = "Commands for documents";
-constexpr const char* kForTheServer = "Commands for the server";
-
 std::string ExitCodeLines() {
     std::ostringstream lines;
     for (const ExitCodeEntry& entry : ExitCodes()) {
@@ -57,10 +54,12 @@ bool AsksForJson(int argc, char** argv) {
     return false;
 }
 
-void AddJsonFlag(CLI::App& app, bool& json) {
+// The flag --json of every command and action, and their heading in the help.
+void AddWhatAllShare(CLI::App& app, bool& json) {
     app.add_flag("--json", json, "Print one JSON document instead of text");
     for (CLI::App* command : app.get_subcommands(nullptr)) {
-        AddJsonFlag(*command, json);
+        command->group("Commands");
+        AddWhatAllShare(*command, json);
     }
 }
 
@@ -94,12 +93,6 @@ std::string Explain(const CLI::ParseError& error, const CLI::App& innermost) {
 
 }  // namespace
 
-template <typename Added>
-void CommandLine::Add(const char* group) {
-    _commands.push_back(std::make_unique<Added>(_app));
-    _app.get_subcommand(_commands.back()->Name())->group(group);
-}
-
 CommandLine::CommandLine() : _app(kDescription, "vellumo") {
     _app.footer(kExamples + ExitCodeLines());
     _app.set_help_flag("-h,--help", "Print this help and exit");
@@ -107,15 +100,15 @@ CommandLine::CommandLine() : _app(kDescription, "vellumo") {
     _app.get_formatter()->label("SUBCOMMAND", "COMMAND");
     _app.get_formatter()->label("Positionals", "Arguments");
     _app.require_subcommand(1);
-    Add<PdfCommand>(kForDocuments);
-    Add<ThumbnailCommand>(kForDocuments);
-    Add<CacheCommand>(kForDocuments);
-    Add<PathCommand>(kForDocuments);
-    Add<CheckCommand>(kForDocuments);
-    Add<PoolCommand>(kForTheServer);
-    Add<QueueCommand>(kForTheServer);
-    Add<RecordCommand>(kForTheServer);
-    AddJsonFlag(_app, _json);
+    _commands.push_back(std::make_unique<PdfCommand>(_app));
+    _commands.push_back(std::make_unique<ThumbnailCommand>(_app));
+    _commands.push_back(std::make_unique<CacheCommand>(_app));
+    _commands.push_back(std::make_unique<PathCommand>(_app));
+    _commands.push_back(std::make_unique<CheckCommand>(_app));
+    _commands.push_back(std::make_unique<PoolCommand>(_app));
+    _commands.push_back(std::make_unique<QueueCommand>(_app));
+    _commands.push_back(std::make_unique<RecordCommand>(_app));
+    AddWhatAllShare(_app, _json);
 }
 
 int CommandLine::Run(int argc, char** argv) {

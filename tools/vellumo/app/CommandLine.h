@@ -20,8 +20,6 @@ public:
     int Run(int argc, char** argv);
 
 private:
-    template <typename Added>
-    void Add(const char* group);  // `group`: the command's heading in the help
     Command* Chosen() const;
     int RunChosen();
     int EndWith(const std::string& command, CommandResult result) const;
