@@ -5,6 +5,7 @@
 #include <fcntl.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <cstdio>
 #include <memory>
@@ -52,13 +53,11 @@ public:
 
 private:
     bool Dissolve(const Descriptor& folder) {
-        for (const std::string& name : NamesIn(folder)) {
-            if (unlinkat(folder.Get(), name.c_str(), 0) != 0 &&
-                (!OpenWithRights(folder, name) || !MoveUp(folder, name))) {
-                return false;
-            }
-        }
-        return true;
+        const std::vector<std::string> names = NamesIn(folder);
+        return std::all_of(names.begin(), names.end(), [&](const std::string& name) {
+            return unlinkat(folder.Get(), name.c_str(), 0) == 0 ||
+                   (OpenWithRights(folder, name) && MoveUp(folder, name));
+        });
     }
 
     bool MoveUp(const Descriptor& folder, const std::string& name) {
