@@ -88,8 +88,7 @@ protected:
         return Convert(assignment, notes);
     }
     static void ExpectNothingLeft() {
-        EXPECT_THAT(Names(kSourceDir), IsEmpty());
-        EXPECT_THAT(Names(kTargetDir), IsEmpty());
+        EXPECT_THAT(ScratchFiles(), IsEmpty());
         EXPECT_EQ(State()["navo1"]["using"], 0);
         EXPECT_EQ(State()["navo2"]["using"], 0);
     }
