@@ -62,23 +62,14 @@ fs::path CanaryPlace() {
 // it. Removed at the end with its content.
 class CanaryFolder {
 public:
-    CanaryFolder() : _realPath(loader::Resolve(kFolderOfCanaries, "").realPath) {
-        fs::create_directories(_realPath);
-        _realPath += "/@doctor-XXXXXX";
-        if (mkdtemp(_realPath.data()) == nullptr) {
-            const std::error_code error(errno, std::generic_category());
-            _realPath.clear();
-            throw fs::filesystem_error("cannot create a folder for the sample documents", error);
-        }
+    CanaryFolder() : CanaryFolder(MakeFolder()) {
         for (const char* document : {"report.odt", "budget.xlsx", "brochure.pdf", "book.epub"}) {
             fs::copy_file(CanaryPlace() / document, fs::path(_realPath) / document);
         }
     }
     ~CanaryFolder() {
-        if (!_realPath.empty()) {
-            std::error_code ignored;
-            fs::remove_all(_realPath, ignored);
-        }
+        std::error_code ignored;
+        fs::remove_all(_realPath, ignored);
     }
     CanaryFolder(const CanaryFolder&) = delete;
     CanaryFolder& operator=(const CanaryFolder&) = delete;
@@ -88,6 +79,21 @@ public:
     }
 
 private:
+    // A constructor of its own, so that the folder is removed also when a document cannot be
+    // copied.
+    explicit CanaryFolder(std::string realPath) : _realPath(std::move(realPath)) {}
+
+    static std::string MakeFolder() {
+        std::string path = loader::Resolve(kFolderOfCanaries, "").realPath;
+        fs::create_directories(path);
+        path += "/@doctor-XXXXXX";
+        if (mkdtemp(path.data()) == nullptr) {
+            const std::error_code error(errno, std::generic_category());
+            throw fs::filesystem_error("cannot create a folder for the sample documents", error);
+        }
+        return path;
+    }
+
     std::string _realPath;
 };
 
