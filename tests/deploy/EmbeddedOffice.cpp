@@ -7,8 +7,7 @@ namespace vellumo::test {
 namespace {
 
 constexpr const char* kEmbedded = R"sh(
-container=navo1 above=${T%/*} rooms=${T%/*}/.warm-navo1/rooms
-tool() { docker exec $container timeout --kill-after=5 ${limit:-120} "$@"; }
+above=${T%/*} rooms=${T%/*}/.warm-navo1/rooms
 cold() { local container=cold; "$@"; }
 without_cold() { mount --bind /usr/bin/false /usr/bin/bwrap; }
 processes() { pgrep -x $1; }

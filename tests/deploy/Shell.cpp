@@ -34,7 +34,8 @@ PATH=/usr/local/bin:$PATH
 source=/Vellumo/@tmp/source target=/Vellumo/@tmp/target
 S=/volume1/docker/@tmp$source T=/volume1/docker/@tmp$target
 mkdir -p "$S" "$T"
-tool() { docker exec navo1 timeout --kill-after=5 120 "$@"; }
+container=navo1
+tool() { docker exec $container timeout --kill-after=5 ${limit:-120} "$@"; }
 )sh";
 
 }  // namespace

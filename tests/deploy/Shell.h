@@ -34,7 +34,8 @@ public:
 
     // Runs `script` in a device view over $folder/root, with the engine and without /dev/log. It
     // finds $source and $target, the scratch directories as the tools see them, $S and $T, the
-    // same on the host, and `tool`, which runs a command as the core does.
+    // same on the host, and `tool`, which runs a command as the core does in $container, with the
+    // time limit $limit if that is set.
     Said InView(const std::string& script) const;
 
     // The same as an ordinary user, in a view over $folder/ordinary. Needs root.

@@ -139,7 +139,7 @@ ok      convert
 ok      ebook-convert
 ok      ebook-meta
 Everything is sound.
-FAILED  convert: the tool (convert) made no usable product; out of order
+FAILED  convert: the tool (pdftk or convert) made no usable product; out of order
         See that the tool is there and runs where the converters do (packages imagemagick, ghostscript).
 8
 )"));
