@@ -14,7 +14,8 @@
 //                                 with the collection on; says "waiting" when it waits for the
 //                                 index; exit status 1 when one is not taken
 //   pool_worker read NAME SECONDS  reads the streams of these, as far as there are documents, over
-//                                 and over; exit status 1 when one is served that is not whole
+//                                 and over; exit status 1 when one is served that is not whole, 2
+//                                 when none is served
 //   pool_worker index             holds the cache index write-locked, says so, for ever
 //   pool_worker child             takes the write lock, starts a command that outlives it, ends
 #include <dlfcn.h>
@@ -155,7 +156,7 @@ int Read(const std::string& name, int seconds) {
     for (int i = 0; std::time(nullptr) < end; ++i) {
         const std::string document = "/volume1/docs/" + name + std::to_string(i);
         if (access(document.c_str(), F_OK) != 0) {
-            i = std::max(-1, i - 100);  // the streams before that are collected already
+            i = std::max(-1, i - 25);  // most streams before that are collected already
             continue;
         }
         CacheManager cache(true, 8000);
@@ -168,7 +169,7 @@ int Read(const std::string& name, int seconds) {
             return 1;
         }
     }
-    return served > 0 ? 0 : 1;
+    return served > 0 ? 0 : 2;
 }
 
 int HoldIndex() {
