@@ -1,6 +1,6 @@
 # SPDX-License-Identifier: Apache-2.0
 # shellcheck shell=bash disable=SC2034 # the lists are for whoever sources this
-# What the scripts share. Sourced with the tree's root as the working directory.
+# Functions and lists that the scripts share. Source this with the tree's root as the working directory.
 
 step() { printf '\n== %s\n' "$*"; }
 fail() {
@@ -8,7 +8,7 @@ fail() {
     exit "${2:-1}"
 }
 
-# Packages that are needed to build and test; the converters' tools in a list of their own.
+# Packages to build, to convert and to test.
 build_packages=(g++ cmake ninja-build pkg-config libjsoncpp-dev libboost-filesystem-dev
     libboost-system-dev libsqlite3-dev libseccomp-dev libcli11-dev libgtest-dev libgmock-dev
     libbenchmark-dev bubblewrap)
@@ -16,7 +16,7 @@ tool_packages=(libreoffice-writer libreoffice-calc libreoffice-impress libreoffi
     libreoffice-math python3-uno unoconv pdftk-java qpdf imagemagick ghostscript calibre
     fonts-dejavu fonts-liberation)
 test_packages=(procps poppler-utils abigail-tools mandoc acl shellcheck)
-# A container engine, which root alone can run, and what the converters' image is made with.
+# A container engine, which only root can run, and the programs that build the converters' image.
 engine_packages=(docker.io debootstrap docker-compose)
 check_packages=(clang clang-format clang-tidy libclang-rt-dev)
 
@@ -28,11 +28,12 @@ missing_packages() {
     done
 }
 
-# What the packages of a container engine would have every start of the machine bring up. The tests'
-# engine is one of their own.
+# The services that the packages of a container engine would start together with the machine. The tests
+# do not need them: they start an engine of their own.
 engine_units=(docker.service docker.socket containerd.service)
 
-# Which services a package's script may start, as every such script asks: none, or as before.
+# Every installation script of a package asks this program whether it may start a service. The first
+# function makes the answer no, the second restores what was there before.
 policy=/usr/sbin/policy-rc.d
 refuse_starts() {
     [ ! -e "$policy" ] || mv "$policy" "$policy.before"
@@ -44,7 +45,7 @@ allow_starts() {
     [ ! -e "$policy.before" ] || mv "$policy.before" "$policy"
 }
 
-# Installs packages, and nothing of them runs: not now, and not when the machine starts again.
+# Installs packages without starting their services, neither now nor at the machine's next start.
 install_packages() {
     local unit new=()
     for unit in "${engine_units[@]}"; do
@@ -62,7 +63,8 @@ install_packages() {
     done
 }
 
-# Installs what is missing of the packages given; an ordinary user is told what to ask for.
+# Installs those of the given packages that are missing. For an ordinary user it fails and prints the
+# command for an administrator.
 need_packages() {
     command -v dpkg-query >/dev/null ||
         fail "this machine has no Debian packages; install the equivalents of: $*" 69
@@ -78,7 +80,7 @@ need_packages() {
     install_packages "${missing[@]}"
 }
 
-# Configures a preset and builds it, or only the targets that are named after it.
+# build_preset PRESET [TARGET...]: configures a preset and builds it, or only the targets.
 build_preset() {
     local preset=$1 targets=()
     shift
