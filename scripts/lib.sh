@@ -1,6 +1,6 @@
 # SPDX-License-Identifier: Apache-2.0
 # shellcheck shell=bash disable=SC2034 # the lists are for whoever sources this
-# Functions and lists that the scripts share. Source this with the tree's root as the working directory.
+# Functions and lists that the scripts share. To be sourced in the root directory of the tree.
 
 step() { printf '\n== %s\n' "$*"; }
 fail() {
@@ -28,8 +28,8 @@ missing_packages() {
     done
 }
 
-# The services that the packages of a container engine would start together with the machine. The tests
-# do not need them: they start an engine of their own.
+# The services that the packages of a container engine would start together with the machine. The
+# tests do not need them: they start an engine of their own.
 engine_units=(docker.service docker.socket containerd.service)
 
 # Every installation script of a package asks this program whether it may start a service. The first
@@ -63,8 +63,8 @@ install_packages() {
     done
 }
 
-# Installs those of the given packages that are missing. For an ordinary user it fails and prints the
-# command for an administrator.
+# Installs those of the given packages that are missing. For an ordinary user it fails and prints
+# the command for an administrator.
 need_packages() {
     command -v dpkg-query >/dev/null ||
         fail "this machine has no Debian packages; install the equivalents of: $*" 69
