@@ -17,8 +17,8 @@ bool IsContainerName(const std::string& name) {
            std::isalnum(static_cast<unsigned char>(name.front())) != 0;
 }
 
-// The file name in an argument S or A=S, where S is a path right in the source directory; empty
-// for every other argument.
+// The file name in an argument S or A=S, where S is the path of a file directly in the source
+// directory; empty for every other argument.
 std::string DocumentIn(const std::string& argument) {
     const std::string directory = NAVO::VELLUMO::SZF_COVERT_SOURCE_DIR;
     const size_t at = argument.find(directory);
@@ -39,7 +39,7 @@ std::string FindDocument(const std::vector<std::string>& arguments) {
         }
         if (!document.empty()) {
             throw Failure(kEngineFailed, "the command names more than one document, " + document +
-                                             " first; run it for each on its own");
+                                             " first; run it once for each document");
         }
         document = name;
     }

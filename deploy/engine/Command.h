@@ -7,18 +7,18 @@
 
 namespace vellumo::engine {
 
-// What `docker exec NAME COMMAND…` asks for.
+// The words of `docker exec NAME COMMAND…`.
 struct Command {
     std::string container;
     std::vector<std::string> arguments;  // the program and its arguments, never empty
-    std::string document;  // file name of the scratch source that they name, empty for none
+    std::string document;  // file name of the scratch source in the arguments, empty for none
 };
 
-// Reads what follows the program's own name: `exec`, a container name and a command. Throws Failure
-// when one is missing, and for a command that names two documents.
+// Reads the words after the program's own name: `exec`, a container name and a command. Throws
+// Failure when one of them is missing, and for a command that names two documents.
 Command ParseCommand(const std::vector<std::string>& words);
 
-// Throws Failure for what no container can be called.
+// Throws Failure when `name` is not a valid container name.
 void CheckContainerName(const std::string& name);
 
 }  // namespace vellumo::engine

@@ -7,14 +7,14 @@
 
 namespace vellumo::engine {
 
-constexpr int kRefused = 1;         // the document is none that a tool should see
+constexpr int kRefused = 1;         // no tool may read this document
 constexpr int kEngineFailed = 125;  // the engine could not do its part
 constexpr int kTimeLimit = 124;     // `timeout` ended the command
 constexpr int kKilled = 128;        // plus the number of the signal that ended the command
-constexpr int kTooLarge = 153;      // a file, or all together, reached the limit: SIGXFSZ
+constexpr int kTooLarge = 153;      // a file, or all files together, reached the limit: SIGXFSZ
 
-// Why the command is not run or its products are not kept: the engine's exit status and the text
-// for its caller, which ends with what to do about it.
+// The reason why the engine does not run the command or does not keep its products: the engine's
+// exit status and the message for the caller. The message ends with advice.
 class Failure : public std::runtime_error {
 public:
     Failure(int status, const std::string& text) : std::runtime_error(text), _status(status) {}
@@ -24,7 +24,7 @@ private:
     int _status;
 };
 
-// A failure of the engine's own: `what` with the text of `error`, an errno.
+// A failure with kEngineFailed. Its text is `what` and the message for the errno value `error`.
 Failure SystemFailure(const std::string& what, int error);
 
 }  // namespace vellumo::engine

@@ -6,11 +6,12 @@
 
 namespace vellumo::engine {
 
-// The directory of the settings and replacements that the tools get, in a build tree or where the
-// engine is installed. Throws Failure when it is missing.
+// Returns the directory of the tools' settings and wrappers, in the build tree or in the
+// installation. Throws Failure when it is missing.
 std::string FindData();
 
-// The program that asks a warm office in place of `tool`; empty when there is none for it.
+// Returns the path of the program that sends the command of `tool` to a warm office; empty when
+// there is none for that tool.
 std::string FindFront(const std::string& tool);
 
 }  // namespace vellumo::engine

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-// `docker exec` without a container engine: see kHelp.
+// Does the work of `docker exec` without a container engine; see kHelp.
 #include <unistd.h>
 
 #include <exception>
@@ -25,32 +25,35 @@ constexpr const char* kHelp =
 vellumo-engine start NAME | stop NAME | status [NAME]
 vellumo-engine --help | --version
 
-Runs COMMAND as in a container, without a container engine: the system's programs in a bubblewrap
-sandbox without network. It stands at /usr/local/bin/docker; NAME may be any container's name.
+Runs COMMAND as in a container, but without a container engine: the system's programs run in a
+bubblewrap sandbox without network. Install it as /usr/local/bin/docker. NAME may be any valid
+container name.
 
-A command that names a document, /Vellumo/@tmp/source/FILE, finds a copy of just that one there.
-What it leaves in /Vellumo/@tmp/target/ goes to the scratch directory of that name on the docker
-share's volume when it has ended, unless a signal or `timeout` ended it.
+When COMMAND names a document, /Vellumo/@tmp/source/FILE, the sandbox contains a copy of that
+document and of no other. When COMMAND has ended, the files that it leaves in /Vellumo/@tmp/target/
+are copied to the scratch directory of the same name on the docker share's volume, unless a signal
+or `timeout` ended the command.
 
-Exit status: the command's own; 1 for a document that is empty, not readable, or a .pdf that is no
-PDF; 153 for a command that makes more than 768 MiB; 125 when the engine cannot do its part, with the
+Exit status: that of COMMAND; 1 for a document that is empty or unreadable, or a .pdf file that is
+not a PDF; 153 when COMMAND writes more than 768 MiB; 125 when the engine itself fails, with the
 reason on standard error.
 
-start keeps an office running for NAME, so that documents need not wait for one to start; it takes one
-document at a time, and what it does not do goes on as before. stop ends it. Neither minds what is
-done already. status tells "NAME warm PROCESS", with the process that keeps the office, or "NAME
-cold" and ends with status 3; without NAME, of all that are warm.
+start keeps an office running for NAME, so that documents do not wait for an office to start. That
+office converts one document at a time; every other command runs as without it. stop ends the
+office. Both succeed if there is nothing to do. status prints "NAME warm PROCESS", where PROCESS
+keeps the office, or prints "NAME cold" and ends with status 3. Without NAME, it lists all warm
+offices.
 
 Examples:
   vellumo-engine exec navo1 timeout --kill-after=5 120 ebook-meta /Vellumo/@tmp/source/a.epub
   vellumo-engine start navo1
 )";
 
-// A caller that has only put its effective ids aside is root all the same, and as such it is let
-// at documents that belong to others.
+// A caller whose real user id is 0 and whose effective ids are not is still root. The engine takes
+// root's rights back, because it needs them to read other users' documents.
 void BecomeWholeRoot() {
     if (getuid() == 0 && geteuid() != 0 && (setresuid(0, 0, 0) != 0 || setresgid(0, 0, 0) != 0)) {
-        throw Failure(kEngineFailed, "root's rights cannot be taken back; run it as root");
+        throw Failure(kEngineFailed, "cannot regain root's rights; run the engine as root");
     }
 }
 
@@ -77,7 +80,7 @@ int Execute(Command command) {
     return status ? *status : ExecuteCold(command, tree, child);
 }
 
-// `start`, `stop` and `status`, whose name may be missing.
+// Handles `start`, `stop` and `status`. Only `status` works without a name.
 int HandleWarmOffice(const std::vector<std::string>& words) {
     const std::string& action = words[0];
     if (words.size() > 2 || (words.size() < 2 && action != "status")) {

@@ -34,13 +34,13 @@ int StatusOf(int waitStatus) {
     return WIFSIGNALED(waitStatus) ? kKilled + WTERMSIG(waitStatus) : WEXITSTATUS(waitStatus);
 }
 
-// Out of the way of the descriptors that the child is to have.
+// Duplicates the descriptor to a number above those that the child gets.
 int MovedUp(int descriptor) {
     return fcntl(descriptor, F_DUPFD_CLOEXEC, kPassedDescriptor + 1);
 }
 
-// Only what the child is to have: a directory of the host that a caller left open would lead out
-// of a sandbox.
+// Closes all descriptors but the child's own: a directory of the host that a caller left open would
+// be a way out of the sandbox.
 void ArrangeDescriptors(int reports, int passed) {
     const int empty = open("/dev/null", O_RDONLY | O_CLOEXEC);
     dup2(empty, STDIN_FILENO);
@@ -61,8 +61,8 @@ ChildProcess::ChildProcess() {
     }
     sigprocmask(SIG_BLOCK, &_awaited, &_original);
     static_cast<void>(
-        std::signal(SIGCHLD, SIG_DFL));  // ignored, it would take the children's statuses with it
-    // Descendants whose own parent is gone become children of this process and can be waited for.
+        std::signal(SIGCHLD, SIG_DFL));  // if ignored, the children's exit statuses would be lost
+    // Descendants whose parent has ended become children of this process, which can wait for them.
     prctl(PR_SET_CHILD_SUBREAPER, 1);
 }
 
@@ -96,7 +96,7 @@ pid_t ChildProcess::Start(const Program& program, Descriptor reports) const {
 void ChildProcess::Become(Program program, int reports) const {
     const std::vector<char*> argv = support::ArgumentVector(program.argv);
     const std::vector<char*> environment = support::ArgumentVector(program.environment);
-    program.prepare();  // after it, there may be no more memory to be had
+    program.prepare();  // after this call, memory allocations may fail
     ArrangeDescriptors(reports, program.passed);
     sigprocmask(SIG_SETMASK, &_original, nullptr);
     execve(argv[0], argv.data(), environment.data());
@@ -128,7 +128,8 @@ int ChildProcess::WaitForAll(pid_t child, const Program& program) const {
     }
 }
 
-// Waits for a signal or the time to ask; gives the signal for which the child is to end, or 0.
+// Waits for a signal or, with mayGoOn, for at most kTimeToAsk. Returns the signal for which the
+// child must end, or 0.
 int ChildProcess::AwaitEvent(const Program& program) const {
     const int signal = program.mayGoOn ? sigtimedwait(&_awaited, nullptr, &kTimeToAsk)
                                        : sigwaitinfo(&_awaited, nullptr);

@@ -11,36 +11,38 @@
 
 namespace vellumo::engine {
 
-// What a child is to run.
+// A program for a child process, and how to start and end it.
 struct Program {
-    std::vector<std::string> argv;              // its absolute path first
-    std::vector<std::string> environment = {};  // NAME=VALUE; nothing is inherited
-    std::function<void()> prepare = [] {};      // called in the child before it becomes it
-    int passed = -1;                            // the child's kPassedDescriptor, -1 for none
-    int ending = SIGKILL;                       // what it gets when it is to end
-    // Asked every tenth of a second, if given: false ends the child as its file size limit would.
+    std::vector<std::string> argv;              // the first is the program's absolute path
+    std::vector<std::string> environment = {};  // NAME=VALUE; the child inherits no variables
+    std::function<void()> prepare = [] {};      // called in the child before it executes argv
+    int passed = -1;                            // becomes kPassedDescriptor; -1 for none
+    int ending = SIGKILL;                       // the signal that ends the child
+    // If set, called every tenth of a second. When it returns false, the child is ended, with the
+    // same status as if it had reached its file size limit.
     std::function<bool()> mayGoOn = nullptr;
 };
 
-// How a child and everything that it started came to an end.
+// The result of a child, when it and all its descendants have ended.
 struct Ending {
     int status;           // exit status, or 128 plus the number of the signal that ended it
-    std::string reports;  // what it wrote to kReportsDescriptor
+    std::string reports;  // what the child wrote to kReportsDescriptor
 };
 
-// Descriptors that the child gets beside the standard three. Its standard input is empty, its
-// standard output and error are the engine's, and nothing else is open.
+// The child's file descriptors beside the standard three. Its standard input is empty, its standard
+// output and standard error are the engine's, and no other descriptor is open.
 constexpr int kReportsDescriptor = 3;
 constexpr int kPassedDescriptor = 4;
 
 // From its construction on, a signal that would end this process ends the child instead, so that
-// the process can put things in order. One object at most, made before anything that needs order.
+// this process can clean up. A process may have one such object. Construct it before any object
+// whose destructor has to clean up.
 class ChildProcess {
 public:
     ChildProcess();
 
-    // Runs `program` until it and all its descendants have ended. The child dies with this process,
-    // even of SIGKILL. Throws Failure when it cannot be started.
+    // Runs `program` and waits until it and all its descendants have ended. When this process ends,
+    // even by SIGKILL, the child is killed. Throws Failure when the child cannot be started.
     Ending Run(const Program& program);
 
 private:

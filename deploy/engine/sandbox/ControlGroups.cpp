@@ -11,9 +11,9 @@ namespace {
 
 namespace fs = std::filesystem;
 
-// A hierarchy of groups, and this process's place in it.
+// A hierarchy of control groups, and the path of this process's group in it.
 struct Hierarchy {
-    std::vector<std::string> controllers;  // none in the unified one
+    std::vector<std::string> controllers;  // empty for the unified hierarchy
     std::string path;
 };
 
@@ -73,7 +73,7 @@ bool IsMountOf(const Mount& mount, const Hierarchy& hierarchy) {
                : mount.type == "cgroup" && Has(mount.options, hierarchy.controllers.front());
 }
 
-// The directory of this process's group; empty when it is not mounted.
+// The directory of this process's group; empty when the mount does not contain that group.
 fs::path OwnDirectory(const Hierarchy& hierarchy, const Mount& mount) {
     const fs::path below = fs::path(hierarchy.path).lexically_relative(mount.root);
     return below.empty() || *below.begin() == ".." ? "" : (mount.point / below).lexically_normal();
@@ -87,8 +87,8 @@ bool PassesLimitsOn(const fs::path& directory) {
     return Has(controllers, "memory") && Has(controllers, "pids");
 }
 
-// In the unified hierarchy a group either holds processes or passes limits on to groups in it, so
-// this process's own will not do, but one above may.
+// In the unified hierarchy a group either contains processes or passes controllers on to the groups
+// in it. So this process's own group is not suitable, but a group above it may be.
 fs::path Passing(fs::path directory, const fs::path& top) {
     while (!PassesLimitsOn(directory)) {
         if (directory == top || directory == directory.parent_path()) {

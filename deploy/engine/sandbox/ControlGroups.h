@@ -7,16 +7,16 @@
 
 namespace vellumo::engine {
 
-// A directory in which a group with these limits can be made by who has the right to.
+// A directory in which a process with sufficient rights can create a control group with limits.
 struct GroupPlace {
     std::string directory;  // ends with a slash
-    bool unified;           // of the second version of control groups
-    bool memory;
-    bool processes;
+    bool unified;           // control groups version 2
+    bool memory;            // a group there can limit memory
+    bool processes;         // a group there can limit the number of processes
 };
 
-// Where this process's own groups are, or above them where only there limits can be set. One place
-// for both limits, one for each, or none.
+// Returns the directories of this process's own control groups, or directories above them if limits
+// can be set only there. The result is one place for both limits, one for each limit, or none.
 std::vector<GroupPlace> FindGroupPlaces();
 
 }  // namespace vellumo::engine

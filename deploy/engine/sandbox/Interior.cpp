@@ -10,16 +10,17 @@ namespace {
 
 namespace fs = std::filesystem;
 
-// What bubblewrap makes on the way to a mount point only root may enter; these are for all.
+// bubblewrap creates the parent directories of a mount point with access for root alone. These
+// directories are created explicitly, so that every user may enter them.
 constexpr const char* kDirectories[] = {
     "/usr", "/usr/local", "/usr/local/share", "/etc",     "/opt",         "/opt/vellumo",
     "/var", "/var/cache", "/var/lib",         "/Vellumo", "/Vellumo/@tmp"};
 
-// The system's own programs, which are linked to /usr or lie there themselves.
+// The directories of the system's own programs: links to /usr, or real directories.
 constexpr const char* kPrograms[] = {"bin", "sbin", "lib", "lib32", "lib64", "libx32"};
 
-// What they read. Of what a server adds to /usr only fonts: every mount costs time, and the
-// server's settings are there too.
+// The files that these programs read. Of the server's additions in /usr/local, only fonts: every
+// mount costs time, and the server's settings are in there too.
 constexpr const char* kReadByPrograms[] = {
     "/usr/libexec",        "/usr/share",       "/usr/local/share/fonts", "/etc/alternatives",
     "/etc/fonts",          "/etc/ghostscript", "/etc/ld.so.cache",       "/etc/libreoffice",
@@ -27,7 +28,7 @@ constexpr const char* kReadByPrograms[] = {
     "/var/lib/libreoffice"};
 
 struct Place {
-    const char* outside;  // below the engine's own files
+    const char* outside;  // relative to the engine's own files
     const char* inside;
 };
 
@@ -45,7 +46,7 @@ struct Variable {
     const char* value;
 };
 
-// Qt's browser engine has a sandbox of its own, which cannot be set up inside this one.
+// Qt's browser engine has its own sandbox, which cannot be set up inside this one.
 constexpr Variable kEnvironment[] = {{"PATH", "/opt/vellumo/bin:/usr/bin:/bin"},
                                      {"HOME", "/tmp/home"},
                                      {"LANG", "C.UTF-8"},
@@ -88,7 +89,7 @@ void AddOwn(Words& words) {
     }
 }
 
-// Memory that may be written to is bounded (bytes).
+// The writable memory file systems have a size limit (bytes).
 void AddMemory(Words& words) {
     Append(words, {"--proc", "/proc", "--dev", "/dev"});
     Append(words, {"--perms", "1777", "--size", "134217728", "--tmpfs", "/dev/shm"});

@@ -6,9 +6,9 @@
 
 namespace vellumo::engine {
 
-// What every sandbox has, as options of bubblewrap: the system's programs and what they read, the
-// settings and replacements that come with the engine, memory to write to, an environment of its
-// own. Throws Failure when the engine's own files are missing.
+// Returns the bubblewrap options that all sandboxes have in common: the system's programs and the
+// files that they read, the engine's settings and wrappers for the tools, writable memory file
+// systems, and the environment variables. Throws Failure when the engine's own files are missing.
 Words Interior();
 
 }  // namespace vellumo::engine

@@ -21,7 +21,7 @@ constexpr rlim_t kMebibyte = rlim_t{1} << 20U;
 constexpr rlim_t kMemory = 1536 * kMebibyte;
 constexpr rlim_t kFile = 768 * kMebibyte;
 constexpr rlim_t kProcesses = 256;
-// Without a control group they count for a user, whose sandboxes are many.
+// Without a control group the kernel counts the processes of a user, who may have many sandboxes.
 constexpr rlim_t kProcessesOfUser = 2048;
 
 constexpr const char* kPrefix = "vellumo-engine-";
@@ -29,7 +29,7 @@ constexpr const char* kPrefix = "vellumo-engine-";
 struct Setting {
     const char* file;
     std::string value;
-    bool isOptional;  // a kernel may lack it
+    bool isOptional;  // some kernels do not have the file
 };
 
 bool Write(const std::string& path, const std::string& text) {
@@ -53,10 +53,11 @@ std::vector<Setting> SettingsFor(const GroupPlace& place) {
 }
 
 void RemoveGroup(const std::string& path) {
-    static_cast<void>(rmdir(path.c_str()));  // one in which something still ends is left to others
+    // Fails while a process in the group is still ending; a later engine removes the group then.
+    static_cast<void>(rmdir(path.c_str()));
 }
 
-// None where there is no right to make one.
+// Returns null when this process may not create a group there.
 std::unique_ptr<LockedDirectory> MakeGroup(const GroupPlace& place) {
     std::unique_ptr<LockedDirectory> group;
     try {
@@ -80,7 +81,8 @@ void Bound(__rlimit_resource what, rlim_t most) {
     setrlimit(what, &limit);
 }
 
-// When the whole machine lacks memory, it is a sandbox that ends, before anything of the server's.
+// When the whole machine runs out of memory, the kernel kills a sandbox's process before any of the
+// server's.
 void OfferToMemoryLimit() {
     static_cast<void>(Write("/proc/self/oom_score_adj", "500"));
 }

@@ -9,17 +9,17 @@
 
 namespace vellumo::engine {
 
-// What all that runs in one sandbox may take together: 1536 MiB of memory and 256 processes, in a
-// control group of its own. Where there is none to be had (who is not root seldom may make one),
-// the memory is limited for each process alone, and the processes for all sandboxes of the user. No
-// file in it may grow over 768 MiB, and no process leaves a core file.
+// The limits of one sandbox. All its processes together may use 1536 MiB of memory and 256
+// processes, which a control group of its own enforces. Where no control group can be created (only
+// root usually may), the memory limit applies to each process alone, and one limit on processes
+// applies to all sandboxes of the user together. No file may grow beyond 768 MiB, and no process
+// leaves a core file.
 class Limits {
 public:
-    // Makes the control groups, which are removed again at the object's end: nothing may run in
-    // them any more then.
+    // Creates the control groups. The destructor removes them; no process may run in them by then.
     Limits();
 
-    // Puts the calling process and all that it will start under the limits.
+    // Applies the limits to the calling process and to all processes that it starts later.
     void Enter() const;
 
 private:

@@ -17,9 +17,9 @@ namespace {
 namespace fs = std::filesystem;
 
 constexpr const char* kBubblewrap = "/usr/bin/bwrap";
-constexpr uintmax_t kProducts = uintmax_t{768} << 20U;  // bytes that a command may leave
+constexpr uintmax_t kProducts = uintmax_t{768} << 20U;  // limit of a command's products, in bytes
 
-// bubblewrap itself, with its descriptors.
+// The bubblewrap program and the descriptors that it gets.
 Words Bubblewrap() {
     return {kBubblewrap, "--json-status-fd", std::to_string(kReportsDescriptor), "--seccomp",
             std::to_string(kPassedDescriptor)};
@@ -37,7 +37,8 @@ Words Isolation() {
     return words;
 }
 
-// What bubblewrap makes on the way to a mount point only root may enter; these are for all.
+// bubblewrap creates the parent directories of a mount point with access for root alone. These
+// options create them so that every user may enter them.
 Words OnTheWayTo(const fs::path& place) {
     Words words;
     fs::path directory = "/";
@@ -57,7 +58,7 @@ Words PlacesOf(const SandboxPlan& plan) {
     return words;
 }
 
-// Nothing may be written to but memory and what has been bound for that.
+// Only the memory file systems and the directories bound with --bind stay writable.
 Words Sealing() {
     return {"--remount-ro", "/dev", "--remount-ro", "/"};
 }
@@ -78,8 +79,8 @@ Words PowersOf(const SandboxPlan& plan) {
     return words;
 }
 
-// What starts the command in the sandbox. A root without capabilities still owns what is root's,
-// nobody does not.
+// The program that starts the command in the sandbox. A root without capabilities still owns root's
+// files; the user `nobody` does not.
 Words Starter(bool asNobody) {
     Words words;
     if (asNobody) {
@@ -94,7 +95,7 @@ Words Starter(bool asNobody) {
     return words;
 }
 
-// bubblewrap reports the command's exit status only if it came to start it.
+// bubblewrap reports an exit status only if it has started the command.
 bool WasStarted(const Ending& ending) {
     return ending.reports.find("\"exit-code\"") != std::string::npos;
 }

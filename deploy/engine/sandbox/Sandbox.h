@@ -12,11 +12,11 @@
 
 namespace vellumo::engine {
 
-// What one sandbox has beside what every one has, and what runs in it.
+// The properties of one sandbox, in addition to those that all have in common, and its command.
 struct SandboxPlan {
     struct Place {
-        std::string outside;  // a directory of the host
-        std::string inside;
+        std::string outside;  // path of a directory on the host
+        std::string inside;   // its path in the sandbox
         bool isWritable;
     };
     struct Variable {
@@ -26,27 +26,27 @@ struct SandboxPlan {
 
     std::vector<Place> places;
     std::vector<Variable> environment = {};
-    Words powers = {};      // capabilities of its root, who has none else
-    bool asNobody = false;  // runs `command` as `nobody`, not as its root
+    Words powers = {};      // the only capabilities of the sandbox's root
+    bool asNobody = false;  // runs `command` as the user `nobody` instead of the sandbox's root
     Words command;
     std::function<bool()> mayGoOn = nullptr;  // see Program
 };
 
-// Runs a command in a sandbox and returns its exit status once nothing of it runs any more.
+// Runs a command in a sandbox, waits until all its processes have ended, and returns its exit
+// status.
 //
-// What it has: the system's programs, read-only; the tools' settings and replacements that come
-// with the engine; memory for /tmp and its home, within `Limits`; what `plan` says. What it has
-// not: a network, other processes, other files, capabilities, the caller's environment, the system
-// calls that SystemCallFilter refuses.
+// The command has the system's programs, read-only; the engine's settings and wrappers for the
+// tools; a /tmp and a home directory in memory, within `Limits`; and what `plan` adds. It has no
+// network, no other processes, no other files, no capabilities, nothing of the caller's
+// environment, and none of the system calls that SystemCallFilter refuses.
 //
-// Throws Failure when there is no sandbox to be had; bubblewrap's own reason goes to standard
-// error.
+// Throws Failure when no sandbox can be set up; bubblewrap writes the reason to standard error.
 int RunInSandbox(const SandboxPlan& plan, ChildProcess& child);
 
-// Runs a converter's `command` in such a sandbox, with `scratch`'s source, read-only, and target
-// under the names that every container has for them. When what it leaves in the target takes over
-// 768 MiB, it is ended with kTooLarge. It runs as `nobody` where that is another user than the
-// engine's, else as a root without any power.
+// Runs a converter's `command` in such a sandbox. The source directory of `scratch`, read-only, and
+// its target directory have the same paths in it as in every container. When the files in the
+// target directory take more than 768 MiB, the command is ended with kTooLarge. It runs as the user
+// `nobody` where the engine can become that user, else as a root without capabilities.
 int RunInSandbox(const Words& command, const PrivateScratch& scratch, ChildProcess& child);
 
 }  // namespace vellumo::engine

@@ -16,7 +16,7 @@ namespace vellumo::engine {
 namespace {
 
 constexpr int kRefusedCalls[] = {
-    // Mounts, and leaving the sandbox's own for others.
+    // Mounts, and leaving the sandbox's namespaces for others.
     SCMP_SYS(mount), SCMP_SYS(umount), SCMP_SYS(umount2), SCMP_SYS(pivot_root), SCMP_SYS(chroot),
     SCMP_SYS(open_tree), SCMP_SYS(move_mount), SCMP_SYS(fsopen), SCMP_SYS(fsconfig),
     SCMP_SYS(fsmount), SCMP_SYS(fspick), SCMP_SYS(mount_setattr), SCMP_SYS(unshare),
@@ -24,7 +24,7 @@ constexpr int kRefusedCalls[] = {
     // Other processes' memory and descriptors.
     SCMP_SYS(ptrace), SCMP_SYS(process_vm_readv), SCMP_SYS(process_vm_writev),
     SCMP_SYS(pidfd_getfd), SCMP_SYS(kcmp),
-    // The kernel's own machinery.
+    // The kernel's internal interfaces.
     SCMP_SYS(bpf), SCMP_SYS(perf_event_open), SCMP_SYS(userfaultfd), SCMP_SYS(io_uring_setup),
     SCMP_SYS(io_uring_enter), SCMP_SYS(io_uring_register), SCMP_SYS(keyctl), SCMP_SYS(add_key),
     SCMP_SYS(request_key), SCMP_SYS(modify_ldt), SCMP_SYS(vmsplice), SCMP_SYS(fanotify_init),
@@ -40,7 +40,7 @@ constexpr unsigned kNewNamespaces[] = {CLONE_NEWNS,   CLONE_NEWCGROUP, CLONE_NEW
 
 using Context = std::unique_ptr<void, decltype(&seccomp_release)>;
 
-// True when the kernel of this library's time has no such call either.
+// Also true for a call that libseccomp does not know on this architecture (EDOM).
 bool Refuse(const Context& filter, int call) {
     const int result = seccomp_rule_add(filter.get(), SCMP_ACT_ERRNO(EPERM), call, 0);
     return result == 0 || result == -EDOM;
@@ -52,12 +52,13 @@ bool RefuseNamespaces(const Context& filter) {
         done = done && seccomp_rule_add(filter.get(), SCMP_ACT_ERRNO(EPERM), SCMP_SYS(clone), 1,
                                         SCMP_A0(SCMP_CMP_MASKED_EQ, flag, flag)) == 0;
     }
-    // Its flags lie in memory, out of a filter's sight; programs go back to clone then.
+    // A filter cannot see the flags of clone3, which are in memory. With ENOSYS, programs fall back
+    // to clone.
     return done && seccomp_rule_add(filter.get(), SCMP_ACT_ERRNO(ENOSYS), SCMP_SYS(clone3), 0) == 0;
 }
 
-// Only the families up to netlink, which looks interfaces up: what comes after are the kernel's own
-// doors, to raw packets, to a machine's host, to its ciphers.
+// Allows only the families up to netlink, which programs use to look up interfaces. The families
+// after it give access to raw packets, to a virtual machine's host and to the kernel's ciphers.
 bool RefuseSockets(const Context& filter) {
     return seccomp_rule_add(filter.get(), SCMP_ACT_ERRNO(EAFNOSUPPORT), SCMP_SYS(socket), 1,
                             SCMP_A0(SCMP_CMP_GT, AF_NETLINK)) == 0;
@@ -79,7 +80,7 @@ SystemCallFilter::SystemCallFilter() : _file(memfd_create("filter", MFD_CLOEXEC)
         lseek(_file.Get(), 0, SEEK_SET) != 0) {
         throw Failure(
             kEngineFailed,
-            "the filter of system calls cannot be made; is memory or libseccomp at fault?");
+            "cannot make the filter of system calls; check free memory and libseccomp");
     }
 }
 

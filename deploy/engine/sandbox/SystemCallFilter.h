@@ -6,15 +6,16 @@
 
 namespace vellumo::engine {
 
-// What the kernel refuses to a converter: calls that none of them needs and through which programs
-// have broken out of sandboxes. They fail with EPERM; calls of another architecture end the
+// A seccomp filter of system calls that no converter needs and through which programs have broken
+// out of sandboxes. A refused call fails with EPERM. A call of another architecture ends the
 // program.
 class SystemCallFilter {
 public:
-    // Throws Failure when there is no memory for it.
+    // Throws Failure when the filter cannot be made, for example for lack of memory.
     SystemCallFilter();
 
-    // A file that holds the filter as bubblewrap wants it, to be read from where it stands.
+    // Returns the descriptor of a file that contains the filter in the form that bubblewrap reads,
+    // positioned at its beginning. The object owns the descriptor.
     int Get() const { return _file.Get(); }
 
 private:

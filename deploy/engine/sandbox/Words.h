@@ -7,7 +7,7 @@
 
 namespace vellumo::engine {
 
-// Of a command line.
+// The words of a command line.
 using Words = std::vector<std::string>;
 
 inline void Append(Words& words, const Words& more) {

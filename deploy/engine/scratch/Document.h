@@ -6,12 +6,13 @@
 
 namespace vellumo::engine {
 
-// Copies the scratch source `source`, which is a user's own file under a second name, to the new
-// file `copy`, readable by all; where the file system can, both share their blocks.
+// Copies the scratch source `source`, a hard link to a user's own file, to the new file `copy`,
+// which all users may read. Where the file system supports it, both files share their blocks.
 //
-// Throws Failure with kRefused for a document that no tool should see: one that cannot be read, an
-// empty one (tools make a blank page of it) and a .pdf that is none (it would be run as a
-// PostScript program). The text names the file. Throws kEngineFailed when it cannot be copied.
+// Throws Failure with kRefused for a document that no tool may read: one that cannot be opened, an
+// empty one (tools turn it into a blank page) and a .pdf that is not a PDF (it would be run as a
+// PostScript program). The message names the file. Throws Failure with kEngineFailed when the
+// document cannot be copied.
 void CopyDocument(const std::string& source, const std::string& copy);
 
 }  // namespace vellumo::engine

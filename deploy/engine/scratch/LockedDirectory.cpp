@@ -32,7 +32,7 @@ void SweepLeftovers(const std::string& above, const std::string& prefix, Remover
 
 bool Remove(const std::string& tree) {
     if (unlink(tree.c_str()) == 0) {
-        return true;  // there was a file or link in its place
+        return true;  // it was a file or a link
     }
     const Descriptor directory = support::OpenDirectory(tree);
     return directory && support::RemoveContents(directory) && rmdir(tree.c_str()) == 0;
@@ -76,8 +76,9 @@ void LockedDirectory::Create(const std::string& above, const std::string& prefix
     }
 }
 
-// Between its creation and its lock, a sweeper may have taken it for a leftover. By its name: a
-// directory of processes tells nothing by its links.
+// Between its creation and its lock, another process may have removed the directory as a leftover.
+// The check looks the name up, because the link count of a control group's directory does not show
+// whether it was removed.
 bool LockedDirectory::IsThere() const {
     return support::LiesAt(_lock, _path);
 }

@@ -8,19 +8,21 @@
 
 namespace vellumo::engine {
 
-// Takes away a directory.
+// A function that removes the directory with this path.
 using Remover = void (*)(const std::string&);
 
-// Removes a directory with all that is in it, if there is one; says so on standard error when it
-// cannot.
+// Removes a directory with all its contents, if it exists. On failure, writes a message to standard
+// error.
 void RemoveTree(const std::string& tree);
 
-// A new directory with a name of its own, locked for as long as the object lives, then removed.
-// What a killed process has left is removed by the next one: its lock is free.
+// A new directory with a unique name. It is locked for as long as the object lives; the destructor
+// removes it. The directory of a killed process is no longer locked, and the next process removes
+// it.
 class LockedDirectory {
 public:
-    // `above` ends with a slash; the name begins with `prefix`. Throws Failure when it cannot be
-    // made.
+    // Creates the directory in `above`, which ends with a slash, under a name that begins with
+    // `prefix`. Before that, removes the directories with this prefix that no process has locked.
+    // Throws Failure when the directory cannot be created.
     LockedDirectory(const std::string& above, const std::string& prefix, Remover remove);
     ~LockedDirectory();
     LockedDirectory(const LockedDirectory&) = delete;

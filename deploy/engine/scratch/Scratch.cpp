@@ -28,7 +28,8 @@ void MakeShared(const std::string& directory) {
     }
 }
 
-// A path ends with a slash here, which would lead through a link.
+// Opens a directory whose path ends with a slash. The slash is removed, because with it the call
+// would follow a symbolic link.
 support::Descriptor OpenFolder(const std::string& path) {
     return support::OpenDirectory(fs::path(path).parent_path());
 }
@@ -42,7 +43,7 @@ ScratchTree FindScratchTree() {
     std::string volume;
     if (!NAVO::VELLUMO::VolumePathGet(SZF_DOCKER_DIR, volume)) {
         throw Failure(kEngineFailed,
-                      "there is no share docker, on whose volume documents pass through; add a "
+                      "there is no share docker, whose volume holds the scratch directories; add a "
                       "section [docker] with its path to /etc/samba/smb.conf");
     }
     const std::string root = volume + SZF_DOCKER_DIR;
@@ -76,7 +77,7 @@ bool PrivateScratch::GiveToNobody() const {
 }
 
 uintmax_t PrivateScratch::SizeOfTarget() const {
-    constexpr uintmax_t kBlock = 512;  // of st_blocks, on every file system
+    constexpr uintmax_t kBlock = 512;  // unit of st_blocks on every file system
     uintmax_t size = 0;
     std::error_code error;
     for (fs::recursive_directory_iterator

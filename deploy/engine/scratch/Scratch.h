@@ -9,40 +9,42 @@
 
 namespace vellumo::engine {
 
-// Where sources and products pass through, on the volume of the docker share: host directories
-// with a trailing slash.
+// The scratch directories for sources and products, on the volume of the docker share. Paths on the
+// host; source, target and above end with a slash.
 struct ScratchTree {
-    std::string root;  // what stands before the names that the tools have for the next two
-    std::string source;
-    std::string target;
-    std::string above;  // holds both, and this engine's own directories
+    std::string root;    // prefix of the tools' paths for source and target
+    std::string source;  // directory of the sources
+    std::string target;  // directory of the products
+    std::string above;   // contains both, and this engine's own directories
 };
 
-// Throws Failure when there is no docker share or its directories cannot be made.
+// Finds the scratch directories and creates them if they are missing. Throws Failure when there is
+// no docker share or a directory cannot be created.
 ScratchTree FindScratchTree();
 
-// One command's own part of the scratch tree, `source` and `target` in a directory beside the
-// shared ones, on the same file system.
+// The scratch directories of one command: `source` and `target` in a new directory beside the
+// shared ones, on the same file system. The destructor removes them.
 class PrivateScratch {
 public:
     static constexpr const char* kPrefix = ".engine-";  // of the directories' names
 
-    // Throws Failure when the directory cannot be made.
+    // Creates the directory in `above`, see ScratchTree. Throws Failure when it cannot be created.
     explicit PrivateScratch(const std::string& above);
 
     std::string Source() const { return _directory.Path() + "/source/"; }
     std::string Target() const { return _directory.Path() + "/target/"; }
 
-    // Makes everything in it the property of the user `nobody`. False where there is no such user:
-    // in a user namespace that has root alone.
+    // Makes the user `nobody` the owner of everything in the directory. False when that user does
+    // not exist here, as in a user namespace with root alone.
     bool GiveToNobody() const;
 
-    // Bytes that what lies in Target() takes. A command may be at work there.
+    // Returns the disk space, in bytes, of the files in Target(). A command may be writing there.
     uintmax_t SizeOfTarget() const;
 
-    // Brings the command's products to the directory `target` as files of the engine's user with
-    // mode 0644, replacing what is there: regular files of the command's user that are not hidden
-    // and not a tool's temporary. Throws Failure when one cannot be published.
+    // Copies the command's products to the directory `target`, as files of the engine's user with
+    // mode 0644, and replaces files with the same names. Products are regular files that belong to
+    // the command's user, are not hidden and are not a tool's temporary files. Throws Failure when
+    // a product cannot be published.
     void Publish(const std::string& target) const;
 
 private:

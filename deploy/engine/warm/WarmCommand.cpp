@@ -18,8 +18,8 @@ namespace {
 using Seconds = std::chrono::duration<double>;
 
 constexpr const char* kTimeout = "/usr/bin/timeout";
-constexpr int kLeftToCold = 121;  // no status of `timeout` or an office
-// Statuses with which the front or its `timeout` tells that it could do nothing.
+constexpr int kLeftToCold = 121;  // not an exit status of `timeout` or an office
+// Exit statuses of the front or its `timeout` when the command was not run.
 constexpr int kCouldNot[] = {kLeftToCold, kEngineFailed, 126, 127};
 
 // timeout --kill-after=N LIMIT TOOL …
@@ -33,7 +33,8 @@ std::optional<double> Number(const std::string& text) {
     return isNumber && value > 0 ? std::optional(value) : std::nullopt;
 }
 
-// The limit of a command for an office, as the library gives it; none for every other.
+// The time limit, in seconds, of a command for an office in the library's form; none for every
+// other command.
 std::optional<double> LimitOf(const std::vector<std::string>& words) {
     const bool isTimed =
         words.size() > kToolAt && words[0] == "timeout" && words[1].starts_with("--kill-after=");
@@ -73,7 +74,7 @@ std::optional<int> RunWarm(Command& command, const ScratchTree& tree, ChildProce
     argv[0] = kTimeout;
     argv[kToolAt] = front;
     const auto began = std::chrono::steady_clock::now();
-    // Told to end, `timeout` passes it on, and the front puts things in order.
+    // `timeout` passes SIGTERM on to the front, which then cleans up.
     const int status =
         child.Run({.argv = argv, .environment = EnvironmentFor(place, tree), .ending = SIGTERM})
             .status;

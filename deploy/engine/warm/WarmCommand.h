@@ -10,9 +10,10 @@
 
 namespace vellumo::engine {
 
-// Has the warm office of `command`'s container do it, if there is one and it is one of the commands
-// for an office, within its own `timeout`. Gives the exit status, products being in their place; or
-// none when the command is to go on in a sandbox of its own, with the time that is left to it then.
+// Lets the warm office of the command's container run `command`, within the time limit of its
+// `timeout`, if there is such an office and the command is for an office. Returns the exit status,
+// with the products in the target directory. Returns none when the command has to run in a sandbox
+// instead; `command` then has the remaining time as its time limit.
 std::optional<int> RunWarm(Command& command, const ScratchTree& tree, ChildProcess& child);
 
 }  // namespace vellumo::engine

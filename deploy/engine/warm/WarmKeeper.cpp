@@ -21,17 +21,18 @@ namespace {
 
 using support::Descriptor;
 
-// Of the engine's environment, for whoever wants other limits.
+// Variables of the engine's environment that the office-keeper gets too: they set its limits.
 constexpr const char* kPassedOn[] = {"VELLUMO_OFFICE_DOCUMENTS", "VELLUMO_OFFICE_IDLE",
                                      "VELLUMO_OFFICE_DEADLINE", "VELLUMO_OFFICE_MEMORY",
                                      "VELLUMO_OFFICE_SPACE"};
 
-// The keeper reads and removes what belongs to the office, hands it a room, becomes it, ends it.
+// The office-keeper needs these to read and remove the office's files, to give it a room, to become
+// its user and to end it.
 constexpr const char* kPowers[] = {"CAP_SETUID", "CAP_SETGID", "CAP_KILL", "CAP_CHOWN",
                                    "CAP_DAC_OVERRIDE"};
 
-// Rooms and socket have the same names inside and outside, so that a request that names a room is
-// understood on both sides.
+// The rooms and the socket have the same paths inside and outside the sandbox, because a request
+// contains paths in a room.
 SandboxPlan PlanFor(const WarmPlace& place) {
     SandboxPlan plan{
         .places = {{place.Rooms(), place.Rooms(), true}, {place.Run(), place.Run(), true}},
@@ -52,7 +53,7 @@ SandboxPlan PlanFor(const WarmPlace& place) {
     return plan;
 }
 
-// A caller may wait for the end of what it reads from this process, or remove its directory.
+// A caller may read this process's output until its end, or remove its working directory.
 void LeaveCaller() {
     static_cast<void>(chdir("/"));
     const Descriptor nothing(open("/dev/null", O_RDWR | O_CLOEXEC));
@@ -61,7 +62,8 @@ void LeaveCaller() {
     }
 }
 
-// Tells on standard error, in an ordinary sandbox, what stands in the way of a warm office.
+// Checks in an ordinary sandbox that an office can run. Its programs write the reason to standard
+// error if not; the keeper's own standard error leads to /dev/null later.
 void TryOffice(const ScratchTree& tree, ChildProcess& child) {
     const PrivateScratch scratch(tree.above);
     const int status = RunInSandbox(
@@ -71,11 +73,11 @@ void TryOffice(const ScratchTree& tree, ChildProcess& child) {
     if (status != 0) {
         throw Failure(kEngineFailed,
                       "no office can be kept warm; install libreoffice-writer, -calc, -impress and "
-                      "python3-uno. Until then each document gets an office of its own");
+                      "python3-uno. Until then each document starts its own office");
     }
 }
 
-// A place that is made, and taken away with what is left in it.
+// Creates a warm place, and removes it with all its contents at the end.
 class KeptPlace {
 public:
     explicit KeptPlace(WarmPlace place) : _place(std::move(place)) { _place.Make(); }
@@ -101,7 +103,7 @@ void Keep(const ScratchTree& tree, const std::string& name) {
     try {
         RunInSandbox(PlanFor(place.Get()), child);
     } catch (const Failure&) {
-        return;  // there is nobody any more to tell; the caller sees this process end
+        return;  // no one reads a message any more; the caller notices that this process ends
     }
 }
 

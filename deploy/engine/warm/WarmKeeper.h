@@ -8,14 +8,16 @@
 
 namespace vellumo::engine {
 
-// What the process is that keeps an office warm for the container `name`, from its beginning to its
-// end. It ends with 0 once it has left its caller, else it has told why it could not come so far.
+// Turns the calling process, a new child, into the process that keeps an office warm for the
+// container `name`, until it ends. If the office cannot be started, writes the reason to standard
+// error and ends with the failure's exit status. Once it has detached from its caller, the exit
+// status is 0.
 //
-// The office runs in a sandbox like a command's. Instead of the scratch directories it has the
-// rooms and the socket of its place, under the names that they have outside. Its own keeper in
-// there may hand a room to `nobody`, become that user and end what it runs; the office itself is as
-// powerless as any tool. Variables VELLUMO_OFFICE_… of the engine's environment are the keeper's
-// too.
+// The office runs in a sandbox like a command's. Instead of the scratch directories, the sandbox
+// has the rooms and the socket of its WarmPlace, under the same paths as outside. The office-keeper
+// in the sandbox may give a room to `nobody`, become that user and end what it runs; the office
+// itself has no more rights than any tool. The office-keeper gets the VELLUMO_OFFICE_… variables of
+// the engine's environment.
 [[noreturn]] void BecomeKeeper(const ScratchTree& tree, const std::string& name);
 
 }  // namespace vellumo::engine

@@ -34,7 +34,8 @@ constexpr seconds kStartLimit(30);
 constexpr seconds kStopLimit(20);
 constexpr milliseconds kLook(10);
 
-// Starts and stops are one at a time; they are short. The lock ends with the object.
+// Takes the lock that lets one start or stop run at a time; both are short. Closing the descriptor
+// releases the lock.
 Descriptor TakeTurn(const std::string& above) {
     Descriptor directory = support::OpenDirectory(above);
     if (!directory || flock(directory.Get(), LOCK_EX) != 0) {
@@ -49,12 +50,12 @@ int StatusOfLost(int ending) {
     if (!WIFEXITED(ending) || WEXITSTATUS(ending) == 0) {
         throw Failure(
             kEngineFailed,
-            "the office has ended at once; was it stopped, or killed for want of memory?");
+            "the office ended during its start; was it stopped, or killed for lack of memory?");
     }
     return WEXITSTATUS(ending);
 }
 
-// Waits until the office is ready; an exit status when its keeper ends instead.
+// Waits until the office is ready and returns 0. Returns an exit status when its keeper ends first.
 int AwaitStart(const WarmPlace& place, pid_t keeper) {
     const auto deadline = std::chrono::steady_clock::now() + kStartLimit;
     while (!place.IsReady()) {
@@ -113,7 +114,7 @@ void StopWarmOffice(const ScratchTree& tree, const std::string& name) {
     if (const std::optional<pid_t> keeper = place.Keeper()) {
         if (*keeper <= 0) {
             throw Failure(kEngineFailed, "the office of " + name +
-                                             " is kept by a process that is not seen from here; "
+                                             " is kept by a process that is not visible here; "
                                              "stop it in the device view that started it");
         }
         EndKeeper(*keeper, name);

@@ -8,18 +8,19 @@
 
 namespace vellumo::engine {
 
-// Has a process of its own keep an office warm for the container `name`, and returns once the
-// office takes requests. Where one is kept already that is all. The process outlives its caller; it
-// ends by StopWarmOffice, and nothing of it stays. Returns 0, or an exit status when no office can
-// be kept warm here, of which standard error tells the reason.
+// Starts a process that keeps an office warm for the container `name`, and returns when the office
+// accepts requests. Does nothing if there is such a process already. The process outlives its
+// caller; StopWarmOffice ends it and removes its files. Returns 0, or the exit status of a process
+// that could not keep an office warm and has written the reason to standard error. Throws Failure
+// when the office is not ready within the time limit.
 int StartWarmOffice(const ScratchTree& tree, const std::string& name);
 
-// Ends it and waits until everything of it is gone, also of one that was killed. Throws Failure
-// when it does not end.
+// Ends that process, waits until it has ended, and removes its files, also those of a process that
+// was killed. Throws Failure when it does not end.
 void StopWarmOffice(const ScratchTree& tree, const std::string& name);
 
-// Prints a line "NAME warm PROCESS" or "NAME cold"; for an empty name one for each that is warm.
-// Returns the exit status: 3 when there is none of that name.
+// Prints the line "NAME warm PROCESS" or "NAME cold". With an empty name, prints one line for each
+// warm office. Returns the exit status: 0, or kNotRunning when the office `name` is cold.
 int ShowWarmOffices(const ScratchTree& tree, const std::string& name);
 
 constexpr int kNotRunning = 3;

@@ -23,7 +23,7 @@ using support::Descriptor;
 
 constexpr const char* kPrefix = ".warm-";
 
-// A record lock, since the kernel tells who holds one.
+// A record lock, because the kernel tells which process holds it.
 struct flock WholeFile() {
     struct flock lock {};
     lock.l_type = F_WRLCK;
@@ -64,13 +64,13 @@ bool WarmPlace::HasNobody() const {
 void WarmPlace::Make() {
     if (Socket().size() >= sizeof(sockaddr_un::sun_path)) {
         throw Failure(kEngineFailed,
-                      "no socket can be called " + Socket() + "; give the office a shorter name");
+                      "the socket's path is too long: " + Socket() + "; choose a shorter name");
     }
     MakeDirectory(_path);
     Lock();
     MakeDirectory(Run());
     MakeDirectory(Rooms());
-    // The office passes through to the one room that is its own.
+    // The office's group may pass through this directory to its own room, but not list it.
     if (chown(Rooms().c_str(), geteuid(), kNobody) == 0 &&
         chmod(Rooms().c_str(), S_IRWXU | S_IXGRP) != 0) {
         const int error = errno;
@@ -78,7 +78,8 @@ void WarmPlace::Make() {
     }
 }
 
-// The descriptor is this process's only one of the file: closing any would take the lock away.
+// The process must not open the file a second time: closing any descriptor of it would release the
+// lock.
 void WarmPlace::Lock() {
     _lock = Descriptor(
         open(LockFile().c_str(), O_RDWR | O_CREAT | O_EXCL | O_CLOEXEC, S_IRUSR | S_IWUSR));
@@ -93,8 +94,8 @@ bool WarmPlace::IsOwn() const {
     return support::LiesAt(_lock, LockFile());
 }
 
-// Under another name first, so that the name is free at once, and as one of those directories that
-// the next engine removes when this one does not come to it.
+// Renames the directory first, so that its name is free at once. Under the new name, the next
+// engine removes it if this process is killed before it has done so.
 void WarmPlace::Remove() const {
     const std::string removed =
         _above + PrivateScratch::kPrefix + fs::path(_path).filename().string();

@@ -12,37 +12,39 @@
 
 namespace vellumo::engine {
 
-// Where the warm office of one name and its callers meet: a directory beside the scratch
-// directories, which exists for as long as the office is kept. Its keeper holds a lock in it, which
-// the kernel takes away with the process: what a killed keeper has left is known by that.
+// The directory through which a warm office and its callers communicate. It lies beside the scratch
+// directories and exists for as long as the office is kept. The keeper holds a lock on a file in
+// it. The kernel releases the lock when the keeper ends, so a directory without a lock is the
+// leftover of a killed keeper.
 class WarmPlace {
 public:
     WarmPlace(const std::string& above, const std::string& name);
 
-    std::string Rooms() const { return _path + "/rooms"; }    // of the documents in work
+    std::string Rooms() const { return _path + "/rooms"; }    // the rooms of the documents in work
     std::string Run() const { return _path + "/run"; }        // the directory of the socket
-    std::string Socket() const { return Run() + "/office"; }  // where the office listens
+    std::string Socket() const { return Run() + "/office"; }  // the socket of the office
 
-    // The process that keeps the office: 0 when it cannot be seen from here, none when there is
-    // none.
+    // Returns the process that keeps the office: 0 when it is in a process namespace that is not
+    // visible here, none when no process keeps it.
     std::optional<pid_t> Keeper() const;
 
-    // Whether an office is kept that takes requests.
+    // Whether the office is kept and accepts requests.
     bool IsReady() const;
 
-    // Whether the office runs as the user `nobody`, or there is no such user here. Once Make() was
-    // called.
+    // True when the office runs as the user `nobody`, false when there is no such user here. Valid
+    // after Make().
     bool HasNobody() const;
 
-    // Makes the place, with the calling process as the keeper for the rest of its life. Throws
-    // Failure when that cannot be. One call at most in a process, at a place without a keeper.
+    // Creates the directory and makes the calling process its keeper until the process ends. Call
+    // it at most once in a process, for a place without a keeper. Throws Failure when the directory
+    // cannot be created or locked.
     void Make();
 
-    // Whether it is still the place that Make() made here: somebody may have removed that, and
-    // another keeper made it anew.
+    // Whether the place is still the one that Make() created: it may have been removed since, and
+    // another keeper may have created a new one.
     bool IsOwn() const;
 
-    // Takes the place away, whatever is in it.
+    // Removes the place with all its contents.
     void Remove() const;
 
 private:
@@ -54,7 +56,7 @@ private:
     support::Descriptor _lock;
 };
 
-// The names of all that are there.
+// Returns the names of all warm places in the directory `above`, sorted.
 std::vector<std::string> WarmNames(const std::string& above);
 
 }  // namespace vellumo::engine
