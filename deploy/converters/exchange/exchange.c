@@ -13,16 +13,16 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-enum { SIGNATURE_RANGE = 1024 };  // how far into a file PDF readers look for its signature
+enum { SIGNATURE_RANGE = 1024 };  // PDF readers look for the signature in so many first bytes
 
 static const char SIGNATURE[] = "%PDF-";
-static const char PART[] = ".part";  // ends the name of a product on its way
+static const char PART[] = ".part";  // suffix of a product that is being copied
 
-// Non-blocking, so that a pipe in its place is refused instead of waited for.
+// Non-blocking, so that opening a pipe does not wait for its writer; the pipe is then refused.
 static const int AS_INPUT = O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC;
 static const int AS_OUTPUT = O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC;
 
-// Leaves errno alone, so that the error of the call before is still there to be told.
+// Keeps errno, so that the caller can still report the error of an earlier call.
 static void close_file(int file) {
     const int error = errno;
     if (file >= 0) {
@@ -71,7 +71,7 @@ int exchange_open(const char* path, struct exchange_document* document, const ch
     return -1;
 }
 
-// Copies the bytes from `at` to `end`, or as many as there are.
+// Copies the bytes from `at` to `end`, or to the end of the file if that comes first.
 static bool copy_range(int from, int to, off_t at, off_t end) {
     if (lseek(to, at, SEEK_SET) < 0) {
         return false;
@@ -86,13 +86,13 @@ static bool copy_range(int from, int to, off_t at, off_t end) {
     return true;
 }
 
-// Copies what lies between the holes of the first `size` bytes.
+// Copies the data between the holes in the first `size` bytes.
 static bool copy_data(int from, int to, off_t size) {
     off_t at = 0;
     while (at < size) {
         const off_t data = lseek(from, at, SEEK_DATA);
         if (data < 0 && errno == ENXIO) {
-            return true;  // from here on there is a hole, or nothing any more
+            return true;  // the rest is a hole, or the file ends here
         }
         const off_t hole = data >= 0 ? lseek(from, data, SEEK_HOLE) : -1;
         if (hole < 0 || !copy_range(from, to, data, hole < size ? hole : size)) {
@@ -103,7 +103,7 @@ static bool copy_data(int from, int to, off_t size) {
     return true;
 }
 
-// Copies the first `size` bytes, or as many as there are: whoever owns the file may write to it.
+// Copies the first `size` bytes, or fewer if the file is shorter by now: its owner may change it.
 static bool copy_content(int from, int to, off_t size) {
     struct stat now;
     if (ioctl(to, FICLONE, from) != 0 && !copy_data(from, to, size)) {
@@ -127,7 +127,7 @@ static bool is_product(const char* name) {
     return name[0] != '.' && !is_temporary;
 }
 
-// Copies a product beside its place and renames it: whoever looks sees all of it or nothing.
+// Copies a product under a hidden name and renames it, so that readers see all of it or nothing.
 static bool publish_file(int file, off_t size, const char* name, int target) {
     char hidden[EXCHANGE_NAME];
     const int room = (int)(sizeof hidden - sizeof "." - strlen(PART));
@@ -146,7 +146,7 @@ static bool publish_file(int file, off_t size, const char* name, int target) {
     return published;
 }
 
-// False only for a product that cannot be published: what is none is passed over.
+// False only for a product that cannot be published; files that are not products are skipped.
 static bool publish(int made, const char* name, uid_t owner, int target) {
     if (!is_product(name)) {
         return true;
@@ -163,7 +163,7 @@ static bool publish(int made, const char* name, uid_t owner, int target) {
     return done;
 }
 
-// Opened anew, since reading moves the position that copies of a descriptor share.
+// Opens the directory again, because reading moves the position that a descriptor's copies share.
 static DIR* list(int directory) {
     const int listing = openat(directory, ".", O_RDONLY | O_DIRECTORY | O_CLOEXEC);
     DIR* entries = listing >= 0 ? fdopendir(listing) : NULL;

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
-// How a document comes to a tool, and how what the tool makes of it comes to the target directory:
-// the same for the embedded engine and for vellumo-tool. C17, for both.
+// Copies a document for a tool, and publishes the tool's products in the target directory. The
+// embedded engine and vellumo-tool both use these functions, which are therefore in C17.
 #ifndef VELLUMO_CONVERTERS_EXCHANGE_H
 #define VELLUMO_CONVERTERS_EXCHANGE_H
 
@@ -10,31 +10,33 @@
 extern "C" {
 #endif
 
-enum { EXCHANGE_NAME = 256 };  // bytes of a file's name, with its end
+enum { EXCHANGE_NAME = 256 };  // bytes of a file name with its terminating zero byte
 
-// A document that a tool may see.
+// A document that a tool may read.
 struct exchange_document {
-    int file;    // open for reading; the caller closes it
-    off_t size;  // when it was opened
+    int file;    // descriptor open for reading; the caller closes it
+    off_t size;  // in bytes, at the time when it was opened
 };
 
-// Opens the document `path`. Returns -1 for one that no tool should see: one that cannot be opened,
-// no regular file, an empty one (tools make a blank page of it) and a .pdf that is none (it would
-// be run as a PostScript program). `*reason` is the text that tells why, or null when errno does.
+// Opens the document `path`. Returns 0, or -1 for a document that no tool may read: one that cannot
+// be opened, one that is not a regular file, an empty one (tools turn it into a blank page) and a
+// .pdf that is not a PDF (it would be run as a PostScript program). On failure, `*reason` is a
+// static text that tells why, or null when errno does.
 int exchange_open(const char* path, struct exchange_document* document, const char** reason);
 
-// Copies it to the new file `copy`, which all may read. The copy ends at the size that the document
-// had when it was opened, keeps its holes and shares its blocks where the file system can. Returns
-// -1 with errno on failure; what was copied by then is left.
+// Copies the document to the new file `copy`, which all users may read. The copy has at most the
+// size that the document had when it was opened, keeps its holes, and shares its blocks where the
+// file system supports it. Returns 0, or -1 with errno; on failure an incomplete copy may remain.
 int exchange_copy(const struct exchange_document* document, const char* copy);
 
-// Publishes what lies in the directory `made`: each product becomes a file of the caller's with
-// mode 0644 in the directory `target`, in one step, and replaces what has its name there. Products
-// are regular files that belong to the owner of `made`, are not hidden and are no temporary file of
-// an office. Whoever owns `made` may be at work in it.
+// Publishes the products in the directory `made`, both arguments being open descriptors: each
+// product becomes a file of the caller with mode 0644 in the directory `target`, appears there in
+// one step, and replaces a file of the same name. Products are regular files that belong to the
+// owner of `made`, are not hidden and are not temporary files of an office. The owner of `made` may
+// be writing there.
 //
-// Returns -1 with errno on failure; `failed` is then the name of the product that could not be
-// published, or empty, and of those that come after it none is.
+// Returns 0, or -1 with errno. On failure, `failed` is the name of the product that could not be
+// published, or empty; the products after it are not published.
 int exchange_publish(int made, int target, char failed[EXCHANGE_NAME]);
 
 #ifdef __cplusplus

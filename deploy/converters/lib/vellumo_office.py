@@ -1,5 +1,5 @@
 # SPDX-License-Identifier: Apache-2.0
-"""A running office, and what is done with a document in it."""
+"""Starts an office, and loads, updates and exports documents in it."""
 
 import os
 import subprocess
@@ -19,7 +19,7 @@ PROFILE_MAKER = os.path.dirname(os.path.abspath(__file__)) + '/../bin/office-pro
 START_AGAIN = 81  # the office's exit status after it has set up a new profile
 START_LIMIT = 60  # seconds
 POLL = 0.02  # seconds
-END_LIMIT = 0.2  # seconds in which an office that has dropped a call has also ended
+END_LIMIT = 0.2  # seconds within which an office that has dropped a call also ends
 
 # The first service that a document supports decides.
 EXPORT_FILTERS = (
@@ -34,7 +34,7 @@ EXPORT_FILTERS = (
 
 
 class Failure(Exception):
-    """Why a document could not be converted, and unoconv's exit status for it."""
+    """The reason why a document could not be converted, with unoconv's exit status for it."""
 
     def __init__(self, status, message):
         super().__init__(message)
@@ -46,12 +46,12 @@ def properties(**values):
 
 
 class Office:
-    """An office with its own profile, below $HOME, that lives as long as the block that it is used
-    in. `options` go to subprocess.Popen."""
+    """A context manager that runs an office with its own profile in $HOME and kills it at the end
+    of the block. `options` are arguments for subprocess.Popen."""
 
     def __init__(self, **options):
         self.options = options
-        # The name is seen by every user of the machine, but only its own user may connect.
+        # Every user of the machine can see the name, but only this user may connect.
         self.address = f'pipe,name=vellumo{os.getpid()};urp;'
         self.process = None
 
@@ -93,7 +93,7 @@ class Office:
             raise Failure(OFFICE_FAILED, f'the office ended with status {status}')
 
     def killed(self):
-        """What a shell has as exit status when a signal has ended the office, else None."""
+        """The exit status, as a shell counts it, if a signal has ended the office; else None."""
         try:
             status = self.process.wait(END_LIMIT)
         except subprocess.TimeoutExpired:
@@ -115,7 +115,7 @@ def load(desktop, source):
 
 
 def update_indexes(document):
-    """Twice: a contents table that grows moves what it refers to."""
+    """Updates them twice: a table of contents that grows moves the pages that it refers to."""
     if not hasattr(document, 'getDocumentIndexes'):
         return
     indexes = document.getDocumentIndexes()
@@ -136,7 +136,7 @@ def fit_sheets_to_page_width(document):
     styles = document.StyleFamilies.getByName('PageStyles')
     for name in {sheet.PageStyle for sheet in document.Sheets}:
         style = styles.getByName(name)
-        style.ScaleToPagesY = 0  # as many as it takes
+        style.ScaleToPagesY = 0  # as many pages as necessary
         style.ScaleToPagesX = 1
 
 
@@ -153,7 +153,7 @@ def export(document, target, page_range):
 
 
 def refresh(document, fit):
-    """What unoconv does to a document before it exports it, and soffice does not."""
+    """Does what unoconv, unlike soffice, does to a document before it exports it."""
     update_indexes(document)
     hide_tracked_changes(document)
     if fit:

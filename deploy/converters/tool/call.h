@@ -13,39 +13,42 @@ enum {
     MAX_WORDS = 64,
 };
 
-// One call of this program: what it is to do, and what it has for that.
+// One call of this program: the command and the resources for it.
 typedef struct Call {
-    const char* tool;  // what this program was called by
-    char** words;      // the command
-    int count;
-    const char* document;              // its path, in the source directory; null when there is none
-    struct exchange_document content;  // the document
-    int signals;                       // where they are read from
+    const char* tool;                  // the name under which this program was called
+    char** words;                      // the command
+    int count;                         // of the words
+    const char* document;              // its path in the source directory; null if there is none
+    struct exchange_document content;  // the open document
+    int signals;                       // descriptor from which signals are read
     Room room;
 } Call;
 
-// Reads the command, takes the signals and opens the document, if there is one. Fails for one that
-// is to be refused.
+// Reads the command, takes the signals and opens the document, if there is one. Ends this program
+// with REFUSED when the document is refused.
 Call begin_call(int count, char** words);
 
-// Leaves the room and ends this program.
+// Removes the room and ends this program.
 _Noreturn void finish(Call* call, int status);
 
-// The same, saying what could not be done and why.
+// Writes "TOOL: WHAT: WHY" to standard error, removes the room and ends this program.
 _Noreturn void fail(Call* call, int status, const char* what, const char* why);
 
-// The path (PATH_MAX) of `name` in `directory`; fails when it is too long.
+// Writes the path of `name` in `directory` to `path`, which has PATH_MAX bytes. Ends this program
+// when the path is too long.
 void join(Call* call, char* path, const char* directory, const char* name);
 
-// Where this program finds `path`, one in the scratch directories; likewise.
+// Writes to `place`, likewise, where this program finds `path`, a path in the scratch directories.
 void locate(Call* call, char* place, const char* path);
 
+// The part of a path after its last slash.
 const char* file_name(const char* path);
 
-// The file name in a path right in `directory` ("" for the directory itself); null for every other.
+// The file name in the path of a file directly in `directory`; "" for the directory itself; null
+// for every other path.
 const char* within(const char* path, const char* directory);
 
-// The path in a word PATH, A=PATH or --option=PATH.
+// The path in an argument of the form PATH, A=PATH or --option=PATH.
 const char* path_in(const char* word);
 
 #endif

@@ -27,7 +27,7 @@ static void become(const Call* call, uid_t owner) {
     }
 }
 
-// Makes the memory limit meet this process before the office's keeper.
+// At the memory limit, the kernel kills this process before the office's keeper.
 static void offer_to_memory_limit(void) {
     const int file = open("/proc/self/oom_score_adj", O_WRONLY | O_CLOEXEC);
     if (file >= 0) {
@@ -36,7 +36,7 @@ static void offer_to_memory_limit(void) {
     }
 }
 
-// The wrapper of the tool, which lies beside this program, or the tool itself.
+// Executes the tool's wrapper in ../bin beside this program or, if there is none, the tool itself.
 static void execute(const Call* call, char** words) {
     char here[PATH_MAX];
     char tool[2 * PATH_MAX];
@@ -53,7 +53,7 @@ static void execute(const Call* call, char** words) {
     perror(tool);
 }
 
-// What the child is that becomes the tool.
+// Turns the child into the tool.
 _Noreturn static void run_tool(const Call* call, char** words) {
     const struct rlimit no_core = {0, 0};
     (void)setpgid(0, 0);
@@ -72,7 +72,7 @@ static int status_of(int ending) {
     return WIFEXITED(ending) ? WEXITSTATUS(ending) : ENDED_BY_SIGNAL + WTERMSIG(ending);
 }
 
-// Waits for the tool, or for a signal to end both.
+// Waits until the tool ends, or until a signal arrives that ends both.
 static int wait_for(const Call* call, pid_t tool) {
     int ending = 0;
     while (waitpid(tool, &ending, WNOHANG) == 0) {
@@ -101,7 +101,7 @@ int run_cold(Call* call) {
     }
     (void)setpgid(tool, tool);
     const int status = wait_for(call, tool);
-    (void)kill(-tool, SIGKILL);  // what it may have left running
+    (void)kill(-tool, SIGKILL);  // processes that it may have left running
     if (status < ENDED_BY_SIGNAL) {
         publish_products(call);
     }

@@ -4,8 +4,8 @@
 
 #include "call.h"
 
-// Runs the tool for this call alone, until it ends or a signal ends both, and returns the exit
-// status. What a tool that no signal ended has made is published then.
+// Runs the tool in a new room, waits until it ends or until a signal ends both, and returns the
+// exit status. Publishes the products unless a signal ended the tool.
 int run_cold(Call* call);
 
 #endif

@@ -1,22 +1,23 @@
 // SPDX-License-Identifier: Apache-2.0
-// vellumo-tool: the converters' tools as a container has them on its search path, this program
-// under the tools' names. The document is copied into a room of its own, which belongs to a user
-// without rights, and the tool runs there as that user: it sees this document and no other, and
-// what it makes goes to the target directory when it has ended well. The office's usual commands
-// are answered by the warm office, if it is free.
+// vellumo-tool runs the converters' tools in a container, where it is on the search path under the
+// names of the tools. It copies the document into a new room, a directory for a user without
+// rights, and runs the tool there as that user. The tool can read this document and no other. When
+// the tool has ended and no signal ended it, its products are published in the target directory.
+// The warm office runs the usual commands for an office, if it is free.
 //
-// Exit status: the tool's own, 128 + N when signal N ended it; 1 for a document that is refused;
+// Exit status: that of the tool, 128 + N when signal N ended it; 1 when the document is refused;
 // 125 when the room cannot be made; 127 when there is no such tool.
 //
 // Environment, for places other than a container's:
 //   VELLUMO_SOURCE, VELLUMO_TARGET   the scratch directories (/Vellumo/@tmp/source, …/target)
-//   VELLUMO_ROOT                     what stands before these names where this program runs ("")
-//   VELLUMO_ROOMS                    where rooms are made (/tmp)
-//   VELLUMO_OFFICE_SOCKET            where the warm office listens (/run/vellumo/office)
-//   VELLUMO_OFFICE_WAIT              how long to wait for it before a cold one is started (1200 ms)
-//   VELLUMO_OFFICE_UID, VELLUMO_TOOL_UID   users of the warm office and of the tools (65534)
-//   VELLUMO_COLD_STATUS              exit status instead of running a tool here: the caller has
-//                                    another place for what the warm office does not do
+//   VELLUMO_ROOT                     prefix of these paths where this program runs ("")
+//   VELLUMO_ROOMS                    directory in which rooms are made (/tmp)
+//   VELLUMO_OFFICE_SOCKET            socket of the warm office (/run/vellumo/office)
+//   VELLUMO_OFFICE_WAIT              milliseconds to wait for it before a cold one starts (1200)
+//   VELLUMO_OFFICE_UID, VELLUMO_TOOL_UID   user ids of the warm office and of the tools (65534)
+//   VELLUMO_COLD_STATUS              if set, this program ends with this exit status when the warm
+//                                    office does not run the command, so that the caller can run
+//                                    it elsewhere
 #include <sys/stat.h>
 
 #include "call.h"

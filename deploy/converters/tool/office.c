@@ -19,12 +19,12 @@
 enum {
     MAX_REPLY = 1024,
     LOOK = 20,           // ms
-    START_WAIT = 20000,  // ms for an office that is just starting: a second one would not be sooner
+    START_WAIT = 20000,  // ms for an office that is starting: a second one would not be faster
 };
 
-// What the warm office is asked for.
+// A request to the warm office.
 typedef struct {
-    const char* mode;                 // "soffice" or "unoconv"; null for none of the usual commands
+    const char* mode;                 // "soffice" or "unoconv"; null for every other command
     char product[EXCHANGE_NAME + 8];  // file name
     const char* pages;
     bool fit;
@@ -76,7 +76,7 @@ static void read_unoconv(const Call* call, Request* request) {
     request->mode = "unoconv";
 }
 
-// In one of the forms that the library uses.
+// Reads the command, which must have one of the forms that the library uses.
 static Request request_of(const Call* call) {
     Request request = {.mode = NULL, .product = "", .pages = "", .fit = false};
     if (call->document != NULL && strcmp(call->tool, "soffice") == 0) {
@@ -94,7 +94,7 @@ static int connect_once(const char* path) {
         return -1;
     }
     memcpy(address.sun_path, path, strlen(path));
-    // Non-blocking: when so many wait already that there is no room to queue, a cold one is sooner.
+    // Non-blocking: when the socket's queue is full, a cold office is faster than waiting.
     const int office = socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0);
     if (office >= 0 && connect(office, (struct sockaddr*)&address, sizeof address) != 0) {
         const int error = errno;
@@ -105,7 +105,7 @@ static int connect_once(const char* path) {
     return office;
 }
 
-// A socket that nobody listens at belongs to a keeper that has just died and will be back.
+// If the connection is refused, the keeper has just died and is about to be restarted.
 static int connect_to_office(int limit) {
     const char* path = setting("VELLUMO_OFFICE_SOCKET", "/run/vellumo/office");
     int office = connect_once(path);
@@ -117,7 +117,7 @@ static int connect_to_office(int limit) {
     return office;
 }
 
-// The fields of a request, each ended by a zero byte.
+// Sends the fields of the request, each ended by a zero byte.
 static bool ask(Call* call, int office, const Request* request) {
     char made[PATH_MAX];
     char text[3 * PATH_MAX];
@@ -128,7 +128,7 @@ static bool ask(Call* call, int office, const Request* request) {
            send(office, text, (size_t)length, MSG_NOSIGNAL) == (ssize_t)length;
 }
 
-// Reads one byte, waiting at most `limit` ms (-1: for ever); false when there is none.
+// Waits for at most `limit` ms (-1: no limit) and reads one byte; false when none arrives.
 static bool receive(Call* call, int office, int limit, char* byte) {
     struct pollfd events[] = {{.fd = office, .events = POLLIN},
                               {.fd = call->signals, .events = POLLIN}};
@@ -139,18 +139,18 @@ static bool receive(Call* call, int office, int limit, char* byte) {
     return ready > 0 && read(office, byte, 1) == 1;
 }
 
-// Waits until the office has begun.
+// Waits until the office has begun with the document; false when it does not begin.
 static bool has_begun(Call* call, int office, int limit) {
     char byte = '\0';
     bool answered = receive(call, office, limit, &byte);
-    // Twice when the one that was just starting stands still, and another takes its place.
+    // The second time is for an office that hangs while it starts and is replaced by another.
     for (int starts = 0; answered && byte == 'W' && starts < 2; ++starts) {
         answered = receive(call, office, START_WAIT, &byte);
     }
     return answered && byte == 'A';
 }
 
-// The office's answer, "STATUS TEXT"; an empty one when it gave none.
+// Reads the office's answer, "STATUS TEXT"; empty when there is none.
 static void read_answer(Call* call, int office, char* answer) {
     size_t length = 0;
     while (length + 1 < MAX_REPLY && receive(call, office, -1, answer + length)) {
@@ -159,7 +159,7 @@ static void read_answer(Call* call, int office, char* answer) {
     answer[length] = '\0';
 }
 
-// The exit status that the answer tells; -1 when it tells none.
+// Acts on the answer and returns its exit status; -1 when the answer has none.
 static int heed(Call* call, const char* answer) {
     char* text = NULL;
     const long status = strtol(answer, &text, 10);

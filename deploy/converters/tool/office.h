@@ -4,8 +4,9 @@
 
 #include "call.h"
 
-// Has the warm office do it. Returns the exit status, what was made being published; or -1 when
-// that is for a cold one: the office is not there or not free, or the command none of its own.
+// Lets the warm office run the command and publishes its products. Returns the exit status, or -1
+// when the command needs a cold office: the warm one is missing or busy, or does not know the
+// command.
 int run_warm(Call* call);
 
 #endif

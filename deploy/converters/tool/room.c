@@ -18,9 +18,9 @@
 
 enum { FOLDER = O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC };
 
-// Removes what is in a directory, and never anything else: its owner may be at work in it, so no
-// name is looked up twice and no link is followed. What cannot be removed keeps the room, which the
-// office's keeper sweeps.
+// Removes the contents of a directory, and never anything else: its owner may be changing it
+// meanwhile, so no name is looked up twice and no link is followed. If something cannot be removed,
+// the room stays until the office's keeper removes it. Closes the descriptor.
 static void empty(int directory) {
     DIR* entries = fdopendir(directory);
     if (entries == NULL) {
@@ -55,7 +55,8 @@ _Noreturn static void fail_at(Call* call, const char* path) {
     fail(call, ROOM_FAILED, path, strerror(errno));
 }
 
-// Makes and locks the room. Between the two a sweeper may have taken it for a leftover.
+// Makes and locks the room. Between the two steps the keeper may have removed it as a leftover;
+// then makes another.
 static void make_room(Call* call) {
     Room* room = &call->room;
     struct stat status;

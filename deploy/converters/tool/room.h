@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-// The room that a document and the tool that reads it have for themselves.
+// The room: a temporary directory for one document and the tool that converts it.
 #ifndef VELLUMO_TOOL_ROOM_H
 #define VELLUMO_TOOL_ROOM_H
 
@@ -9,26 +9,27 @@
 struct Call;
 
 typedef struct {
-    char path[PATH_MAX];  // where all of it lies; empty when there is none
+    char path[PATH_MAX];  // the room's directory; empty when there is no room
     char in[PATH_MAX];    // the copy of the document
-    char out[PATH_MAX];   // the directory of what is made
-    char home[PATH_MAX];
-    uid_t owner;
-    int lock;  // held as long as the room is used, so that nobody sweeps it
+    char out[PATH_MAX];   // the directory for products
+    char home[PATH_MAX];  // the tool's home and temporary directory
+    uid_t owner;          // the tool's user
+    int lock;             // locked while the room is in use, so that the keeper does not remove it
 } Room;
 
-// Makes the call's room for `owner`: in/ with the document, which stays this program's, out/ and
-// home/. The room itself is only passed through, so nothing in it can be exchanged.
+// Makes the call's room for the user `owner`: in/ with the document, which belongs to this
+// program's user, and out/ and home/, which belong to `owner`. The owner may only pass through the
+// room itself, so it cannot replace anything in it. Ends this program on failure.
 void enter_room(struct Call* call, uid_t owner);
 
-// Takes it away, if there is one.
+// Removes the room, if there is one.
 void leave_room(Room* room);
 
-// A word of the command with its path moved into the room; the word itself if it names nothing
-// there.
+// Replaces the path in an argument by the path in the room. Returns a new string, which lives as
+// long as this program, or the argument itself if it names neither the document nor a product.
 char* into_room(const struct Call* call, char* word);
 
-// Brings what was made to the target directory.
+// Publishes the products in the target directory. Ends this program on failure.
 void publish_products(struct Call* call);
 
 #endif

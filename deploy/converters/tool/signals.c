@@ -7,8 +7,9 @@
 #include <sys/signalfd.h>
 #include <unistd.h>
 
-// Should `timeout` itself be killed, nothing else would end this program. Without it the parent is
-// the engine's starter, outside of this process namespace, which ends at any moment.
+// If `timeout`, the parent, is killed, nothing else would end this program. Without `timeout`, the
+// parent is the container engine's starter outside this process namespace (getppid() is 0), which
+// may end at any moment.
 static void end_with_parent(void) {
     if (getppid() != 0) {
         (void)prctl(PR_SET_PDEATHSIG, SIGTERM);
@@ -21,7 +22,7 @@ int take_signals(void) {
     (void)sigemptyset(&taken);
     for (size_t i = 0; i < sizeof TAKEN / sizeof *TAKEN; ++i) {
         (void)sigaddset(&taken, TAKEN[i]);
-        (void)signal(TAKEN[i], SIG_DFL);  // whoever started this may have ignored it
+        (void)signal(TAKEN[i], SIG_DFL);  // the parent may have ignored it
     }
     (void)sigprocmask(SIG_BLOCK, &taken, NULL);
     end_with_parent();

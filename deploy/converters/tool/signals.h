@@ -1,16 +1,16 @@
 // SPDX-License-Identifier: Apache-2.0
-// Signals that would end this program, and a child's end: read from a descriptor, so that a room is
-// left in order.
+// Reads SIGCHLD and the signals that would end this program from a descriptor, so that this program
+// can remove its room first.
 #ifndef VELLUMO_TOOL_SIGNALS_H
 #define VELLUMO_TOOL_SIGNALS_H
 
-// From now on they are read from the descriptor that is returned.
+// Blocks these signals and returns the descriptor from which they are read.
 int take_signals(void);
 
-// A child that is to become a tool gets them as every program does.
+// Unblocks all signals, in a child that becomes a tool.
 void give_signals_back(void);
 
-// Waits for the next one; 0 when it cannot be read.
+// Waits for the next signal and returns its number; 0 when it cannot be read.
 int next_signal(int signals);
 
 #endif

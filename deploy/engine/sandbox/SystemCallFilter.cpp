@@ -78,9 +78,8 @@ SystemCallFilter::SystemCallFilter() : _file(memfd_create("filter", MFD_CLOEXEC)
     const Context filter(seccomp_init(SCMP_ACT_ALLOW), seccomp_release);
     if (!_file || !Fill(filter) || seccomp_export_bpf(filter.get(), _file.Get()) != 0 ||
         lseek(_file.Get(), 0, SEEK_SET) != 0) {
-        throw Failure(
-            kEngineFailed,
-            "cannot make the filter of system calls; check free memory and libseccomp");
+        throw Failure(kEngineFailed,
+                      "cannot make the filter of system calls; check free memory and libseccomp");
     }
 }
 

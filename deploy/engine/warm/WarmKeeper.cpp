@@ -73,7 +73,7 @@ void TryOffice(const ScratchTree& tree, ChildProcess& child) {
     if (status != 0) {
         throw Failure(kEngineFailed,
                       "no office can be kept warm; install libreoffice-writer, -calc, -impress and "
-                      "python3-uno. Until then each document starts its own office");
+                      "python3-uno. Until then each document gets an office of its own");
     }
 }
 
