@@ -9,19 +9,19 @@
 
 namespace vellumo::test {
 
-// A device view whose embedded engine may keep an office warm.
+// A device view whose embedded engine can keep an office warm.
 class EmbeddedOffice : public WarmPlace, public Shell {
 public:
     std::string Missing() override;
 
-    // For navo1.
+    // The office is for the container navo1.
     Said RunWarm(const std::vector<std::string>& settings, const std::string& script) override;
 
-    // Runs `script` in the view, without an office at first. It finds what a script beside a warm
-    // office finds, and
+    // Runs `script` in the view, without starting an office. The script can use everything that a
+    // script for RunWarm() can use, and
     //   $above, $rooms          the directory with the scratch directories; the rooms of navo1's
     //                           office
-    //   list_office             the processes of an office that is kept
+    //   list_office             lists the processes of a warm office
     Said Try(const std::string& script) const;
 };
 

@@ -4,26 +4,27 @@
 
 namespace vellumo::test {
 
-// What scripts find where an office may be kept warm.
+// Functions for scripts in a place where an office can be kept warm.
 //
-//   document KIND NAME …    makes a source, which another user's is where that can be
-//   office NAME, unoconv PRODUCT … SOURCE      the office's commands, run as the core does
-//   cold COMMAND…           has one of those done without the warm office
-//   pages NAME              of a product
-//   office_process, driver_process, keeper_process     one of the warm office's, waited for
-//   gone PROCESS            tells whether it has ended
-//   works NAME              tells whether an office has that document open
-//   is_warm                 tells whether a document meets a warm office
-//   warm                    waits for that, and fails when it does not come
-//   next_is_good            converts a document and says how, should it fail or take over 2 s (more
-//                           on a busy machine), should the one after it not meet a warm office, or
-//                           should anything be left running or lying about
+//   document KIND NAME …    makes a source, which belongs to another user where that is possible
+//   office NAME, unoconv PRODUCT … SOURCE      run the office's commands as the core does
+//   cold COMMAND…           runs one of these commands without the warm office
+//   pages NAME              prints the number of pages of a product
+//   office_process, driver_process, keeper_process     wait for that process of the warm office
+//                           and print its id
+//   gone PROCESS            true if the process has ended
+//   works NAME              true if an office has that document open
+//   is_warm                 true if a warm office converts a document
+//   warm                    waits until that is so; fails when the time limit is reached
+//   next_is_good            converts a document; prints a message if that fails or takes over 2 s
+//                           (more on a busy machine), if no warm office converts the document after
+//                           it, or if any process or file is left
 //
-// The place has to offer $make, $source, $target, $S and $T, further
+// The place must provide $make, $source, $target, $S and $T, and
 //   tool COMMAND…           runs a command as the core does; $limit is its time limit, if set
 //   cold COMMAND…           see above
-//   processes PROGRAM       the numbers of the place's processes that run it
-//   left                    says what is left running or lying about
+//   processes PROGRAM       prints the ids of the place's processes that run the program
+//   left                    prints the processes and files that are left
 constexpr const char* kOfficeScript = R"sh(
 now() { date +%s%3N; }
 hide() { chown 12345 "$1" 2>/dev/null; chmod 600 "$1"; }

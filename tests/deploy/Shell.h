@@ -10,18 +10,18 @@
 
 namespace vellumo::test {
 
-// What a script had to say.
+// The result of a script.
 struct Said {
     int status;
-    std::string text;  // standard output and error together
+    std::string text;  // standard output and standard error together
 };
 void PrintTo(const Said& said, std::ostream* stream);
 
-// A folder of its own, removed at the end, and a shell to work in.
+// Runs scripts with a folder of their own, which the destructor removes.
 //
-// Scripts are bash's. They find $folder, $device (vellumo-device), $engine, $nobody (what to put in
-// front of a command to run it as an ordinary user) and `await`, which repeats a command until it
-// succeeds and gives the script up after a while.
+// Scripts are in bash. They can use $folder, $device (vellumo-device), $engine, $nobody (a prefix
+// that runs a command as an ordinary user) and `await`, which repeats a command until it succeeds
+// and ends the script after a time limit.
 class Shell {
 public:
     Shell();
@@ -32,16 +32,16 @@ public:
     // Runs `script` on the host.
     Said OnHost(const std::string& script) const;
 
-    // Runs `script` in a device view over $folder/root, with the engine and without /dev/log. It
-    // finds $source and $target, the scratch directories as the tools see them, $S and $T, the
-    // same on the host, and `tool`, which runs a command as the core does in $container, with the
-    // time limit $limit if that is set.
+    // Runs `script` in a device view over $folder/root, with the engine and without /dev/log. The
+    // script can also use $source and $target, the tools' paths of the scratch directories; $S and
+    // $T, their paths on the host; and `tool`, which runs a command as the core does, in $container
+    // and with the time limit $limit if that is set.
     Said InView(const std::string& script) const;
 
     // The same as an ordinary user, in a view over $folder/ordinary. Needs root.
     Said InViewOfOrdinaryUser(const std::string& script) const;
 
-    // Why there can be no such view; empty if there can.
+    // The reason why such a view is not possible; empty if it is.
     std::string MissingForOrdinaryUser() const;
 
     const std::string& Folder() const { return _folder; }
@@ -52,17 +52,17 @@ private:
     std::string _folder;
 };
 
-// A test with a shell of its own.
+// A test with its own Shell.
 class ShellTest : public testing::Test, protected Shell {};
 
 bool IsRoot();
 
-// Skips the test, saying why, when one of the programs is missing.
+// Skips the test, with a message, when one of the programs is missing.
 #define SKIP_WITHOUT(...)                                                          \
     if (const std::string missing = FirstMissing({__VA_ARGS__}); !missing.empty()) \
     GTEST_SKIP() << missing << " is not installed"
 
-// Skips the test, saying why, when no view of an ordinary user can be had beside root's.
+// Skips the test, with a message, when a view of an ordinary user is not possible.
 #define SKIP_WITHOUT_ORDINARY_USER()                                            \
     if (const std::string missing = MissingForOrdinaryUser(); !missing.empty()) \
     GTEST_SKIP() << missing

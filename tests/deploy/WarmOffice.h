@@ -11,7 +11,7 @@
 
 namespace vellumo::test {
 
-// Somewhere an office can be kept warm. It is gone, with all that is in it, with the object.
+// A place where an office can be kept warm. The destructor removes it with all its contents.
 class WarmPlace {
 public:
     WarmPlace() = default;
@@ -19,14 +19,14 @@ public:
     WarmPlace(const WarmPlace&) = delete;
     WarmPlace& operator=(const WarmPlace&) = delete;
 
-    // Why no office can be kept warm there; empty when one can.
+    // The reason why no office can be kept warm there; empty when one can.
     virtual std::string Missing() = 0;
 
-    // Has an office kept warm with `settings`, each VARIABLE=VALUE, and runs `script` when it is.
-    // The script finds what kOfficeScript tells, and besides
-    //   office_socket           where the office listens
-    //   without_cold            lets no cold office answer any more
-    //   end_caller SIGNAL NAME  sends it to whoever waits for that document to be converted
+    // Starts a warm office with `settings`, each VARIABLE=VALUE, then runs `script`.
+    // The script can use the functions of kOfficeScript and
+    //   office_socket           prints the path of the office's socket
+    //   without_cold            makes cold conversions impossible from now on
+    //   end_caller SIGNAL NAME  sends the signal to the process that waits for that document
     virtual Said RunWarm(const std::vector<std::string>& settings, const std::string& script) = 0;
 };
 
@@ -39,13 +39,13 @@ inline void PrintTo(const WarmPlaceKind& kind, std::ostream* stream) {
     *stream << kind.name;
 }
 
-// That of a class.
+// The kind for a class of places.
 template <typename Place>
 WarmPlaceKind KindOf(const char* name) {
     return {name, [] { return std::unique_ptr<WarmPlace>(std::make_unique<Place>()); }};
 }
 
-// What holds of a warm office wherever it is kept.
+// Tests that apply to a warm office in every kind of place.
 class WarmOffice : public testing::TestWithParam<WarmPlaceKind> {
 protected:
     void SetUp() override {

@@ -8,20 +8,20 @@
 
 namespace vellumo::test {
 
-// What two ways of converting are known to make differently of a document, and why that has to be
-// so. docs/FIDELITY.md says the same to people.
+// A known difference between the results of two ways to convert a document, and its reason.
+// docs/FIDELITY.md describes these differences for users.
 struct Difference {
     std::string document;
     std::string what;
     std::string why;
 };
 
-// Fails for each difference that was found ("DOCUMENT: WHAT") and is not known, and for each that
-// is known and was not found.
+// Fails for each difference that was found ("DOCUMENT: WHAT") but is not known, and for each that
+// is known but was not found.
 void ExpectDifferences(const std::vector<std::string>& found, const std::vector<Difference>& known);
 
-// What `compare` finds of each of the documents, which have a `file`, as ExpectDifferences() takes
-// it; tells on standard output how far it has come.
+// Calls `compare` for each document, which must have a member `file`, and returns the differences
+// in the form for ExpectDifferences(). Prints its progress to standard output.
 template <typename Document, typename Compare>
 std::vector<std::string> FindDifferences(const std::vector<Document>& documents,
                                          const Compare& compare) {
@@ -36,10 +36,10 @@ std::vector<std::string> FindDifferences(const std::vector<Document>& documents,
     return found;
 }
 
-// As one word of a shell's command.
+// Returns `text` quoted as one word of a shell command.
 std::string Quoted(const std::string& text);
 
-// What a script printed, line by line.
+// Splits a script's output into lines.
 std::vector<std::string> Lines(const std::string& text);
 
 }  // namespace vellumo::test

@@ -7,17 +7,16 @@
 
 namespace navo::test {
 
-// What libnavo asks of the system in this process when it takes a lock: it tries, and pauses before
-// the next try. A test sees it, and can let something happen at that moment.
+// The system calls of libnavo in this process when it takes a lock: it tries to lock, and pauses
+// before the next try. A test can count these calls and run a function at that moment.
 struct LockCalls {
     int tries = 0;
     int pauses = 0;
     std::chrono::nanoseconds longestPause{};
 
-    // Once, between the moment when libnavo has opened a file and the one when it locks it. Empty
-    // when it has happened.
+    // Called once, after libnavo has opened a file and before it locks the file. Empty after that.
     std::function<void()> beforeTry;
-    // At each pause; `pause` is 1 for the first.
+    // Called at each pause; `pause` is 1 for the first.
     std::function<void(int pause)> onPause;
 };
 extern LockCalls lockCalls;

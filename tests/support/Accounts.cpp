@@ -14,7 +14,7 @@ namespace fs = std::filesystem;
 
 constexpr std::array<const char*, 3> kFiles = {"passwd", "group", "nsswitch.conf"};
 constexpr const char* kEtc = "/etc/";
-constexpr const char* kHostEtc = "/.host-etc/";  // where the view's links lead
+constexpr const char* kHostEtc = "/.host-etc/";  // the targets of the view's links
 
 bool IsViewsLink(const char* file) {
     std::error_code error;
@@ -26,7 +26,7 @@ std::string HostContent(const char* file) {
     return {std::istreambuf_iterator<char>(content), {}};
 }
 
-// By a rename, which replaces the link itself.
+// Renames a new file to the path, which replaces the link itself, not its target.
 void Replace(const char* file, const std::string& content) {
     const std::string path = std::string(kEtc) + file;
     std::ofstream(path + ".new") << content;
@@ -72,7 +72,7 @@ Accounts::~Accounts() {
     }
     for (const char* file : kFiles) {
         const std::string path = std::string(kEtc) + file;
-        std::error_code error;  // the view ends soon, and with it all of this
+        std::error_code error;  // ignored: the view ends soon, with all these files
         fs::create_symlink(std::string(kHostEtc) + file, path + ".new", error);
         fs::rename(path + ".new", path, error);
     }

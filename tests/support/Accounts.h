@@ -7,7 +7,7 @@
 #include <string>
 #include <vector>
 
-// Accounts that exist in a device view alone, beside the machine's own.
+// Accounts that exist only in a device view, in addition to the machine's own.
 namespace vellumo::test {
 
 struct TestAccount {
@@ -22,8 +22,9 @@ struct TestGroup {
     std::vector<std::string> members;
 };
 
-// The view's /etc is its own, with links to the machine's files. While this lives, three of the
-// links are files: passwd and group with further lines, nsswitch.conf that asks for no more.
+// A device view has its own /etc with links to the machine's files. While this object lives, files
+// replace three of the links: passwd and group with additional lines, and an nsswitch.conf that
+// reads only these files.
 class Accounts {
 public:
     Accounts(const std::vector<TestAccount>& accounts, const std::vector<TestGroup>& groups);
@@ -31,15 +32,15 @@ public:
     Accounts(const Accounts&) = delete;
     Accounts& operator=(const Accounts&) = delete;
 
-    // Whether they are there; false where /etc is not a view's own, and then nothing is touched.
+    // Whether the accounts exist. False where /etc is not that of a view; nothing is changed then.
     explicit operator bool() const { return _isInstalled; }
 
 private:
     bool _isInstalled;
 };
 
-// Accounts for every way of being allowed: ann (1001, in staff2), bob (1002), carl (1003, in g1 to
-// g100 and in staff2), dora (1004, whose one group 1999 has no name), and of a domain CORP\eve
+// Accounts for every kind of permission: ann (1001, in staff2), bob (1002), carl (1003, in g1 to
+// g100 and in staff2), dora (1004, whose only group 1999 has no name), and the domain user CORP\eve
 // (1005).
 inline constexpr const char* kDomainUser = "CORP\\eve";
 std::vector<TestAccount> SomeAccounts();

@@ -8,7 +8,7 @@
 namespace vellumo::test {
 namespace {
 
-// What was seen to become of a document goes before what had been expected.
+// An observed result in the note takes precedence over the expected one.
 bool Converts(const std::string& note) {
     if (note.find("OBSERVED: soffice 7.4.7 prints \"source file could not be loaded\"") !=
         std::string::npos) {

@@ -7,16 +7,17 @@
 
 namespace vellumo::test {
 
-// Documents from other projects' test suites, of every file type and with every kind of fault. They
-// lie outside the tree; VELLUMO_CORPUS names the folder, in which MANIFEST.tsv lists them: the file
-// first on each line, and what must become of it last.
+// A document from another project's test suite. The corpus has documents of every file type and
+// with every kind of fault. It is outside the source tree, in the folder that the environment
+// variable VELLUMO_CORPUS names. MANIFEST.tsv in that folder has one line for each document: the
+// file is the first column, the expected result the last.
 struct CorpusFile {
-    std::string file;  // in the folder
+    std::string file;  // path in the folder
     std::string type;
     bool converts;
 };
 
-// Empty when VELLUMO_CORPUS is not set.
+// The value of VELLUMO_CORPUS; empty when it is not set.
 std::string CorpusFolder();
 
 std::vector<CorpusFile> CorpusFiles();

@@ -171,7 +171,7 @@ bool SetEffectiveGroup(gid_t group) {
 }
 
 bool HasOtherUsers() {
-    // In a user namespace that holds root alone, no other user can be taken.
+    // In a user namespace with root alone, root cannot become another user.
     return geteuid() == 0 && SetEffectiveUser(65534) && SetEffectiveUser(0);
 }
 

@@ -12,7 +12,7 @@
 #include <string>
 #include <vector>
 
-// The device view that a test runs in: the server's fixed locations, all of them the test's own.
+// The device view in which a test runs: it has the server's fixed paths, for this test alone.
 namespace vellumo::test {
 
 inline constexpr const char* kSourceDir = "/volume1/docker/@tmp/Vellumo/@tmp/source/";
@@ -23,63 +23,65 @@ std::string ReadFile(const std::string& path);
 bool Exists(const std::string& path);
 void MakeDirectory(const std::string& path);
 
-// Names in a directory, sorted; none when it is missing.
+// The names in a directory, sorted; none when it is missing.
 std::vector<std::string> Names(const std::string& directory);
 
-// What lies in the scratch directories: "source/NAME" and "target/NAME". The platform's own
-// directory beside the scratch sources, .navoea, stays when it was made once; in its place there is
-// what lies in it, be it an empty directory: "source/.navoea/NAME".
+// The entries of the scratch directories, as "source/NAME" and "target/NAME". The platform's own
+// directory .navoea in the source directory stays once it exists; so it is not listed itself, but
+// its entries are, even if they are empty directories: "source/.navoea/NAME".
 std::vector<std::string> ScratchFiles();
 
-// What is played in place of a converter, as the next calls of /usr/local/bin/docker see it.
+// The behaviour of the scripted tool in the next calls of /usr/local/bin/docker.
 struct Script {
     int exitStatus = 0;
-    int productSize = 100;    // bytes that the tool writes to its product; -1: it writes none
-    int sleepMs = 0;          // how long the tool takes
+    int productSize = 100;    // size of the product in bytes; -1: the tool writes no product
+    int sleepMs = 0;          // how long the tool takes, in milliseconds
     int signal = 0;           // the signal that ends the docker client, 0 for none
     bool keepSource = false;  // copies the source, as the tool sees it, to /device/seen-source
-    bool isHeld = false;      // the tool goes on only when it is told to, or after a minute
+    bool isHeld = false;      // the tool waits for LetToolEnd(), for at most a minute
 };
 void PlayTool(const Script& script);
 
-// Lets one tool go on that is held, or is the next to be.
+// Lets one held tool continue: one that waits now, or the next one that is held.
 void LetToolEnd();
 
-// Puts the embedded engine in the scripted tools' place: commands run the real converters.
+// Replaces the scripted tools by the embedded engine: commands run the real converters.
 void UseEmbeddedEngine();
 
-// The same, and notes its commands for DockerCalls.
+// The same, and records the commands for DockerCalls().
 void UseNotedEngine();
 
 // The argument vectors that /usr/local/bin/docker has received, in order.
 std::vector<std::vector<std::string>> DockerCalls();
 
-// Whether so many tools have been called; waits for it.
+// Waits until at least `count` tools have been called; false if the time limit of ComesTrue() is
+// reached first.
 bool ToolsAreCalled(size_t count = 1);
 
-// Whether `condition` comes true; looks again and again until `limit`.
+// Waits until `condition` is true, which it checks repeatedly; false if it is not true within
+// `limit`.
 bool ComesTrue(const std::function<bool()>& condition,
                std::chrono::milliseconds limit = std::chrono::seconds(20));
 
-// Whether two commands were ever in one container at the same time.
+// Whether two commands ever ran in one container at the same time.
 bool ContainersEverOverlapped();
 
-// Makes the device fresh: nothing on its volumes but the folders of its shares, no settings, texts
-// or transfer log, containers navo1 and navo2 in the state file, the scripted tools. The share
-// `kept` stays as it is.
+// Resets the device: its volumes contain only the folders of its shares; there are no settings,
+// texts or transfer log; the state file has the containers navo1 and navo2; the scripted tools are
+// installed. The folder `kept` on volume1 is not changed.
 void PrepareFreshDevice(const std::string& kept = "");
 
-// A test on a fresh device, with no messages in the system log yet.
+// A test on a fresh device with an empty system log.
 class DeviceTest : public ::testing::Test {
 protected:
     explicit DeviceTest(const std::string& kept = "");
 };
 
-// Takes other effective ids; the real and saved ones stay root's.
+// Sets the effective id; the real and saved ids stay root's. False on failure.
 bool SetEffectiveUser(uid_t user);
 bool SetEffectiveGroup(gid_t group);
 
-// Whether the test runs as real root, with other users to be.
+// Whether the test runs as the real root, which can become other users.
 bool HasOtherUsers();
 
 }  // namespace vellumo::test

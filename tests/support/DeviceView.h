@@ -4,8 +4,8 @@
 
 namespace vellumo::test {
 
-// Goes on in a fresh device view, by running this program again in one; returns at once when it is
-// in one already. Ends the process when no view can be had.
+// Executes this program again in a new device view. Returns at once when it is in a view already.
+// Ends the process when no view can be created.
 void EnterDeviceView(int argc, char** argv);
 
 }  // namespace vellumo::test

@@ -20,7 +20,7 @@ namespace {
 
 namespace fs = std::filesystem;
 
-// The topmost folder above `path` that others may not pass; empty if they may pass all.
+// The topmost folder above `path` that other users may not enter; empty if they may enter all.
 fs::path ClosedFolderAbove(const fs::path& path) {
     fs::path folder = path.root_path();
     for (const fs::path& name : path.parent_path().relative_path()) {
@@ -32,7 +32,7 @@ fs::path ClosedFolderAbove(const fs::path& path) {
     return {};
 }
 
-// A folder, held while something else is mounted above it.
+// A folder that stays open while another file system is mounted over a folder above it.
 class Tree {
 public:
     explicit Tree(const char* path)
@@ -72,7 +72,7 @@ bool Cover(const fs::path& folder) {
     return mount("tmpfs", folder.c_str(), "tmpfs", MS_NOSUID | MS_NODEV, "mode=0755") == 0;
 }
 
-// Makes folders that everybody may pass for as long as it lives.
+// While this object lives, new folders are open to all users.
 class OpenUmask {
 public:
     OpenUmask() : _before(umask(022)) {}
@@ -95,7 +95,8 @@ void OpenTreeToOtherUsers() {
     if (closed.empty() || geteuid() != 0 || !HaveMountsOfOurOwn()) {
         return;
     }
-    // Held as these mounts have them; what is held of others cannot be mounted here.
+    // Opened after the change of the mount namespace: a folder of another namespace cannot be
+    // mounted here.
     const std::array<Tree, 2> trees{Tree(VELLUMO_SOURCE_TREE), Tree(VELLUMO_BUILD_TREE)};
     if (!std::all_of(closed.begin(), closed.end(), Cover)) {
         return;

@@ -4,10 +4,11 @@
 
 namespace vellumo::test {
 
-// Lets other users run what has been built, and read the source tree, though they lie where only
-// their owner may go, such as in root's home. For this process and those that it starts later, and
-// for nobody else, the folder that is closed is another one, open and with nothing in it but the
-// way to the trees. Does nothing for who is not root, and no harm when it is called again.
+// Lets other users read the source tree and run the programs in the build tree, even if these trees
+// are in a folder that only its owner may enter, such as root's home. For this process and the
+// processes that it starts later, and for no others, another folder covers the closed one. All
+// users may enter it, and it contains only the path to the trees. Does nothing if the process is
+// not root. A second call does no harm.
 void OpenTreeToOtherUsers();
 
 }  // namespace vellumo::test

@@ -25,7 +25,7 @@ namespace {
 
 constexpr int kInjectedError = EIO;
 
-// The definition that this one stands before: libnavo's, or the C library's.
+// The definition that the double replaces: libnavo's, or the C library's.
 template <typename Function>
 Function* Real(const char* symbol) {
     void* found = dlsym(RTLD_NEXT, symbol);
@@ -103,7 +103,7 @@ void PlatformDouble::FailCall(int k) {
 }
 
 std::optional<int> PlatformDouble::Note(const PlatformCall& call, int failure) {
-    static std::mutex threads;  // a test may let a thread play another process
+    static std::mutex threads;  // in some tests a thread plays another process
     const std::lock_guard<std::mutex> lock(threads);
     _calls.push_back(call);
     if (_failAt != 0 && ++_fallible == _failAt) {

@@ -8,13 +8,13 @@
 #include <string>
 #include <vector>
 
-// The platform's operations between the library and libnavo: each call is noted down, and a test
-// may answer it in the platform's place. What it does not answer, libnavo does.
+// A double of the platform's operations, between the library and libnavo. It records each call. A
+// test may set the result of a call; all other calls go to libnavo.
 namespace vellumo::test {
 
 struct PlatformCall {
     std::string operation;               // such as "NAVOShareGet"
-    std::vector<std::string> arguments;  // those that are texts or numbers, as text
+    std::vector<std::string> arguments;  // the strings and numbers among them, as text
 };
 
 void PrintTo(const PlatformCall& call, std::ostream* out);
@@ -23,27 +23,27 @@ class PlatformDouble {
 public:
     static PlatformDouble& Get();
 
-    // Forgets calls and answers.
+    // Discards the recorded calls, the answers and the failure.
     void Reset();
 
     const std::vector<PlatformCall>& Calls() const { return _calls; }
     std::vector<PlatformCall> CallsOf(const std::string& operation) const;
 
-    // Decides about every call from now on: a value is the call's result, which then has no other
-    // effect; nullopt lets libnavo answer.
+    // Sets the function that answers every call from now on. A value is the call's result, and the
+    // call has no other effect; with nullopt the call goes to libnavo.
     using Answer = std::function<std::optional<int>(const PlatformCall&)>;
     void SetAnswer(Answer answer) { _answer = std::move(answer); }
 
-    // The operation `name` gives `result` from now on, `error` in errno.
+    // Makes the operation `name` return `result` and set errno to `error` from now on.
     void Always(const std::string& name, int result, int error = 0);
 
-    // The `k`-th call (1 is the first) of those that can fail does so. Returned by FailedCall once
-    // it has happened.
+    // Makes the `k`-th call from now on (1 is the first) fail, among those that can fail.
+    // FailedCall() returns the call once it has failed.
     void FailCall(int k);
     const std::optional<PlatformCall>& FailedCall() const { return _failedCall; }
 
-    // For the operations of the double: notes the call and gives the answer to it, if any.
-    // `failure` is what the operation returns when it fails.
+    // For the operations of the double: records the call and returns the answer to it, if any.
+    // `failure` is the operation's result on failure.
     std::optional<int> Note(const PlatformCall& call, int failure);
 
 private:

@@ -10,10 +10,10 @@
 
 #include "support/ChildProcess.h"
 
-// Processes beside the test's own. What cannot be started at all ends the test by an exception.
+// Child processes of a test. An exception ends the test when a process cannot be started.
 namespace vellumo::test {
 
-// Another process; killed at the end when it has not been waited for.
+// A child process. The destructor kills it unless Wait() was called.
 class ChildProcess {
 public:
     // A fork of this one that runs `body` and exits with its result.
@@ -28,34 +28,35 @@ public:
 
     void Signal(int signal) const;
 
-    // Blocks until it has ended; its exit status, or minus the signal that ended it.
+    // Waits until the process has ended. Returns its exit status, or minus the number of the signal
+    // that ended it.
     int Wait();
 
 private:
     pid_t _id;
 };
 
-// For the `body`: becomes a program (found on the PATH). Returns 127 when there is none.
+// For the `body`: executes a program, which is found on the PATH. Returns 127 when that fails.
 int BecomeProgram(std::vector<std::string> command);
 
-// Runs `body` with 0, 1, … in `count` processes, none of which begins before all are there. What
-// Wait() tells of each.
+// Runs `body` with 0, 1, … in `count` processes, none of which begins before all have started.
+// Returns the result of Wait() for each.
 std::vector<int> RunAtOnce(int count, const std::function<int(int)>& body);
 
-// A pipe through which processes tell each other numbers.
+// A pipe through which processes send each other numbers.
 class Channel {
 public:
     Channel();
 
     void Send(int value) const;
-    // Blocks until a number comes; -1 when nobody is left to send one.
+    // Waits for a number and returns it; -1 when no process is left that can send one.
     int Receive() const;
 
 private:
     support::Pipe _pipe;
 };
 
-// A running program whose standard output is read here.
+// A running program whose standard output the test reads.
 class RunningProgram {
 public:
     enum class Errors { kShown, kDropped };
@@ -64,7 +65,8 @@ public:
 
     pid_t Id() const { return _process.Id(); }
 
-    // Blocks until the program has written a line; what there is without one at the end.
+    // Waits until the program has written a line and returns it. At the end of the output, returns
+    // the rest.
     std::string ReadLine();
     std::string ReadToEnd();
 
@@ -79,11 +81,11 @@ private:
 };
 
 struct Finished {
-    int status;          // as Wait() tells it
+    int status;          // as from Wait()
     std::string output;  // standard output
 };
 
-// Runs a program to its end; standard error is dropped.
+// Runs a program until it ends; its standard error is discarded.
 Finished RunProgram(const std::vector<std::string>& command);
 
 }  // namespace vellumo::test

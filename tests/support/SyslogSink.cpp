@@ -52,7 +52,7 @@ SyslogSink::SyslogSink() : _socket(socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC | S
     }
     chmod(kLogSocket, 0666);
 
-    // The process's signals are for the code under test: the listener takes none of them.
+    // The listener blocks all signals, because they are for the code under test.
     sigset_t all;
     sigset_t before;
     sigfillset(&all);
@@ -71,7 +71,7 @@ SyslogSink::~SyslogSink() {
 void SyslogSink::Listen(const std::stop_token& stop) {
     pollfd arrival{_socket, POLLIN, 0};
     while (!stop.stop_requested()) {
-        // Changing ids interrupts every thread: the C library has each of them change its own.
+        // A change of ids interrupts every thread: the C library makes each thread change its own.
         if (poll(&arrival, 1, -1) < 0 && errno != EINTR) {
             return;
         }
@@ -93,7 +93,7 @@ void SyslogSink::Clear() {
 }
 
 std::vector<LogMessage> SyslogSink::Messages() {
-    const int error = errno;  // is what some tests look at next
+    const int error = errno;  // kept, because some tests check it next
     const std::scoped_lock lock(_guard);
     Collect();
     errno = error;

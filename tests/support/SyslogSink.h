@@ -9,7 +9,7 @@
 
 namespace vellumo::test {
 
-// One message as it arrived on /dev/log.
+// A message that arrived on /dev/log.
 struct LogMessage {
     int priority;  // facility and level together
     std::string text;
@@ -18,18 +18,18 @@ struct LogMessage {
 };
 void PrintTo(const LogMessage& message, std::ostream* out);
 
-// The device view's /dev/log: collects what this process and its children log.
+// The device view's /dev/log: collects the messages of this process and its children.
 class SyslogSink {
 public:
-    // The one sink of the process, listening since the first call.
+    // The only sink of the process. It listens from the first call on.
     static SyslogSink& Get();
 
     void Clear();
 
-    // What has arrived since the last Clear or Messages.
+    // Returns the messages that have arrived since the last Clear() or Messages().
     std::vector<LogMessage> Messages();
 
-    // The texts alone.
+    // Returns only the texts of these messages.
     std::vector<std::string> Texts();
 
     SyslogSink(const SyslogSink&) = delete;
@@ -39,13 +39,13 @@ private:
     SyslogSink();
     ~SyslogSink();
 
-    // A sender waits when the socket's queue is full, which on a common kernel it is at the
-    // eleventh message: somebody must read while the test waits for those who log.
+    // A sender blocks when the socket's queue is full, with most kernels at the eleventh message.
+    // So a thread must read while the test waits for processes that log.
     void Listen(const std::stop_token& stop);
     void Collect();
 
     int _socket;
-    std::mutex _guard;  // of _messages and of reading the socket, so that the order is kept
+    std::mutex _guard;  // guards _messages and reads of the socket, which keeps their order
     std::vector<LogMessage> _messages;
     std::jthread _listener;
 };

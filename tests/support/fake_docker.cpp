@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
-// Stands at /usr/local/bin/docker in a device view: writes down how it was called and plays the
-// converter as /device/tool-script says (see Script in Device.h).
+// A stand-in for /usr/local/bin/docker in a device view: records its arguments and plays the
+// converter according to /device/tool-script (see Script in Device.h).
 #include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -35,7 +35,7 @@ Script ReadScript() {
     return script;
 }
 
-// One line a call, written at once so that concurrent calls do not mix.
+// Writes one line per call with a single write, so that concurrent calls do not mix.
 void Record(const std::vector<std::string>& argv) {
     std::string line;
     for (const std::string& element : argv) {
@@ -49,7 +49,7 @@ void Record(const std::vector<std::string>& argv) {
     close(file);
 }
 
-// Marks the container as busy; leaves a trace when it is busy already.
+// Marks the container as busy; creates the overlap file when it is busy already.
 class ContainerInUse {
 public:
     explicit ContainerInUse(const std::string& name) : _mark("/device/busy-" + name) {
@@ -68,7 +68,7 @@ private:
     std::string _mark;
 };
 
-// The path, from `directory` on, that the first argument holding one ends with.
+// The path that begins with `directory` at the end of the first argument that contains one.
 std::string PathIn(const std::string& directory, const std::vector<std::string>& argv) {
     for (const std::string& argument : argv) {
         const size_t at = argument.find(directory);
@@ -79,7 +79,8 @@ std::string PathIn(const std::string& directory, const std::vector<std::string>&
     return "";
 }
 
-// Where the tool writes: the path it is given, or, given a directory only, named after its input.
+// The tool's product: the path in its arguments or, if that is a directory, a file in it that is
+// named after the input.
 std::string Product(const std::vector<std::string>& argv) {
     std::string named = PathIn(kTargetDir, argv);
     if (!named.empty()) {
@@ -93,7 +94,7 @@ std::string Product(const std::vector<std::string>& argv) {
     return kTargetDir + name.substr(0, name.rfind('.')) + ".pdf";
 }
 
-// Returns when the test lets this tool go on, which is for one tool each time.
+// Waits until the test lets this tool continue; each permission is for one tool.
 void AwaitEnd() {
     const auto end = std::chrono::steady_clock::now() + std::chrono::minutes(1);
     while (unlink("/device/tool-may-end") != 0 && std::chrono::steady_clock::now() < end) {

@@ -21,20 +21,20 @@ using Milliseconds = std::chrono::milliseconds;
 
 inline constexpr const char* kOutputDir = "/device/out";
 
-// What a call of the program came to.
+// The result of a call of the program.
 struct Outcome {
-    int status = 0;  // exit status, or minus the signal that ended it
+    int status = 0;  // exit status, or minus the number of the signal that ended it
     std::string out;
     std::string err;
     Milliseconds took{};
 };
 
-// A call of the program, in a process group of its own, with kOutputDir as its working directory;
-// killed at the end when it has not ended before. Its standard output and error go to files, so
-// that nobody waits for them.
+// A call of the program in its own process group, with kOutputDir as its working directory. The
+// destructor kills it if it is still running. Its standard output and standard error go to files,
+// so that it never blocks on a pipe.
 class RunningTool {
 public:
-    // `user`: the account that it runs as, 0 for the test's own.
+    // `user`: the user id with which the program runs; 0 for the test's own.
     explicit RunningTool(const std::vector<std::string>& arguments, uid_t user = 0);
 
     pid_t Process() const { return _process.Id(); }
@@ -46,7 +46,7 @@ private:
     ChildProcess _process;
 };
 
-// Whether a call that runs says so on its standard error; waits for it.
+// Waits until a running call has written `text` to its standard error; false if it does not.
 bool Says(const std::string& text);
 
 Outcome RunTool(const std::vector<std::string>& arguments);
@@ -54,13 +54,13 @@ Outcome RunTool(const std::vector<std::string>& arguments);
 // Runs it with --json; the whole standard output must be one JSON document.
 Json::Value RunForJson(std::vector<std::string> arguments);
 
-// Puts a program of the test's own in the scripted tools' place.
+// Replaces the scripted tools by the test's own program.
 void InstallDocker(const std::string& script);
 
-// Gives back the slots that a test has taken for itself, under the lock that others keep to.
+// Releases the slots that a test has taken, under the state file's lock.
 void FreeContainers();
 
-// A document in the share docs.
+// Creates a document in the share docs.
 void MakeDocument(const std::string& name, const std::string& content = "some document");
 
 // A fresh device with an empty kOutputDir.
