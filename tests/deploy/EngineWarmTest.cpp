@@ -57,7 +57,7 @@ TEST_F(EngineWarm, IsStartedOnceHoweverOften) {
     const Said said = Try(R"sh(
         for i in 1 2 3; do docker start navo1 & starts="$starts $!"; done
         for start in $starts; do wait $start || echo $?; done
-        docker start navo1; pgrep -x office-keeper | wc -l
+        docker start navo1; pgrep -xc keep-office
         docker status | sed 's/[0-9]*$//'; docker status navo1 | sed 's/[0-9]*$//')sh");
     EXPECT_THAT(said, Says(0, "1\nnavo1 warm \nnavo1 warm \n"));
 }

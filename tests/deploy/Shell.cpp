@@ -8,7 +8,6 @@
 #include <stdexcept>
 #include <vector>
 
-#include "OpenTree.h"
 #include "Process.h"
 
 namespace vellumo::test {
@@ -50,7 +49,6 @@ Shell::Shell() : _folder(testing::TempDir() + "vellumo-deploy.XXXXXX") {
     }
     // Other users' tests enter it, and run what has been built.
     fs::permissions(_folder, fs::perms{0755});
-    OpenTreeToOtherUsers();
 }
 
 Shell::~Shell() {

@@ -146,37 +146,37 @@ const BadInput kBadInputs[] = {
     {"PageRangeOfWords",
      {"/docs/a.docx", "--pages", "all"},
      ExitCode::kUsage,
-     "'all' is no page range",
+     "'all' is not a page range",
      "vellumo pdf --help"},
     {"PageRangeEmpty",
      {"/docs/a.docx", "--pages", ""},
      ExitCode::kUsage,
-     "is no page range",
+     "is not a page range",
      "vellumo pdf --help"},
     {"PageRangeBackwards",
      {"/docs/a.docx", "--pages", "3-1"},
      ExitCode::kUsage,
-     "'3-1' is no page range",
+     "'3-1' is not a page range",
      "vellumo pdf --help"},
     {"PageRangeFromZero",
      {"/docs/a.docx", "--pages", "0-1"},
      ExitCode::kUsage,
-     "'0-1' is no page range",
+     "'0-1' is not a page range",
      "vellumo pdf --help"},
     {"PageRangeOpen",
      {"/docs/a.docx", "--pages", "2-"},
      ExitCode::kUsage,
-     "'2-' is no page range",
+     "'2-' is not a page range",
      "vellumo pdf --help"},
     {"PageRangeInParts",
      {"/docs/a.docx", "--pages", "1,3"},
      ExitCode::kUsage,
-     "'1,3' is no page range",
+     "'1,3' is not a page range",
      "vellumo pdf --help"},
     {"PageRangeTooLarge",
      {"/docs/a.docx", "--pages", "99999999999999999999"},
      ExitCode::kUsage,
-     "is no page range",
+     "is not a page range",
      "vellumo pdf --help"},
 };
 
@@ -287,7 +287,7 @@ TEST_F(BadServerTest, WithOneContainerExplainsWhyPagesNeedASecond) {
 
 TEST_F(BadServerTest, WithATornStateFileSaysHowToRestoreIt) {
     WriteState(R"({"navo1":{"using":0,)");
-    ExpectRefused({"pdf", "/docs/a.docx"}, ExitCode::kStateFile, "is no JSON object",
+    ExpectRefused({"pdf", "/docs/a.docx"}, ExitCode::kStateFile, "is not a JSON object",
                   "vellumo pool reset");
 }
 
