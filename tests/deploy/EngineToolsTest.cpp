@@ -218,8 +218,8 @@ TEST_F(EngineTools, AKilledOfficeDoesNotStandInTheWayOfTheNext) {
     SKIP_WITHOUT("soffice", "pdftotext");
     const Said said = Convert(R"sh(
         document text a.fodt again
-        for limit in 0.2 0.3 0.4 0.6; do
-            docker exec navo1 timeout --kill-after=1 $limit soffice --headless --convert-to pdf \
+        for after in 0.2 0.3 0.4 0.6; do
+            docker exec navo1 timeout --kill-after=1 $after soffice --headless --convert-to pdf \
                 --outdir $target/ $source/a.fodt >$log 2>&1
         done
         ls -A $T | grep -v -x a.pdf; office a.fodt >$log 2>&1; echo $?
