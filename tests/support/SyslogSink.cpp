@@ -2,6 +2,7 @@
 #include "SyslogSink.h"
 
 #include <poll.h>
+#include <pthread.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
 #include <sys/un.h>
@@ -51,6 +52,11 @@ SyslogSink::SyslogSink() : _socket(socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC | S
         throw std::runtime_error(std::string("cannot listen on /dev/log: ") + strerror(errno));
     }
     chmod(kLogSocket, 0666);
+
+    // A child that is forked while the listener allocates would find the allocator's lock taken for
+    // ever: the sanitizers' allocators do not release it in the child.
+    pthread_atfork([] { Get()._guard.lock(); }, [] { Get()._guard.unlock(); },
+                   [] { Get()._guard.unlock(); });
 
     // The listener blocks all signals, because they are for the code under test.
     sigset_t all;
