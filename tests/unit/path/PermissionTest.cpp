@@ -36,7 +36,8 @@ struct Credentials {
 
     static std::vector<gid_t> Groups() {
         std::vector<gid_t> groups(static_cast<size_t>(getgroups(0, nullptr)));
-        getgroups(static_cast<int>(groups.size()), groups.data());
+        EXPECT_EQ(getgroups(static_cast<int>(groups.size()), groups.data()),
+                  static_cast<int>(groups.size()));
         return groups;
     }
     bool operator==(const Credentials&) const = default;
