@@ -53,8 +53,9 @@ SyslogSink::SyslogSink() : _socket(socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC | S
     }
     chmod(kLogSocket, 0666);
 
-    // A child that is forked while the listener allocates would find the allocator's lock taken for
-    // ever: the sanitizers' allocators do not release it in the child.
+    // The sanitizers hold locks of their own while a thread starts or allocates, and do not release
+    // them in a forked child, which then waits for them for ever. So a fork waits while the
+    // listener allocates, and the constructor waits until the listener has started.
     pthread_atfork([] { Get()._guard.lock(); }, [] { Get()._guard.unlock(); },
                    [] { Get()._guard.unlock(); });
 
@@ -65,6 +66,7 @@ SyslogSink::SyslogSink() : _socket(socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC | S
     pthread_sigmask(SIG_SETMASK, &all, &before);
     _listener = std::jthread([this](const std::stop_token& stop) { Listen(stop); });
     pthread_sigmask(SIG_SETMASK, &before, nullptr);
+    _isListening.wait();
 }
 
 SyslogSink::~SyslogSink() {
@@ -75,6 +77,7 @@ SyslogSink::~SyslogSink() {
 }
 
 void SyslogSink::Listen(const std::stop_token& stop) {
+    _isListening.count_down();
     pollfd arrival{_socket, POLLIN, 0};
     while (!stop.stop_requested()) {
         // A change of ids interrupts every thread: the C library makes each thread change its own.

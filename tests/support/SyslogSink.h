@@ -2,6 +2,7 @@
 #ifndef VELLUMO_TESTS_SYSLOGSINK_H
 #define VELLUMO_TESTS_SYSLOGSINK_H
 
+#include <latch>
 #include <mutex>
 #include <string>
 #include <thread>
@@ -47,6 +48,7 @@ private:
     int _socket;
     std::mutex _guard;  // guards _messages and reads of the socket, which keeps their order
     std::vector<LogMessage> _messages;
+    std::latch _isListening{1};
     std::jthread _listener;
 };
 
