@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "cold.h"
 
+#include <dirent.h>
 #include <errno.h>
 #include <fcntl.h>
 #include <grp.h>
@@ -11,10 +12,16 @@
 #include <sys/prctl.h>
 #include <sys/resource.h>
 #include <sys/wait.h>
+#include <time.h>
 #include <unistd.h>
 
 #include "settings.h"
 #include "signals.h"
+
+enum {
+    LINE = 512,  // bytes; a stat file's beginning
+    ENDING_TRIES = 10000,
+};
 
 static void become(const Call* call, uid_t owner) {
     if (geteuid() == owner) {
@@ -27,7 +34,7 @@ static void become(const Call* call, uid_t owner) {
     }
 }
 
-// At the memory limit, the kernel kills this process before the office's keeper.
+// At the memory limit, the kernel kills this process before vellumo-office.
 static void offer_to_memory_limit(void) {
     const int file = open("/proc/self/oom_score_adj", O_WRONLY | O_CLOEXEC);
     if (file >= 0) {
@@ -68,6 +75,46 @@ _Noreturn static void run_tool(const Call* call, char** words) {
     _exit(NO_SUCH_TOOL);
 }
 
+// Sends SIGKILL to every process whose parent is this one.
+static void kill_children(void) {
+    DIR* processes = opendir("/proc");
+    const struct dirent* entry = NULL;
+    while (processes != NULL && (entry = readdir(processes)) != NULL) {
+        char path[PATH_MAX];
+        char line[LINE];
+        (void)snprintf(path, sizeof path, "/proc/%s/stat", entry->d_name);
+        FILE* file = fopen(path, "re");
+        const char* rest = file != NULL ? fgets(line, sizeof line, file) : NULL;
+        // PROCESS (NAME) STATE PARENT; the name may contain blanks and parentheses.
+        rest = rest != NULL ? strrchr(line, ')') : NULL;
+        if (rest != NULL && strtol(rest + strlen(") S "), NULL, 10) == getpid()) {
+            (void)kill((pid_t)strtol(entry->d_name, NULL, 10), SIGKILL);
+        }
+        if (file != NULL) {
+            (void)fclose(file);
+        }
+    }
+    if (processes != NULL) {
+        (void)closedir(processes);
+    }
+}
+
+// Ends every process that the tool has left: an orphan becomes a child of this process, which is
+// their subreaper. Repeats, because a process that forks while it is being killed leaves another.
+static void end_leftovers(void) {
+    const struct timespec pause = {0, 1000000L};
+    for (int i = 0; i < ENDING_TRIES; ++i) {
+        const pid_t ended = waitpid(-1, NULL, WNOHANG);
+        if (ended < 0) {
+            return;
+        }
+        if (ended == 0) {
+            kill_children();
+            (void)nanosleep(&pause, NULL);
+        }
+    }
+}
+
 static int status_of(int ending) {
     return WIFEXITED(ending) ? WEXITSTATUS(ending) : ENDED_BY_SIGNAL + WTERMSIG(ending);
 }
@@ -92,6 +139,7 @@ int run_cold(Call* call) {
     for (int i = 1; i < call->count; ++i) {
         words[i] = into_room(call, call->words[i]);
     }
+    (void)prctl(PR_SET_CHILD_SUBREAPER, 1);
     const pid_t tool = fork();
     if (tool == 0) {
         run_tool(call, words);
@@ -101,7 +149,8 @@ int run_cold(Call* call) {
     }
     (void)setpgid(tool, tool);
     const int status = wait_for(call, tool);
-    (void)kill(-tool, SIGKILL);  // processes that it may have left running
+    (void)kill(-tool, SIGKILL);
+    end_leftovers();
     if (status < ENDED_BY_SIGNAL) {
         publish_products(call);
     }
