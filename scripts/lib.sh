@@ -10,7 +10,7 @@ fail() {
 
 # Packages to build, to convert and to test.
 build_packages=(g++ cmake ninja-build pkg-config libjsoncpp-dev libboost-filesystem-dev
-    libboost-system-dev libsqlite3-dev libseccomp-dev libcli11-dev libgtest-dev libgmock-dev
+    libboost-system-dev libsqlite3-dev libseccomp-dev libreoffice-dev libreofficekit-dev libcli11-dev libgtest-dev libgmock-dev
     libbenchmark-dev bubblewrap)
 tool_packages=(libreoffice-writer libreoffice-calc libreoffice-impress libreoffice-draw
     libreoffice-math python3-uno unoconv pdftk-java qpdf imagemagick ghostscript calibre

@@ -7,17 +7,21 @@ namespace vellumo::test {
 namespace {
 
 constexpr const char* kEmbedded = R"sh(
-above=${T%/*} rooms=${T%/*}/.warm-navo1/rooms
+above=${T%/*}
 cold() { local container=cold; "$@"; }
 without_cold() { mount --bind /usr/bin/false /usr/bin/bwrap; }
 processes() { pgrep -x $1; }
 list_office() { ps ax -o comm= | grep -e office -e keep; }
+in_office() { nsenter -t $(keeper_process) -m "$@"; }
 office_socket() { echo $above/.warm-navo1/run/office; }
 end_caller() { kill -$1 $(pgrep -f "^docker exec .*/$2$"); }
 left() {
     docker exec none true  # takes away what killed engines have left
-    ls -A $T; ls -A $rooms; ls -A $above | grep engine
-    processes soffice.bin | tail -n +2
+    ls -A $T; ls -A $above | grep engine
+    processes soffice.bin; processes office-child
+    in_office ls -A /tmp /dev/shm | awk '!/^(home|vellumo-office-.*|\/.*:|)$/'
+    in_office sh -c 'ls -d /tmp/vellumo-office-*' | tail -n +2
+    in_office sh -c 'ls -A /tmp/vellumo-office-*' | awk '!/^(own|profile|room-[0-9]*)$/ || /room/ && ++rooms > 1'
 }
 )sh";
 

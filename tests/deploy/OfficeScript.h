@@ -10,8 +10,9 @@ namespace vellumo::test {
 //   office NAME, unoconv PRODUCT … SOURCE      run the office's commands as the core does
 //   cold COMMAND…           runs one of these commands without the warm office
 //   pages NAME              prints the number of pages of a product
-//   office_process, driver_process, keeper_process     wait for that process of the warm office
-//                           and print its id
+//   keeper_process, spare_process, child_process     wait for that process of the warm office
+//                           (the one that is forked, a fork that waits, one that converts) and
+//                           print its id
 //   gone PROCESS            true if the process has ended
 //   works NAME              true if an office has that document open
 //   is_warm                 true if a warm office converts a document
@@ -37,13 +38,13 @@ one() {
     for i in {1..100}; do processes $1 | grep -m1 . && return; sleep 0.1; done
     echo "no $1" >&2; return 1
 }
-office_process() { one soffice.bin; }
-driver_process() { one office-driver; }
-keeper_process() { one office-keeper; }
+child_process() { one office-child; }
+spare_process() { one office-spare; }
+keeper_process() { one vellumo-office; }
 gone() { ! kill -0 $1 2>/dev/null; }
 works() {
     local each
-    for each in $(processes soffice.bin); do ls -l /proc/$each/fd; done 2>/dev/null | grep -q "/$1$"
+    for each in $(processes soffice.bin) $(processes office-child); do ls -l /proc/$each/fd; done 2>/dev/null | grep -q "/$1$"
 }
 is_warm() {
     # A cold office prints what it does.

@@ -37,11 +37,10 @@ in_view() {
 }
 left() {
     ls -A $T
-    docker exec $container ls -A /tmp | grep -v '^OSL_PIPE_65534_' |
-        awk '!/^vellumo-office-/ || ++offices > 1'
+    docker exec $container ls -A /tmp /dev/shm | grep -v -e "^$" -e ":$" | awk '!/^vellumo-office-/ || ++offices > 1'
+    docker exec $container sh -c 'ls /tmp/vellumo-office-*' | grep room | tail -n +2
     docker top $container -eo pid,uid,args | tail -n +2 | grep -v ' 0 .*\(tini\|keep\)' |
-        awk '!/ 65534 .*office-driver/ || ++drivers > 1' |
-        awk '!/ 65534 .*soffice.bin.*accept/ || ++offices > 1'
+        awk '!/ 65[0-9]* .*vellumo-office keep/ || ++forks > 1'
 }
 )sh";
 

@@ -16,7 +16,6 @@ const char* const kScripts = "only the image has fonts of the document's script"
 const char* const kFallback = "a font that neither has is Noto Sans in the image, else DejaVu Sans";
 const char* const kHeights = "fonts that only the image has set the heights of some lines";
 const char* const kPrinter = "laid out for a printer, for which each office takes another one";
-const char* const kWebPage = "a cold soffice loses a web page's first paragraph";
 
 const std::vector<Difference> kKnown = {
     {"sxw/testStarOffice-6.0-writer.sxw", "pixels, fonts", kPrinter},
@@ -31,10 +30,6 @@ const std::vector<Difference> kKnown = {
     {"xltx/BloodPressureTracker_TP10073878.xltx", "words, image", kFallback},
     {"xlsb/testVarious.xlsb", "words, image", kCalibri},
     {"vsdx/tdf136564-WhiteTextBackground.vsdx", "words, image", kCalibri},
-    {"doc/it's \"just\" an HTML page.doc", "pages, image", kWebPage},
-    {"doc/it's \"just\" an HTML page.doc", "words, image", kWebPage},
-    {"doc/it's \"just\" an HTML page.doc", "pages, fonts", kWebPage},
-    {"doc/it's \"just\" an HTML page.doc", "layout, fonts", kWebPage},
 };
 
 class CorpusInBothEngines : public ContainerTest {

@@ -151,6 +151,16 @@ TEST_F(DoctorTest, StatusEndsInFailureWhenAContainerDoesNotAnswer) {
     EXPECT_THAT(outcome.err, HasSubstr("vellumo pool doctor"));
 }
 
+TEST_F(DoctorTest, TellsWhyEachDocumentGetsAnOfficeOfItsOwn) {
+    InstallEngine(
+        "[ \"$4\" = state ] || exit 1\n"
+        "[ $2 = navo1 ] && echo 'warm, documents 3' || { echo 'little memory'; exit 78; }");
+    EXPECT_THAT(RunTool({"pool", "doctor"}).out,
+                AllOf(HasSubstr("navo1: answers\n"),
+                      HasSubstr("navo2: answers, but each document gets an office of its own\n"
+                                "        That takes longer. The reason: little memory")));
+}
+
 TEST_F(DoctorTest, StatusEndsInFailureWhenAContainerIsUnhealthy) {
     InstallEngine(kOneIsUnhealthy);
     const Outcome outcome = RunTool({"pool", "status"});

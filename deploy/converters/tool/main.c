@@ -1,9 +1,10 @@
 // SPDX-License-Identifier: Apache-2.0
 // vellumo-tool runs the converters' tools in a container, where it is on the search path under the
-// names of the tools. It copies the document into a new room, a directory for a user without
-// rights, and runs the tool there as that user. The tool can read this document and no other. When
-// the tool has ended and no signal ended it, its products are published in the target directory.
-// The warm office runs the usual commands for an office, if it is free.
+// names of the tools. It sends the usual commands for an office to vellumo-office, with the open
+// document and a file for the PDF. For every other command, and when no office answers, it copies
+// the document into a new room, a directory for a user without rights, and runs the tool there as
+// that user. The tool can read this document and no other. When the tool has ended and no signal
+// ended it, its products are published in the target directory.
 //
 // Exit status: that of the tool, 128 + N when signal N ended it; 1 when the document is refused;
 // 125 when the room cannot be made; 127 when there is no such tool.
@@ -12,9 +13,11 @@
 //   VELLUMO_SOURCE, VELLUMO_TARGET   the scratch directories (/Vellumo/@tmp/source, …/target)
 //   VELLUMO_ROOT                     prefix of these paths where this program runs ("")
 //   VELLUMO_ROOMS                    directory in which rooms are made (/tmp)
-//   VELLUMO_OFFICE_SOCKET            socket of the warm office (/run/vellumo/office)
-//   VELLUMO_OFFICE_WAIT              milliseconds to wait for it before a cold one starts (1200)
-//   VELLUMO_OFFICE_UID, VELLUMO_TOOL_UID   user ids of the warm office and of the tools (65534)
+//   VELLUMO_OFFICE_SOCKET            socket of vellumo-office (/run/vellumo/office)
+//   VELLUMO_OFFICE_WAIT              milliseconds to wait for a sign of it before a cold office
+//   starts
+//                                    (1200)
+//   VELLUMO_TOOL_UID                 user id of the tools (65534)
 //   VELLUMO_COLD_STATUS              if set, this program ends with this exit status when the warm
 //                                    office does not run the command, so that the caller can run
 //                                    it elsewhere

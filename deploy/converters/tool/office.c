@@ -2,8 +2,8 @@
 #include "office.h"
 
 #include <errno.h>
+#include <fcntl.h>
 #include <poll.h>
-#include <signal.h>
 #include <stdbool.h>
 #include <stdio.h>
 #include <stdlib.h>
@@ -13,13 +13,12 @@
 #include <time.h>
 #include <unistd.h>
 
+#include "exchange/request.h"
 #include "settings.h"
 #include "signals.h"
 
 enum {
-    MAX_REPLY = 1024,
-    LOOK = 20,           // ms
-    START_WAIT = 20000,  // ms for an office that is starting: a second one would not be faster
+    LOOK = 20,  // ms
 };
 
 // A request to the warm office.
@@ -93,9 +92,8 @@ static int connect_once(const char* path) {
         errno = ENAMETOOLONG;
         return -1;
     }
-    memcpy(address.sun_path, path, strlen(path));
-    // Non-blocking: when the socket's queue is full, a cold office is faster than waiting.
-    const int office = socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0);
+    memcpy(address.sun_path, path, strlen(path) + 1);
+    const int office = socket(AF_UNIX, SOCK_SEQPACKET | SOCK_CLOEXEC | SOCK_NONBLOCK, 0);
     if (office >= 0 && connect(office, (struct sockaddr*)&address, sizeof address) != 0) {
         const int error = errno;
         (void)close(office);
@@ -105,7 +103,7 @@ static int connect_once(const char* path) {
     return office;
 }
 
-// If the connection is refused, the keeper has just died and is about to be restarted.
+// If the connection is refused, the office is about to be started again.
 static int connect_to_office(int limit) {
     const char* path = setting("VELLUMO_OFFICE_SOCKET", "/run/vellumo/office");
     int office = connect_once(path);
@@ -117,62 +115,117 @@ static int connect_to_office(int limit) {
     return office;
 }
 
-// Sends the fields of the request, each ended by a zero byte.
-static bool ask(Call* call, int office, const Request* request) {
-    char made[PATH_MAX];
-    char text[3 * PATH_MAX];
-    join(call, made, call->room.out, request->product);
-    const int length = snprintf(text, sizeof text, "%s%c%d%c%s%c%s%c%s%c", request->mode, 0,
-                                request->fit, 0, request->pages, 0, call->room.in, 0, made, 0);
-    return length < (int)sizeof text &&
-           send(office, text, (size_t)length, MSG_NOSIGNAL) == (ssize_t)length;
+_Noreturn static void fail_at_product(Call* call, const Request* request) {
+    const int error = errno;
+    char directory[PATH_MAX];
+    char place[PATH_MAX];
+    locate(call, directory, target_directory());
+    join(call, place, directory, request->product);
+    fail(call, ROOM_FAILED, place, strerror(error));
 }
 
-// Waits for at most `limit` ms (-1: no limit) and reads one byte; false when none arrives.
-static bool receive(Call* call, int office, int limit, char* byte) {
+// Opens the target directory. Ends this program on failure.
+static int open_target(Call* call, const Request* request) {
+    char directory[PATH_MAX];
+    locate(call, directory, target_directory());
+    const int target = open(directory, O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC);
+    if (target < 0) {
+        fail_at_product(call, request);
+    }
+    return target;
+}
+
+// Opens a new file without a name in the target directory. Ends this program on failure.
+static int open_product(Call* call, const Request* request) {
+    const int target = open_target(call, request);
+    const int product = exchange_scratch(target);
+    if (product < 0) {
+        fail_at_product(call, request);
+    }
+    (void)close(target);
+    return product;
+}
+
+// Sends the fields of the request, each ended by a zero byte, with the two files.
+static bool ask(const Call* call, int office, const Request* request, int product) {
+    char text[REQUEST_SIZE];
+    const int length = snprintf(text, sizeof text, "%s%c%d%c%s%c%s%c", request->mode, 0,
+                                request->fit, 0, request->pages, 0, file_name(call->document), 0);
+    const int files[REQUEST_FILES] = {call->content.file, product};
+    union {
+        struct cmsghdr header;
+        char space[CMSG_SPACE(sizeof files)];
+    } control = {.header = {.cmsg_len = CMSG_LEN(sizeof files),
+                            .cmsg_level = SOL_SOCKET,
+                            .cmsg_type = SCM_RIGHTS}};
+    memcpy(CMSG_DATA(&control.header), files, sizeof files);
+    struct iovec data = {text, (size_t)length};
+    const struct msghdr message = {.msg_iov = &data,
+                                   .msg_iovlen = 1,
+                                   .msg_control = &control,
+                                   .msg_controllen = sizeof control};
+    return length < (int)sizeof text && sendmsg(office, &message, MSG_NOSIGNAL) == length;
+}
+
+// Waits for at most `limit` ms (-1: no limit) for an answer, which has REQUEST_SIZE bytes; false
+// when none arrives.
+static bool receive(Call* call, int office, int limit, char* answer) {
     struct pollfd events[] = {{.fd = office, .events = POLLIN},
                               {.fd = call->signals, .events = POLLIN}};
     const int ready = poll(events, 2, limit);
     if (ready > 0 && events[1].revents != 0) {
         finish(call, ENDED_BY_SIGNAL + next_signal(call->signals));
     }
-    return ready > 0 && read(office, byte, 1) == 1;
+    const ssize_t length = ready > 0 ? recv(office, answer, REQUEST_SIZE - 1, 0) : 0;
+    answer[length > 0 ? length : 0] = '\0';
+    return length > 0;
 }
 
-// Waits until the office has begun with the document; false when it does not begin.
-static bool has_begun(Call* call, int office, int limit) {
-    char byte = '\0';
-    bool answered = receive(call, office, limit, &byte);
-    // The second time is for an office that hangs while it starts and is replaced by another.
-    for (int starts = 0; answered && byte == 'W' && starts < 2; ++starts) {
-        answered = receive(call, office, START_WAIT, &byte);
+// Waits for the result, "STATUS TEXT"; false when there is none. An office that has not begun tells
+// every half second that it is there.
+static bool await_result(Call* call, int office, int limit, char* answer) {
+    while (receive(call, office, limit, answer)) {
+        if (strcmp(answer, ANSWER_BEGUN) == 0) {
+            limit = -1;
+        } else if (strcmp(answer, ANSWER_QUEUED) != 0) {
+            return true;
+        }
     }
-    return answered && byte == 'A';
+    return false;
 }
 
-// Reads the office's answer, "STATUS TEXT"; empty when there is none.
-static void read_answer(Call* call, int office, char* answer) {
-    size_t length = 0;
-    while (length + 1 < MAX_REPLY && receive(call, office, -1, answer + length)) {
-        ++length;
+static void publish_product(Call* call, const Request* request, int product) {
+    const int target = open_target(call, request);
+    if (exchange_publish_file(product, target, request->product) != 0) {
+        fail_at_product(call, request);
     }
-    answer[length] = '\0';
+    (void)close(target);
 }
 
-// Acts on the answer and returns its exit status; -1 when the answer has none.
-static int heed(Call* call, const char* answer) {
+// Acts on the result and returns its exit status; -1 when it has none.
+static int heed(Call* call, const Request* request, const char* result, int product) {
     char* text = NULL;
-    const long status = strtol(answer, &text, 10);
-    if (text == answer || *text != ' ') {
-        leave_room(&call->room);
+    const long status = strtol(result, &text, 10);
+    if (text == result || *text != ' ') {
         return -1;
     }
     if (status == 0) {
-        publish_products(call);
+        publish_product(call, request, product);
     } else {
-        (void)fprintf(stderr, "%s: %s:%s", call->tool, call->document, text);
+        (void)fprintf(stderr, "%s: %s:%s\n", call->tool, call->document, text);
     }
     return (int)status;
+}
+
+static int convert_in(Call* call, int office, const Request* request, int limit) {
+    const int product = open_product(call, request);
+    char result[REQUEST_SIZE] = "";
+    int status = -1;
+    if (ask(call, office, request, product) && await_result(call, office, limit, result)) {
+        status = heed(call, request, result, product);
+    }
+    (void)close(product);
+    return status;
 }
 
 int run_warm(Call* call) {
@@ -182,11 +235,7 @@ int run_warm(Call* call) {
     if (office < 0) {
         return -1;
     }
-    enter_room(call, user("VELLUMO_OFFICE_UID"));
-    char answer[MAX_REPLY] = "";
-    if (ask(call, office, &request) && has_begun(call, office, limit)) {
-        read_answer(call, office, answer);
-    }
+    const int status = convert_in(call, office, &request, limit);
     (void)close(office);
-    return heed(call, answer);
+    return status;
 }

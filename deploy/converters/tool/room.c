@@ -20,7 +20,7 @@ enum { FOLDER = O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC };
 
 // Removes the contents of a directory, and never anything else: its owner may be changing it
 // meanwhile, so no name is looked up twice and no link is followed. If something cannot be removed,
-// the room stays until the office's keeper removes it. Closes the descriptor.
+// the room stays until vellumo-office removes it. Closes the descriptor.
 static void empty(int directory) {
     DIR* entries = fdopendir(directory);
     if (entries == NULL) {
@@ -55,7 +55,7 @@ _Noreturn static void fail_at(Call* call, const char* path) {
     fail(call, ROOM_FAILED, path, strerror(errno));
 }
 
-// Makes and locks the room. Between the two steps the keeper may have removed it as a leftover;
+// Makes and locks the room. Between the two steps vellumo-office may have removed it as a leftover;
 // then makes another.
 static void make_room(Call* call) {
     Room* room = &call->room;

@@ -14,7 +14,7 @@ typedef struct {
     char out[PATH_MAX];   // the directory for products
     char home[PATH_MAX];  // the tool's home and temporary directory
     uid_t owner;          // the tool's user
-    int lock;             // locked while the room is in use, so that the keeper does not remove it
+    int lock;             // locked while the room is in use, so that vellumo-office does not
 } Room;
 
 // Makes the call's room for the user `owner`: in/ with the document, which belongs to this

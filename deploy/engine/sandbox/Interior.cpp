@@ -38,8 +38,10 @@ constexpr Place kOwn[] = {{"/etc/passwd", "/etc/passwd"},
                           {"/etc/ImageMagick", "/etc/ImageMagick-7"},
                           {"/bin", "/opt/vellumo/bin"},
                           {"/lib", "/opt/vellumo/lib"},
+                          {"/office", "/opt/vellumo/office"},
                           {"/profile", "/opt/vellumo/profile"},
-                          {"/warm", "/opt/vellumo/warm"}};
+                          {"/warm", "/opt/vellumo/warm"},
+                          {"/warm-up", "/opt/vellumo/warm-up"}};
 
 struct Variable {
     const char* name;

@@ -45,12 +45,8 @@ std::optional<double> LimitOf(const std::vector<std::string>& words) {
 
 std::vector<std::string> EnvironmentFor(const WarmPlace& place, const ScratchTree& tree) {
     std::vector<std::string> environment{"VELLUMO_ROOT=" + tree.root,
-                                         "VELLUMO_ROOMS=" + place.Rooms(),
                                          "VELLUMO_OFFICE_SOCKET=" + place.Socket(),
                                          "VELLUMO_COLD_STATUS=" + std::to_string(kLeftToCold)};
-    if (!place.HasNobody()) {
-        environment.emplace_back("VELLUMO_OFFICE_UID=0");
-    }
     if (const char* wait = std::getenv("VELLUMO_OFFICE_WAIT")) {
         environment.push_back(std::string("VELLUMO_OFFICE_WAIT=") + wait);
     }

@@ -21,24 +21,20 @@ namespace {
 
 using support::Descriptor;
 
-// Variables of the engine's environment that the office-keeper gets too: they set its limits.
-constexpr const char* kPassedOn[] = {"VELLUMO_OFFICE_DOCUMENTS", "VELLUMO_OFFICE_IDLE",
+// Variables of the engine's environment that vellumo-office gets too: they set its limits.
+constexpr const char* kPassedOn[] = {"VELLUMO_OFFICE_AT_ONCE", "VELLUMO_OFFICE_SPARES",
                                      "VELLUMO_OFFICE_DEADLINE", "VELLUMO_OFFICE_MEMORY",
                                      "VELLUMO_OFFICE_SPACE"};
 
-// The office-keeper needs these to read and remove the office's files, to give it a room, to become
-// its user and to end it.
+// vellumo-office needs these to give each fork a room and a user of its own, to read and remove its
+// files, and to end it.
 constexpr const char* kPowers[] = {"CAP_SETUID", "CAP_SETGID", "CAP_KILL", "CAP_CHOWN",
                                    "CAP_DAC_OVERRIDE"};
 
-// The rooms and the socket have the same paths inside and outside the sandbox, because a request
-// contains paths in a room.
 SandboxPlan PlanFor(const WarmPlace& place) {
-    SandboxPlan plan{
-        .places = {{place.Rooms(), place.Rooms(), true}, {place.Run(), place.Run(), true}},
-        .environment = {{"VELLUMO_ROOMS", place.Rooms()},
-                        {"VELLUMO_OFFICE_SOCKET", place.Socket()}},
-        .command = {"/opt/vellumo/warm/keep-office"}};
+    SandboxPlan plan{.places = {{place.Run(), place.Run(), true}},
+                     .environment = {{"VELLUMO_OFFICE_SOCKET", place.Socket()}},
+                     .command = {"/opt/vellumo/warm/keep-office"}};
     for (const char* variable : kPassedOn) {
         if (const char* value = std::getenv(variable)) {
             plan.environment.push_back({variable, value});
@@ -46,9 +42,6 @@ SandboxPlan PlanFor(const WarmPlace& place) {
     }
     if (place.HasNobody()) {
         plan.powers.assign(std::begin(kPowers), std::end(kPowers));
-    } else {
-        plan.environment.push_back({"VELLUMO_OFFICE_UID", "0"});
-        plan.environment.push_back({"VELLUMO_TOOL_UID", "0"});
     }
     return plan;
 }
@@ -62,18 +55,16 @@ void LeaveCaller() {
     }
 }
 
-// Checks in an ordinary sandbox that an office can run. Its programs write the reason to standard
-// error if not; the keeper's own standard error leads to /dev/null later.
+// Checks in an ordinary sandbox that an office can be kept. The program writes the reason to
+// standard error if not; the keeper's own standard error leads to /dev/null later.
 void TryOffice(const ScratchTree& tree, ChildProcess& child) {
     const PrivateScratch scratch(tree.above);
-    const int status = RunInSandbox(
-        {"sh", "-c",
-         "/usr/bin/python3 -c 'import uno' && test -e \"$(readlink -f /usr/bin/soffice)\""},
-        scratch, child);
+    const int status =
+        RunInSandbox({"/opt/vellumo/office/vellumo-office", "check"}, scratch, child);
     if (status != 0) {
         throw Failure(kEngineFailed,
-                      "no office can be kept warm; install libreoffice-writer, -calc, -impress and "
-                      "python3-uno. Until then each document gets an office of its own");
+                      "no office can be kept warm, so each document gets an office of its own; "
+                      "install libreoffice-writer, -calc, -impress and -draw of Debian 12");
     }
 }
 

@@ -14,10 +14,10 @@ namespace vellumo::engine {
 // status is 0.
 //
 // The office runs in a sandbox like a command's. Instead of the scratch directories, the sandbox
-// has the rooms and the socket of its WarmPlace, under the same paths as outside. The office-keeper
-// in the sandbox may give a room to `nobody`, become that user and end what it runs; the office
-// itself has no more rights than any tool. The office-keeper gets the VELLUMO_OFFICE_… variables of
-// the engine's environment.
+// has the socket's directory of its WarmPlace, under the same path as outside. vellumo-office in
+// the sandbox may give a room to another user, become that user and end what it runs; a fork that
+// converts a document has fewer rights than any tool. vellumo-office gets the VELLUMO_OFFICE_…
+// variables of the engine's environment.
 [[noreturn]] void BecomeKeeper(const ScratchTree& tree, const std::string& name);
 
 }  // namespace vellumo::engine

@@ -58,7 +58,7 @@ bool WarmPlace::IsReady() const {
 
 bool WarmPlace::HasNobody() const {
     struct stat status {};
-    return stat(Rooms().c_str(), &status) == 0 && status.st_gid == kNobody;
+    return stat(Run().c_str(), &status) == 0 && status.st_gid == kNobody;
 }
 
 void WarmPlace::Make() {
@@ -69,13 +69,8 @@ void WarmPlace::Make() {
     MakeDirectory(_path);
     Lock();
     MakeDirectory(Run());
-    MakeDirectory(Rooms());
-    // The office's group may pass through this directory to its own room, but not list it.
-    if (chown(Rooms().c_str(), geteuid(), kNobody) == 0 &&
-        chmod(Rooms().c_str(), S_IRWXU | S_IXGRP) != 0) {
-        const int error = errno;
-        throw SystemFailure("cannot open " + Rooms(), error);
-    }
+    // Succeeds only where there are other users than this one. The group has no rights here.
+    static_cast<void>(chown(Run().c_str(), geteuid(), kNobody));
 }
 
 // The process must not open the file a second time: closing any descriptor of it would release the

@@ -20,7 +20,6 @@ class WarmPlace {
 public:
     WarmPlace(const std::string& above, const std::string& name);
 
-    std::string Rooms() const { return _path + "/rooms"; }    // the rooms of the documents in work
     std::string Run() const { return _path + "/run"; }        // the directory of the socket
     std::string Socket() const { return Run() + "/office"; }  // the socket of the office
 

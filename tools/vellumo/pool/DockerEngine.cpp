@@ -151,6 +151,11 @@ std::string DockerEngine::HealthOf(const std::string& name) const {
     return Inspect(name, "{{if .State.Health}}{{.State.Health.Status}}{{end}}", kLook);
 }
 
+std::string DockerEngine::WhyCold(const std::string& name) const {
+    const Answer answer = AskEngine({"exec", name, kOfficeProgram, "state"}, kShort);
+    return answer.status == kCannotKeepOffice ? answer.output : "";
+}
+
 Condition DockerEngine::ConditionOf(const std::string& name,
                                     const std::vector<loader::RunningCommand>& /*running*/) const {
     const Answer memory =

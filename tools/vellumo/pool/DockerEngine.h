@@ -16,6 +16,7 @@ public:
     bool IsDispensable(const std::string& name) const override;
     bool RunsCommand(const std::string& name) const override;
     std::string HealthOf(const std::string& name) const override;
+    std::string WhyCold(const std::string& name) const override;
     Condition ConditionOf(const std::string& name,
                           const std::vector<loader::RunningCommand>& running) const override;
 };

@@ -211,8 +211,15 @@ void Doctor::CheckContainers(const Engine& engine) {
                  "'docker inspect " + container.name +
                      "' shows the output of the check; 'docker restart " + container.name +
                      "' restarts it."});
+            continue;
+        }
+        const std::string answers = health.empty() ? "answers" : "answers, " + health;
+        const std::string cold = engine.WhyCold(container.name);
+        if (cold.empty()) {
+            Add({container.name, true, answers, ""});
         } else {
-            Add({container.name, true, health.empty() ? "answers" : "answers, " + health, ""});
+            Add({container.name, true, answers + ", but each document gets an office of its own",
+                 "That takes longer. The reason: " + cold});
         }
     }
 }

@@ -118,6 +118,15 @@ void EmbeddedEngine::End(const std::string& name, Steps& /*steps*/) const {
     EndOffice(name);
 }
 
+std::string EmbeddedEngine::WhyCold(const std::string& name) const {
+    if (KeeperOfOffice(name)) {
+        return "";
+    }
+    const Answer answer = AskEngine({"exec", name, kOfficeProgram, "check"}, kStart);
+    return answer.status == kCannotKeepOffice ? answer.output
+                                              : "none is kept; 'vellumo pool up' starts one";
+}
+
 Condition EmbeddedEngine::ConditionOf(const std::string& name,
                                       const std::vector<loader::RunningCommand>& running) const {
     const std::optional<pid_t> keeper = KeeperOfOffice(name);

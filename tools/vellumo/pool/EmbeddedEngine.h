@@ -18,6 +18,7 @@ public:
     // Always false: a sandbox ends with its client.
     bool RunsCommand(const std::string& /*name*/) const override { return false; }
     std::string HealthOf(const std::string& /*name*/) const override { return ""; }
+    std::string WhyCold(const std::string& name) const override;
     Condition ConditionOf(const std::string& name,
                           const std::vector<loader::RunningCommand>& running) const override;
 };

@@ -21,6 +21,11 @@ struct Condition {
     std::optional<bool> warm;  // whether an office is kept warm for it; null: not applicable
 };
 
+// The program in every container that keeps an office in memory, and its exit status where it
+// cannot.
+constexpr const char* kOfficeProgram = "/opt/vellumo/office/vellumo-office";
+constexpr int kCannotKeepOffice = 78;
+
 // The container engine behind /usr/local/bin/docker, for the steps of the pool's set-up that differ
 // between engines. Operations run the engine's client and wait for it. Prepare, Provide and End
 // throw Failure when they fail.
@@ -54,6 +59,10 @@ public:
     // one.
     static constexpr const char* kUnhealthy = "unhealthy";
     virtual std::string HealthOf(const std::string& name) const = 0;
+
+    // Why each document gets an office of its own in `name`; "" if an office is kept in memory for
+    // all, and when nothing is known.
+    virtual std::string WhyCold(const std::string& name) const = 0;
 
     // The condition of `name`, which must answer. `running`: all running commands.
     virtual Condition ConditionOf(const std::string& name,

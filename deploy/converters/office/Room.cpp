@@ -1,0 +1,153 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "Room.h"
+
+#include <fcntl.h>
+#include <sys/file.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstring>
+#include <filesystem>
+#include <fstream>
+
+#include "Failure.h"
+#include "Settings.h"
+#include "Statuses.h"
+#include "support/Directory.h"
+
+namespace vellumo::office {
+namespace {
+
+namespace fs = std::filesystem;
+using support::Descriptor;
+
+constexpr const char* kPrefix = "vellumo-office-";
+// Where every user of a container may write. Where the kernel has Landlock, a child cannot.
+constexpr const char* kShared[] = {"/tmp", "/dev/shm"};
+
+[[noreturn]] void FailAt(const std::string& path) {
+    throw Failure(kOfficeFailed, path + ": " + std::strerror(errno));
+}
+
+// A user namespace lists the ids that it has, as ranges: FIRST OUTSIDE COUNT.
+bool HasIds(const char* map, uid_t first) {
+    std::ifstream file(map);
+    uint64_t start = 0;
+    uint64_t outside = 0;
+    uint64_t count = 0;
+    while (file >> start >> outside >> count) {
+        if (start <= first && first + kUsers <= start + count) {
+            return true;
+        }
+    }
+    return false;
+}
+
+bool MayBecomeUsers(uid_t first) {
+    return geteuid() == 0 && HasIds("/proc/self/uid_map", first) &&
+           HasIds("/proc/self/gid_map", first);
+}
+
+bool IsOf(const Descriptor& directory, const std::string& name, uid_t owner) {
+    struct stat status {};
+    return fstatat(directory.Get(), name.c_str(), &status, AT_SYMLINK_NOFOLLOW) == 0 &&
+           status.st_uid == owner;
+}
+
+void Remove(const Descriptor& above, const std::string& name) {
+    support::RemoveContents(support::OpenDirectoryAt(above, name));
+    if (unlinkat(above.Get(), name.c_str(), AT_REMOVEDIR) != 0) {
+        unlinkat(above.Get(), name.c_str(), 0);
+    }
+}
+
+bool Lock(const Descriptor& directory) {
+    return flock(directory.Get(), LOCK_EX | LOCK_NB) == 0;
+}
+
+// Removes those of processes that were killed.
+void RemoveHomes(const std::string& above) {
+    const Descriptor directory = support::OpenDirectory(above);
+    for (const std::string& name : support::NamesIn(directory)) {
+        if (name.rfind(kPrefix, 0) == 0 && IsOf(directory, name, geteuid()) &&
+            Lock(support::OpenDirectoryAt(directory, name))) {
+            Remove(directory, name);
+        }
+    }
+}
+
+void MakeFolder(const std::string& path, uid_t owner) {
+    if (mkdir(path.c_str(), S_IRWXU) != 0 ||
+        (owner != geteuid() && lchown(path.c_str(), owner, owner) != 0)) {
+        FailAt(path);
+    }
+}
+
+}  // namespace
+
+void RemoveAllOf(uid_t owner) {
+    for (const char* path : kShared) {
+        const Descriptor directory = support::OpenDirectory(path);
+        for (const std::string& name : support::NamesIn(directory)) {
+            if (IsOf(directory, name, owner)) {
+                Remove(directory, name);
+            }
+        }
+    }
+}
+
+Home::Home(const std::string& above, uid_t firstUser)
+    : _path(above + "/" + kPrefix + "XXXXXX"),
+      _firstUser(firstUser),
+      _hasUsers(MayBecomeUsers(firstUser)) {
+    RemoveHomes(above);
+    // Others may pass through it to a room, but not list it.
+    if (mkdtemp(_path.data()) == nullptr ||
+        chmod(_path.c_str(), S_IRWXU | S_IXGRP | S_IXOTH) != 0) {
+        FailAt(_path);
+    }
+    _lock = support::OpenDirectory(_path);
+    Lock(_lock);
+}
+
+Home::~Home() {
+    const fs::path path(_path);
+    Remove(support::OpenDirectory(path.parent_path()), path.filename());
+}
+
+Room::Room(Home& home) : _home(home) {
+    while (home._taken.contains(_number)) {
+        ++_number;
+    }
+    if (_number >= kUsers) {
+        throw Failure(kOfficeFailed, "too many documents at a time");
+    }
+    _owner = home._hasUsers ? home._firstUser + _number : geteuid();
+    _path = home._path + "/room-" + std::to_string(_number);
+    MakeFolder(_path, _owner);
+    home._taken.insert(_number);
+}
+
+Room::~Room() {
+    Remove(support::OpenDirectory(_home._path), fs::path(_path).filename());
+    if (_home._hasUsers) {
+        RemoveAllOf(_owner);
+    }
+    _home._taken.erase(_number);
+}
+
+size_t Room::Size() const {
+    size_t size = 0;
+    std::error_code error;
+    for (fs::recursive_directory_iterator entry(_path, error), end; entry != end && !error;
+         entry.increment(error)) {
+        struct stat status {};
+        if (lstat(entry->path().c_str(), &status) == 0) {
+            size += static_cast<size_t>(status.st_blocks) * 512;
+        }
+    }
+    return size;
+}
+
+}  // namespace vellumo::office
