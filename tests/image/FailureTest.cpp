@@ -52,13 +52,16 @@ TEST_F(Failure, OfSpaceInTheContainer) {
 
 TEST_F(Failure, OfTheTargetDirectory) {
     const Said said = Do(R"sh(
-        mkdir -p $S $T; mount -t tmpfs -o size=64k tmpfs $T
-        trap 'docker rm -f $container >/dev/null; umount $T' EXIT
+        mkdir -p $S $T; place=$T
+        daemon=$(pgrep -of "dockerd .*$DOCKER_HOST" || pgrep -ox dockerd)
+        of_daemon() { nsenter --target $daemon --mount "$@"; }  # which may have mounts of its own
+        of_daemon mount -t tmpfs -o size=64k tmpfs $place; T=/proc/$daemon/root$place
+        trap 'docker rm -f $container >/dev/null; of_daemon umount $place' EXIT
         run $container && warm
         document long long.fodt 300; office long.fodt; echo $?; unoconv x.pdf $source/long.fodt; echo $?
         next_is_good
-        mount -o remount,ro $T; document text a.fodt a; office a.fodt; echo $?
-        mount -o remount,rw $T; next_is_good)sh");
+        of_daemon mount -o remount,ro $place; document text a.fodt a; office a.fodt; echo $?
+        of_daemon mount -o remount,rw $place; next_is_good)sh");
     EXPECT_THAT(said,
                 Says(0,
                      "soffice: /Vellumo/@tmp/source/long.fodt: cannot write the PDF: No space "
