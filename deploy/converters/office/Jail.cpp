@@ -24,7 +24,8 @@ namespace {
 
 using support::Descriptor;
 
-constexpr rlim_t kThreads = 64;
+// The kernel counts those of the user id in all containers of the machine.
+constexpr rlim_t kThreads = 1024;
 
 // In the headers since Linux 5.19 and 6.2.
 #ifndef LANDLOCK_ACCESS_FS_REFER

@@ -51,7 +51,7 @@ public:
     const std::string& Path() const { return _path; }
     uid_t Owner() const { return _owner; }
 
-    // Bytes on the disk of all files in it.
+    // Bytes on the disk of all files in it; SIZE_MAX if they are more than any document needs.
     size_t Size() const;
 
 private:

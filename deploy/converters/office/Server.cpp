@@ -172,7 +172,9 @@ int Server::Serve(const Context& context) {
 
 // Returns when something happens, or when it is time to look after the children.
 void Server::Wait() {
-    std::vector<pollfd> events{{_signals.Get(), POLLIN, 0}, {_listener.Get(), POLLIN, 0}};
+    const bool accepts = _callers.size() < kMostCallers;
+    std::vector<pollfd> events{{_signals.Get(), POLLIN, 0},
+                               {accepts ? _listener.Get() : -1, POLLIN, 0}};
     for (const Caller& caller : _callers) {
         const short asking = caller.hasAsked ? 0 : POLLIN;
         events.push_back({caller.connection.Get(), static_cast<short>(asking | POLLRDHUP), 0});

@@ -24,7 +24,8 @@ namespace {
 
 using support::Descriptor;
 
-constexpr int kSofficeFailed = 1;  // for every reason
+constexpr size_t kLongestLine = 512;  // bytes; the parent does not read more than twice that
+constexpr int kSofficeFailed = 1;     // for every reason
 
 struct Request {
     std::string mode;
@@ -104,6 +105,7 @@ void GiveOut(const std::string& path, const Descriptor& product) {
 }
 
 void Say(const Descriptor& reports, std::string line) {
+    line.resize(std::min(line.size(), kLongestLine));
     std::replace(line.begin(), line.end(), '\n', ' ');
     line += '\n';
     static_cast<void>(!write(reports.Get(), line.data(), line.size()));

@@ -9,6 +9,7 @@
 #include <stdlib.h>
 #include <string.h>
 #include <sys/socket.h>
+#include <sys/stat.h>
 #include <sys/un.h>
 #include <time.h>
 #include <unistd.h>
@@ -194,7 +195,13 @@ static bool await_result(Call* call, int office, int limit, char* answer) {
     return false;
 }
 
+// Ends this program if there is nothing in the product: the fork may lie, which the document may have
+// taken over.
 static void publish_product(Call* call, const Request* request, int product) {
+    struct stat status;
+    if (fstat(product, &status) != 0 || status.st_size == 0) {
+        fail(call, REFUSED, call->document, "the office has not made a PDF");
+    }
     const int target = open_target(call, request);
     if (exchange_publish_file(product, target, request->product) != 0) {
         fail_at_product(call, request);
