@@ -203,7 +203,10 @@ void Kit::Run(std::function<void(const Context&)> work) {
 
 void Kit::ForgetAuthors() {
     const TextInternals internals = FindTextInternals();
-    internals.clearAuthors(internals.module(kTextModule));
+    void* const texts = internals.module(kTextModule);
+    if (texts != nullptr) {  // null as long as the office has loaded no text
+        internals.clearAuthors(texts);
+    }
 }
 
 void Kit::LeaveParent() {

@@ -127,10 +127,12 @@ Server::Server(const Settings& settings, Home& home, std::string readable)
       _place(support::OpenDirectory(fs::path(settings.socket).parent_path())),
       _fonts(FontsChanged()) {}
 
-void Server::Greet() {
+bool Server::Greet() {
     Accept();
     Hear();
     Assign();
+    return std::any_of(_callers.begin(), _callers.end(),
+                       [](const Caller& caller) { return caller.hasAsked; });
 }
 
 std::vector<int> Server::Files() const {
@@ -141,8 +143,9 @@ std::vector<int> Server::Files() const {
     return files;
 }
 
-int Server::Serve(const Context& context) {
+int Server::Serve(const Context& context, bool isWarm) {
     _context = context;
+    _isWarm = isWarm;
     _signals = TakeSignals();
     Tidy();
     while (true) {
@@ -366,7 +369,7 @@ void Server::Finish(Caller& caller) {
 bool Server::MustRenew() const {
     const Clock::time_point now = Clock::now();
     const bool isUsed = _documents > 0 && now - _began > kAge;
-    return now - _lastAsked > kQuiet && (isUsed || FontsChanged() != _fonts);
+    return now - _lastAsked > kQuiet && (isUsed || !_isWarm || FontsChanged() != _fonts);
 }
 
 void Server::Tidy() {

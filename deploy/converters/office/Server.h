@@ -29,15 +29,16 @@ public:
     // read.
     Server(const Settings& settings, Home& home, std::string readable);
 
-    // While the office starts: tells callers that they have to wait.
-    void Greet();
+    // While the office starts: tells callers that they have to wait. Returns whether there are any.
+    bool Greet();
 
     // The descriptors that this object has.
     std::vector<int> Files() const;
 
     // Serves with the office `context` until SIGTERM, or until the directory of the socket is
-    // removed; returns the exit status of this process.
-    int Serve(const Context& context);
+    // removed; returns the exit status of this process. An office that has not loaded everything
+    // (`isWarm` is false) is replaced as soon as nobody has asked for a while.
+    int Serve(const Context& context, bool isWarm);
 
 private:
     using Clock = std::chrono::steady_clock;
@@ -87,6 +88,7 @@ private:
     std::list<std::unique_ptr<Child>> _spares;
     Clock::time_point _tidied = Clock::now();
     Clock::time_point _nextFork = {};
+    bool _isWarm = false;
     int _failures = 0;  // to make a child, in a row
     Clock::time_point _began = Clock::now();
     Clock::time_point _lastAsked = Clock::now();

@@ -75,14 +75,19 @@ void Use(const Context& context, const Family& family, const std::string& docume
 
 }  // namespace
 
-void WarmUp(const Context& context, const std::string& documents, const std::string& folder,
-            const std::function<void()>& between) {
-    for (const Family& family : kFamilies) {
-        between();
-        Use(context, family, documents, folder);
-    }
+bool WarmUp(const Context& context, const std::string& documents, const std::string& folder,
+            const std::function<bool()>& mayGoOn) {
+    const bool isWhole =
+        std::all_of(std::begin(kFamilies), std::end(kFamilies), [&](const Family& family) {
+            const bool goesOn = mayGoOn();
+            if (goesOn) {
+                Use(context, family, documents, folder);
+            }
+            return goesOn;
+        });
     Kit::ForgetAuthors();
     AwaitSingleThread();
+    return isWhole;
 }
 
 }  // namespace vellumo::office

@@ -81,12 +81,13 @@ int Explain(const Failure& failure, const Settings& settings) {
 [[noreturn]] void Keep(Keeping& keeping, const Context& context) {
     int status = kCannotPreload;
     try {
-        WarmUp(context, OwnFiles() + "/warm-up", keeping.folder,
-               [&keeping] { keeping.server->Greet(); });
+        // Whoever waits already is served by an office that has not loaded everything yet.
+        const bool isWarm = WarmUp(context, OwnFiles() + "/warm-up", keeping.folder,
+                                   [&keeping] { return !keeping.server->Greet(); });
         OpenProfile(keeping.profile);
         SealOfficesFiles(keeping.server->Files());
         ForgetCold(keeping.settings.socket);
-        status = keeping.server->Serve(context);
+        status = keeping.server->Serve(context, isWarm);
     } catch (const Failure& failure) {
         status = Explain(failure, keeping.settings);
     }
