@@ -232,9 +232,13 @@ void Save(const Context& context, const std::string& source, const std::string& 
 }
 
 void Load(const Context& context, const std::string& source) {
-    const OpenDocument document(context, UrlOf(source), LoadOptions());
-    if (!document.Get().is()) {
-        throw Failure(kLoadFailed, source + " could not be loaded");
+    try {
+        const OpenDocument document(context, UrlOf(source), LoadOptions());
+        if (!document.Get().is()) {
+            throw Failure(kLoadFailed, source + " could not be loaded");
+        }
+    } catch (const uno::Exception& error) {
+        throw Failure(kLoadFailed, source + ": " + Utf8(error.Message));
     }
 }
 

@@ -192,7 +192,11 @@ void Kit::Run(std::function<void(const Context&)> work) {
     loop.work = std::move(work);
     loop.context = internals.context();
     MakeWake();
-    ResetLocale(loop.context);
+    try {
+        ResetLocale(loop.context);
+    } catch (const uno::Exception&) {
+        throw Failure(kCannotPreload, "the office does not let its locale be set");
+    }
     // Many parts of the office behave differently, also in what they write, while the kit is
     // active.
     internals.setKitActive(false);

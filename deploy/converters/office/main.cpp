@@ -90,6 +90,8 @@ int Explain(const Failure& failure, const Settings& settings) {
         status = keeping.server->Serve(context, isWarm);
     } catch (const Failure& failure) {
         status = Explain(failure, keeping.settings);
+    } catch (const std::exception& error) {
+        status = Explain({kOfficeFailed, error.what()}, keeping.settings);
     }
     keeping.server.reset();
     keeping.home.reset();
