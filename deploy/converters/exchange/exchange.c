@@ -195,23 +195,14 @@ int exchange_publish(int made, int target, char failed[EXCHANGE_NAME]) {
     return done ? 0 : -1;
 }
 
-int exchange_scratch(int target) {
-    static const char PATTERN[] = "/proc/self/fd/%d/.vellumo-XXXXXX";
-    const int nameless = openat(target, ".", O_RDWR | O_TMPFILE | O_CLOEXEC, S_IRUSR | S_IWUSR);
-    if (nameless >= 0 || (errno != EOPNOTSUPP && errno != EISDIR)) {
-        return nameless;
-    }
-    char path[sizeof PATTERN + 16];  // a file system that cannot make such files
-    (void)snprintf(path, sizeof path, PATTERN, target);
-    const int file = mkostemp(path, O_CLOEXEC);
-    if (file >= 0) {
-        (void)unlink(path);
-    }
-    return file;
-}
-
 int exchange_publish_file(int product, int target, const char* name) {
     struct stat status;
-    return fstat(product, &status) == 0 && publish_file(product, status.st_size, name, target) ? 0
-                                                                                               : -1;
+    if (fstat(product, &status) != 0) {
+        return -1;
+    }
+    if (!S_ISREG(status.st_mode)) {
+        errno = EINVAL;
+        return -1;
+    }
+    return publish_file(product, status.st_size, name, target) ? 0 : -1;
 }

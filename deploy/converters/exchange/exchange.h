@@ -39,13 +39,9 @@ int exchange_copy(const struct exchange_document* document, const char* copy);
 // published, or empty; the products after it are not published.
 int exchange_publish(int made, int target, char failed[EXCHANGE_NAME]);
 
-// Opens a new file in the directory `target`, for reading and writing. It has no name, only its
-// owner may open it, and the kernel removes it when it is closed. Returns the descriptor, or -1
-// with errno.
-int exchange_scratch(int target);
-
 // Publishes the content of the open file `product` as `name` in the directory `target`, in the same
-// way. Returns 0, or -1 with errno.
+// way. Others may be writing to the file. Returns 0, or -1 with errno, which is EINVAL if it is no
+// regular file.
 int exchange_publish_file(int product, int target, const char* name);
 
 #ifdef __cplusplus

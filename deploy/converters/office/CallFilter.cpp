@@ -58,8 +58,8 @@ constexpr int kAllowedCalls[] = {
     SCMP_SYS(getgroups), SCMP_SYS(getpgrp), SCMP_SYS(getpgid), SCMP_SYS(getsid),
     SCMP_SYS(getrlimit), SCMP_SYS(getrusage), SCMP_SYS(getcpu), SCMP_SYS(sysinfo), SCMP_SYS(uname),
     SCMP_SYS(getrandom),
-    // Only from the sockets that it has.
-    SCMP_SYS(recvmsg)};
+    // Only with the sockets that it has: of a child with a document, the one to its caller.
+    SCMP_SYS(recvmsg), SCMP_SYS(sendmsg)};
 
 constexpr int kToProcess[] = {SCMP_SYS(kill), SCMP_SYS(tgkill), SCMP_SYS(rt_sigqueueinfo),
                               SCMP_SYS(rt_tgsigqueueinfo)};

@@ -78,7 +78,7 @@ Child::Child(Home& home, const Context& context, const Settings& settings,
         Kit::LeaveParent();
         try {
             EnterJail(*_room, readable, settings.space);
-            Work(context, *_room, handover.childs, reports.writing);
+            Work(context, *_room, std::move(handover.childs), reports.writing);
         } catch (const std::exception& error) {
             dprintf(reports.writing.Get(), "%d %s\n", kOfficeFailed, error.what());
         }
@@ -90,14 +90,26 @@ Child::Child(Home& home, const Context& context, const Settings& settings,
     _handover = std::move(handover.parents);
     _reports = std::move(reports.reading);
     _handle = Descriptor(pidfd_open(_id, 0));
+    if (!_handle) {
+        End();
+        Fail("no handle of a process");
+    }
 }
 
 Child::~Child() {
     if (_id > 0) {
-        kill(_id, SIGKILL);
-        int status = 0;
-        support::WaitForEnd(_id, status);
+        End();
     }
+}
+
+void Child::Kill() const {
+    kill(_id, SIGKILL);
+}
+
+void Child::End() const {
+    Kill();
+    int status = 0;
+    support::WaitForEnd(_id, status);
 }
 
 bool Child::Give(const Descriptor& connection) const {
@@ -118,6 +130,11 @@ bool Child::HasBegun() {
     return _said.rfind(kBegun, 0) == 0;
 }
 
+bool Child::HasSucceeded() {
+    ReadReports();
+    return Result().rfind("0 ", 0) == 0;
+}
+
 bool Child::IsStopped() const {
     siginfo_t state{};
     return waitid(P_PID, static_cast<id_t>(_id), &state, WSTOPPED | WNOHANG | WNOWAIT) == 0 &&
@@ -128,9 +145,12 @@ Child::Ending Child::Collect() {
     int status = 0;
     support::WaitForEnd(std::exchange(_id, -1), status);
     ReadReports();
+    return {WIFEXITED(status) ? Result() : "", WIFSIGNALED(status) ? WTERMSIG(status) : 0};
+}
+
+std::string Child::Result() const {
     const size_t at = _said.rfind(kBegun, 0) == 0 ? std::strlen(kBegun) : 0;
-    const std::string result = _said.substr(at, _said.find('\n', at) - at);
-    return {WIFEXITED(status) ? result : "", WIFSIGNALED(status) ? WTERMSIG(status) : 0};
+    return _said.substr(at, _said.find('\n', at) - at);
 }
 
 }  // namespace vellumo::office

@@ -44,17 +44,24 @@ public:
     // Becomes readable when the child has written something, or closed it.
     const support::Descriptor& Reports() const { return _reports; }
 
-    // Reads what the child has written so far. True if it has begun with a document.
+    // These read what the child has written so far, which is true unless a document has taken it
+    // over: whether it has begun with a document, and whether it has made the PDF.
     bool HasBegun();
+    bool HasSucceeded();
 
     // Whether somebody has stopped it with a signal.
     bool IsStopped() const;
+
+    // Kills it, and does not wait until it has ended.
+    void Kill() const;
 
     // Waits for its end. Call it once.
     Ending Collect();
 
 private:
+    void End() const;
     void ReadReports();
+    std::string Result() const;
 
     std::unique_ptr<Room> _room;
     support::Descriptor _handover;

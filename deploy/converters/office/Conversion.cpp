@@ -77,13 +77,36 @@ beans::PropertyValue Property(const char* name, const uno::Any& value) {
     return property;
 }
 
-// An open document, which is closed at the end.
+Properties LoadOptions() {
+    // NEVER_EXECUTE macros, NO_UPDATE of links: 0 is the strictest value of both.
+    return Of({Property("Hidden", uno::Any(true)), Property("ReadOnly", uno::Any(true)),
+               Property("MacroExecutionMode", uno::Any(sal_Int16(0))),
+               Property("UpdateDocMode", uno::Any(sal_Int16(0)))});
+}
+
+// An open document, which is closed at the end unless `endsSoon` tells that it is not worth it.
 class OpenDocument {
 public:
-    OpenDocument(const Context& context, const rtl::OUString& url, const Properties& options)
-        : _document(
-              frame::Desktop::create(context)->loadComponentFromURL(url, "_blank", 0, options)) {}
+    OpenDocument(const Context& context, const std::string& source, bool endsSoon = false)
+        : _document(frame::Desktop::create(context)->loadComponentFromURL(UrlOf(source), "_blank",
+                                                                          0, LoadOptions())),
+          _endsSoon(endsSoon) {
+        if (!_document.is()) {
+            throw Failure(kLoadFailed, "could not be loaded");
+        }
+    }
     ~OpenDocument() {
+        if (!_endsSoon) {
+            Close();
+        }
+    }
+    OpenDocument(const OpenDocument&) = delete;
+    OpenDocument& operator=(const OpenDocument&) = delete;
+
+    const Document& Get() const { return _document; }
+
+private:
+    void Close() const {
         try {
             const uno::Reference<util::XCloseable> closeable(_document, uno::UNO_QUERY);
             if (closeable.is()) {
@@ -93,21 +116,10 @@ public:
             // The process that has opened it ends soon.
         }
     }
-    OpenDocument(const OpenDocument&) = delete;
-    OpenDocument& operator=(const OpenDocument&) = delete;
 
-    const Document& Get() const { return _document; }
-
-private:
     Document _document;
+    bool _endsSoon;
 };
-
-Properties LoadOptions() {
-    // NEVER_EXECUTE macros, NO_UPDATE of links: 0 is the strictest value of both.
-    return Of({Property("Hidden", uno::Any(true)), Property("ReadOnly", uno::Any(true)),
-               Property("MacroExecutionMode", uno::Any(sal_Int16(0))),
-               Property("UpdateDocMode", uno::Any(sal_Int16(0)))});
-}
 
 // Does what the office's main loop does beside unoconv, which drives the office from outside: the
 // rest of a web page is read then.
@@ -198,10 +210,7 @@ void Store(const Document& document, const std::string& target, const std::strin
 void Convert(const Context& context, const Conversion& conversion) {
     int status = kLoadFailed;
     try {
-        const OpenDocument document(context, UrlOf(conversion.source), LoadOptions());
-        if (!document.Get().is()) {
-            throw Failure(kLoadFailed, "could not be loaded");
-        }
+        const OpenDocument document(context, conversion.source, conversion.endsSoon);
         status = kOfficeFailed;
         if (conversion.refresh) {
             ProcessEvents(context);
@@ -220,7 +229,7 @@ void Convert(const Context& context, const Conversion& conversion) {
 void Save(const Context& context, const std::string& source, const std::string& folder,
           const std::vector<SavedAs>& forms) {
     try {
-        const OpenDocument document(context, UrlOf(source), LoadOptions());
+        const OpenDocument document(context, source);
         const uno::Reference<frame::XStorable> storable(document.Get(), uno::UNO_QUERY_THROW);
         for (const SavedAs& form : forms) {
             storable->storeToURL(UrlOf(folder + '/' + form.name),
@@ -233,10 +242,7 @@ void Save(const Context& context, const std::string& source, const std::string& 
 
 void Load(const Context& context, const std::string& source) {
     try {
-        const OpenDocument document(context, UrlOf(source), LoadOptions());
-        if (!document.Get().is()) {
-            throw Failure(kLoadFailed, source + " could not be loaded");
-        }
+        const OpenDocument document(context, source);
     } catch (const uno::Exception& error) {
         throw Failure(kLoadFailed, source + ": " + Utf8(error.Message));
     }

@@ -16,6 +16,7 @@ struct Conversion {
     std::string pages = "";  // in the form of the filter's PageRange; empty for all
     bool refresh = false;    // update the indexes and hide tracked changes, as unoconv does
     bool fit = false;        // scale each sheet to the width of one page
+    bool endsSoon = false;   // leave the document open, because this process ends anyway
 };
 
 // Turns the document into a PDF. Throws Failure with kLoadFailed or kOfficeFailed.

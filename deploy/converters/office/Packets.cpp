@@ -16,7 +16,7 @@ using support::Uninterrupted;
 
 union Control {
     cmsghdr header;
-    std::array<char, CMSG_SPACE(REQUEST_FILES * sizeof(int))> space;
+    std::array<char, CMSG_SPACE(sizeof(int))> space;
 };
 
 std::vector<Descriptor> FilesIn(msghdr& message) {

@@ -161,6 +161,8 @@ int Server::Serve(const Context& context, bool isWarm) {
         Assign();
         _callers.remove_if([this](Caller& caller) { return IsOver(caller); });
         WatchSpares();
+        _ending.remove_if(
+            [](const std::unique_ptr<Child>& child) { return IsReadable(child->Ended()); });
         if (Clock::now() - _tidied > kTidy) {
             Tidy();
             if (MustRenew()) {
@@ -187,8 +189,10 @@ void Server::Wait() {
             events.push_back({hears ? caller.child->Reports().Get() : -1, POLLIN, 0});
         }
     }
-    for (const auto& spare : _spares) {
-        events.push_back({spare->Ended().Get(), POLLIN, 0});
+    for (const auto* children : {&_spares, &_ending}) {
+        for (const auto& child : *children) {
+            events.push_back({child->Ended().Get(), POLLIN, 0});
+        }
     }
     const milliseconds limit = _callers.empty() ? milliseconds(kTidy) : kLook;
     poll(events.data(), events.size(), static_cast<int>(limit.count()));
@@ -317,6 +321,7 @@ bool Server::IsOverWithChild(Caller& caller) {
         return true;
     }
     if (HasLeft(caller)) {
+        LetGo(caller);
         return true;
     }
     if (caller.child->IsStopped() ||
@@ -333,6 +338,16 @@ void Server::TakeBack(Caller& caller) {
     caller.child.reset();
     caller.hasBegun = false;
     caller.hasAsked = !Peek(caller.connection).empty();
+}
+
+// The caller has left: it has got the PDF from the child, or was ended itself. Takes no time, so
+// that the others do not wait until the kernel has freed the memory of a child.
+void Server::LetGo(Caller& caller) {
+    if (caller.child->HasSucceeded()) {
+        _lastSuccess = Clock::now();
+    }
+    caller.child->Kill();
+    _ending.push_back(std::move(caller.child));
 }
 
 bool Server::IsOverLimit(Caller& caller) {

@@ -21,8 +21,8 @@
 namespace vellumo::office {
 
 // Gives each caller a child, and watches the children: their time, memory and space, and whether
-// the caller is still there. This process reads nothing that comes from a document but one line of
-// text from a child that has ended.
+// the caller is still there. This process reads nothing that comes from a document but two
+// short lines of text from its child.
 class Server {
 public:
     // Listens from now on. `readable` is the directory of the office's settings, which children may
@@ -72,6 +72,7 @@ private:
     bool IsOverLimit(Caller& caller);
 
     static void TakeBack(Caller& caller);
+    void LetGo(Caller& caller);
     void Finish(Caller& caller);
     void Tidy();
     size_t AtWork() const;
@@ -86,6 +87,7 @@ private:
     support::Descriptor _place;  // the directory of the socket
     Callers _callers;
     std::list<std::unique_ptr<Child>> _spares;
+    std::list<std::unique_ptr<Child>> _ending;  // without a caller, killed, perhaps not yet gone
     Clock::time_point _tidied = Clock::now();
     Clock::time_point _nextFork = {};
     bool _isWarm = false;

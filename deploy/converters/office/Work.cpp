@@ -3,7 +3,6 @@
 
 #include <fcntl.h>
 #include <sys/prctl.h>
-#include <sys/sendfile.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -26,14 +25,15 @@ using support::Descriptor;
 
 constexpr size_t kLongestLine = 512;  // bytes; the parent does not read more than twice that
 constexpr int kSofficeFailed = 1;     // for every reason
+constexpr char kDone[] = "0 ";
 
 struct Request {
+    Descriptor caller;
     std::string mode;
     std::string fit;
     std::string pages;
     std::string name;
     Descriptor document;
-    Descriptor product;
 };
 
 std::vector<std::string> Fields(const std::string& text) {
@@ -44,25 +44,22 @@ std::vector<std::string> Fields(const std::string& text) {
     return fields;
 }
 
-// Ends this process when nobody asks for anything.
-Request Await(const Descriptor& handover) {
+// Ends this process when nobody asks for anything. Closes the handover, so that a document finds no
+// socket to the parent.
+Request Await(Descriptor handover) {
     Packet caller = Receive(handover);
     if (caller.files.size() != 1) {
         _exit(0);
     }
     Packet packet = Receive(caller.files[0]);
     std::vector<std::string> fields = Fields(packet.text);
-    if (fields.size() != REQUEST_FIELDS || packet.files.size() != REQUEST_FILES ||
+    if (fields.size() != REQUEST_FIELDS || packet.files.size() != 1 ||
         (fields[0] != "soffice" && fields[0] != "unoconv") || fields[3].empty() ||
         fields[3].find('/') != std::string::npos) {
         throw Failure(kOfficeFailed, "the request is wrong");
     }
-    return {fields[0],
-            fields[1],
-            fields[2],
-            fields[3],
-            std::move(packet.files[0]),
-            std::move(packet.files[1])};
+    return {std::move(caller.files[0]), fields[0], fields[1], fields[2], fields[3],
+            std::move(packet.files[0])};
 }
 
 std::string MakeFolder(const Room& room, const char* name) {
@@ -73,8 +70,7 @@ std::string MakeFolder(const Room& room, const char* name) {
     return path;
 }
 
-// Copies the document and closes it, so that the office has nothing of the caller's to read or
-// write but the file for the PDF.
+// Copies the document and closes it, so that the office has no file of the caller's.
 void TakeIn(Request& request, const std::string& path) {
     struct stat status {};
     if (fstat(request.document.Get(), &status) != 0) {
@@ -87,21 +83,13 @@ void TakeIn(Request& request, const std::string& path) {
     request.document.Close();
 }
 
-void GiveOut(const std::string& path, const Descriptor& product) {
-    const Descriptor made(open(path.c_str(), O_RDONLY | O_CLOEXEC));
+Descriptor OpenProduct(const std::string& path) {
+    Descriptor made(open(path.c_str(), O_RDONLY | O_CLOEXEC));
     struct stat status {};
     if (!made || fstat(made.Get(), &status) != 0 || status.st_size == 0) {
         throw Failure(kOfficeFailed, "the office has not made a PDF");
     }
-    off_t at = 0;
-    while (at < status.st_size) {
-        const ssize_t copied =
-            sendfile(product.Get(), made.Get(), &at, static_cast<size_t>(status.st_size - at));
-        if (copied <= 0 && errno != EINTR) {
-            throw Failure(kRoomFailed,
-                          std::string("cannot write the PDF: ") + std::strerror(errno));
-        }
-    }
+    return made;
 }
 
 void Say(const Descriptor& reports, std::string line) {
@@ -125,27 +113,34 @@ int StatusFor(const Request& request, int failure) {
     return request.mode == "unoconv" || failure == kRoomFailed ? failure : kSofficeFailed;
 }
 
-void Do(const Context& context, const Room& room, Request& request, const std::string& source) {
+Descriptor Do(const Context& context, const Room& room, Request& request,
+              const std::string& source) {
     const std::string target = MakeFolder(room, "out") + "/product.pdf";
     TakeIn(request, source);
-    const bool isUnoconv = request.mode == "unoconv";
-    Convert(context, {source, target, request.pages, isUnoconv, request.fit == "1"});
-    GiveOut(target, request.product);
+    Convert(context, {.source = source,
+                      .target = target,
+                      .pages = request.pages,
+                      .refresh = request.mode == "unoconv",
+                      .fit = request.fit == "1",
+                      .endsSoon = true});
+    return OpenProduct(target);
 }
 
 }  // namespace
 
-void Work(const Context& context, const Room& room, const Descriptor& handover,
+void Work(const Context& context, const Room& room, Descriptor handover,
           const Descriptor& reports) {
     Kit::UseForTemporaryFiles(MakeFolder(room, "tmp"));
     const std::string in = MakeFolder(room, "in");
-    Request request = Await(handover);
+    Request request = Await(std::move(handover));
     prctl(PR_SET_NAME, "office-child");
     Say(reports, ANSWER_BEGUN);
     const std::string source = in + '/' + request.name;
     try {
-        Do(context, room, request, source);
-        Say(reports, "0 ");
+        const Descriptor product = Do(context, room, request, source);
+        Say(reports, kDone);
+        // Not by the parent, which would wait until all memory of this process is free.
+        Send(request.caller, kDone, product.Get());
     } catch (const Failure& failure) {
         const int status = StatusFor(request, failure.Status());
         Say(reports, std::to_string(status) + ' ' + Without(failure.what(), source));

@@ -9,10 +9,10 @@
 namespace vellumo::office {
 
 // What a child does: waits at `handover` for the connection to a caller, reads the request from it,
-// converts the document in the room, writes the PDF into the caller's file, and ends. It writes to
+// converts the document in the room, sends the open PDF to the caller, and ends. It writes to
 // `reports` the line "A" when it has begun, and the line "STATUS REASON" at the end.
-[[noreturn]] void Work(const Context& context, const Room& room,
-                       const support::Descriptor& handover, const support::Descriptor& reports);
+[[noreturn]] void Work(const Context& context, const Room& room, support::Descriptor handover,
+                       const support::Descriptor& reports);
 
 }  // namespace vellumo::office
 

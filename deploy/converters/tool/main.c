@@ -1,10 +1,10 @@
 // SPDX-License-Identifier: Apache-2.0
 // vellumo-tool runs the converters' tools in a container, where it is on the search path under the
 // names of the tools. It sends the usual commands for an office to vellumo-office, with the open
-// document and a file for the PDF. For every other command, and when no office answers, it copies
-// the document into a new room, a directory for a user without rights, and runs the tool there as
-// that user. The tool can read this document and no other. When the tool has ended and no signal
-// ended it, its products are published in the target directory.
+// document, and publishes the PDF that it gets. For every other command, and when no office answers,
+// it copies the document into a new room, a directory for a user without rights, and runs the tool
+// there as that user. The tool can read this document and no other. When the tool has ended and no
+// signal ended it, its products are published in the target directory.
 //
 // Exit status: that of the tool, 128 + N when signal N ended it; 1 when the document is refused;
 // 125 when the room cannot be made; 127 when there is no such tool.

@@ -1,10 +1,12 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "office.h"
 
+#include <ctype.h>
 #include <errno.h>
 #include <fcntl.h>
 #include <poll.h>
 #include <stdbool.h>
+#include <stdint.h>
 #include <stdio.h>
 #include <stdlib.h>
 #include <string.h>
@@ -29,6 +31,18 @@ typedef struct {
     const char* pages;
     bool fit;
 } Request;
+
+// Space for one descriptor. The kernel finds that there is enough for two.
+typedef union {
+    struct cmsghdr header;
+    char space[CMSG_SPACE(sizeof(int))];
+} Control;
+
+// An answer of the office, or of a fork that the document may have taken over.
+typedef struct {
+    char text[REQUEST_SIZE];
+    int product;  // descriptor of the PDF; -1 if there is none
+} Answer;
 
 static const char PAGES[] = "PageRange=";
 
@@ -136,30 +150,15 @@ static int open_target(Call* call, const Request* request) {
     return target;
 }
 
-// Opens a new file without a name in the target directory. Ends this program on failure.
-static int open_product(Call* call, const Request* request) {
-    const int target = open_target(call, request);
-    const int product = exchange_scratch(target);
-    if (product < 0) {
-        fail_at_product(call, request);
-    }
-    (void)close(target);
-    return product;
-}
-
-// Sends the fields of the request, each ended by a zero byte, with the two files.
-static bool ask(const Call* call, int office, const Request* request, int product) {
+// Sends the fields of the request, each ended by a zero byte, with the document.
+static bool ask(const Call* call, int office, const Request* request) {
     char text[REQUEST_SIZE];
     const int length = snprintf(text, sizeof text, "%s%c%d%c%s%c%s%c", request->mode, 0,
                                 request->fit, 0, request->pages, 0, file_name(call->document), 0);
-    const int files[REQUEST_FILES] = {call->content.file, product};
-    union {
-        struct cmsghdr header;
-        char space[CMSG_SPACE(sizeof files)];
-    } control = {.header = {.cmsg_len = CMSG_LEN(sizeof files),
-                            .cmsg_level = SOL_SOCKET,
-                            .cmsg_type = SCM_RIGHTS}};
-    memcpy(CMSG_DATA(&control.header), files, sizeof files);
+    Control control = {.header = {.cmsg_len = CMSG_LEN(sizeof(int)),
+                                  .cmsg_level = SOL_SOCKET,
+                                  .cmsg_type = SCM_RIGHTS}};
+    memcpy(CMSG_DATA(&control.header), &call->content.file, sizeof(int));
     struct iovec data = {text, (size_t)length};
     const struct msghdr message = {.msg_iov = &data,
                                    .msg_iovlen = 1,
@@ -168,38 +167,64 @@ static bool ask(const Call* call, int office, const Request* request, int produc
     return length < (int)sizeof text && sendmsg(office, &message, MSG_NOSIGNAL) == length;
 }
 
-// Waits for at most `limit` ms (-1: no limit) for an answer, which has REQUEST_SIZE bytes; false
-// when none arrives.
-static bool receive(Call* call, int office, int limit, char* answer) {
+static void keep_one(int* kept, int file) {
+    if (*kept >= 0) {
+        (void)close(*kept);
+    }
+    *kept = file;
+}
+
+// Receives a packet whose descriptors, if there are any, replace that of the answer.
+static bool receive_packet(int office, Answer* answer) {
+    Control control;
+    struct iovec data = {answer->text, sizeof answer->text - 1};
+    struct msghdr message = {.msg_iov = &data,
+                             .msg_iovlen = 1,
+                             .msg_control = &control,
+                             .msg_controllen = sizeof control};
+    const ssize_t length = recvmsg(office, &message, MSG_CMSG_CLOEXEC);
+    answer->text[length > 0 ? length : 0] = '\0';
+    const struct cmsghdr* part = length > 0 ? CMSG_FIRSTHDR(&message) : NULL;
+    if (part != NULL && part->cmsg_level == SOL_SOCKET && part->cmsg_type == SCM_RIGHTS) {
+        int files[2];
+        const size_t count = (part->cmsg_len - CMSG_LEN(0)) / sizeof *files;
+        memcpy(files, CMSG_DATA(part), count * sizeof *files);
+        for (size_t i = 0; i < count; ++i) {
+            keep_one(&answer->product, files[i]);
+        }
+    }
+    return length > 0;
+}
+
+// Waits for at most `limit` ms (-1: no limit) for an answer; false when none arrives.
+static bool receive(Call* call, int office, int limit, Answer* answer) {
     struct pollfd events[] = {{.fd = office, .events = POLLIN},
                               {.fd = call->signals, .events = POLLIN}};
     const int ready = poll(events, 2, limit);
     if (ready > 0 && events[1].revents != 0) {
         finish(call, ENDED_BY_SIGNAL + next_signal(call->signals));
     }
-    const ssize_t length = ready > 0 ? recv(office, answer, REQUEST_SIZE - 1, 0) : 0;
-    answer[length > 0 ? length : 0] = '\0';
-    return length > 0;
+    return ready > 0 && receive_packet(office, answer);
 }
 
 // Waits for the result, "STATUS TEXT"; false when there is none. An office that has not begun tells
 // every half second that it is there.
-static bool await_result(Call* call, int office, int limit, char* answer) {
+static bool await_result(Call* call, int office, int limit, Answer* answer) {
     while (receive(call, office, limit, answer)) {
-        if (strcmp(answer, ANSWER_BEGUN) == 0) {
+        if (strcmp(answer->text, ANSWER_BEGUN) == 0) {
             limit = -1;
-        } else if (strcmp(answer, ANSWER_QUEUED) != 0) {
+        } else if (strcmp(answer->text, ANSWER_QUEUED) != 0) {
             return true;
         }
     }
     return false;
 }
 
-// Ends this program if there is nothing in the product: the fork may lie, which the document may have
-// taken over.
+// Ends this program if there is nothing in the product: the fork may lie, which the document may
+// have taken over.
 static void publish_product(Call* call, const Request* request, int product) {
     struct stat status;
-    if (fstat(product, &status) != 0 || status.st_size == 0) {
+    if (product < 0 || fstat(product, &status) != 0 || status.st_size == 0) {
         fail(call, REFUSED, call->document, "the office has not made a PDF");
     }
     const int target = open_target(call, request);
@@ -209,29 +234,36 @@ static void publish_product(Call* call, const Request* request, int product) {
     (void)close(target);
 }
 
+// Prints one line without control characters.
+static void print_reason(const Call* call, char* reason) {
+    for (char* c = reason; *c != '\0'; ++c) {
+        *c = iscntrl((unsigned char)*c) ? '?' : *c;
+    }
+    (void)fprintf(stderr, "%s: %s:%s\n", call->tool, call->document, reason);
+}
+
 // Acts on the result and returns its exit status; -1 when it has none.
-static int heed(Call* call, const Request* request, const char* result, int product) {
-    char* text = NULL;
-    const long status = strtol(result, &text, 10);
-    if (text == result || *text != ' ') {
+static int heed(Call* call, const Request* request, Answer* result) {
+    char* reason = NULL;
+    const long status = strtol(result->text, &reason, 10);
+    if (reason == result->text || *reason != ' ' || status < 0 || status > UINT8_MAX) {
         return -1;
     }
     if (status == 0) {
-        publish_product(call, request, product);
+        publish_product(call, request, result->product);
     } else {
-        (void)fprintf(stderr, "%s: %s:%s\n", call->tool, call->document, text);
+        print_reason(call, reason);
     }
     return (int)status;
 }
 
 static int convert_in(Call* call, int office, const Request* request, int limit) {
-    const int product = open_product(call, request);
-    char result[REQUEST_SIZE] = "";
+    Answer result = {.text = "", .product = -1};
     int status = -1;
-    if (ask(call, office, request, product) && await_result(call, office, limit, result)) {
-        status = heed(call, request, result, product);
+    if (ask(call, office, request) && await_result(call, office, limit, &result)) {
+        status = heed(call, request, &result);
     }
-    (void)close(product);
+    keep_one(&result.product, -1);
     return status;
 }
 
