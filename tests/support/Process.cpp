@@ -2,6 +2,7 @@
 #include "Process.h"
 
 #include <fcntl.h>
+#include <grp.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -35,6 +36,42 @@ pid_t Fork() {
 }
 
 }  // namespace
+
+namespace {
+
+constexpr uid_t kOther = 65534;
+
+bool BecomeOther() {
+    return setgroups(0, nullptr) == 0 && setresgid(kOther, kOther, kOther) == 0 &&
+           setresuid(kOther, kOther, kOther) == 0;
+}
+
+bool CanBecomeOther() {
+    return ChildProcess([] { return BecomeOther() ? 0 : 1; }).Wait() == 0;
+}
+
+}  // namespace
+
+std::optional<int> AsOther(const std::function<int()>& body) {
+    if (!CanBecomeOther()) {
+        return std::nullopt;
+    }
+    return ChildProcess([&] { return BecomeOther() ? body() : 255; }).Wait();
+}
+
+Attacker::Attacker(const std::function<void()>& attack) {
+    if (!CanBecomeOther()) {
+        return;
+    }
+    _process.emplace([&] {
+        if (!BecomeOther()) {
+            return 255;
+        }
+        while (true) {
+            attack();
+        }
+    });
+}
 
 ChildProcess::ChildProcess(const std::function<int()>& body) : _id(Fork()) {
     if (_id == 0) {

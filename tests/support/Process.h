@@ -5,6 +5,7 @@
 #include <sys/types.h>
 
 #include <functional>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -34,6 +35,21 @@ public:
 
 private:
     pid_t _id;
+};
+
+// Runs `body` in a process of another account, which has no rights and no groups, and returns its
+// result. Returns nothing where the caller cannot become another user.
+std::optional<int> AsOther(const std::function<int()>& body);
+
+// A process of that account that repeats `attack` until the object is destroyed. Empty (false)
+// where the caller cannot become another user.
+class Attacker {
+public:
+    explicit Attacker(const std::function<void()>& attack);
+    explicit operator bool() const { return _process.has_value(); }
+
+private:
+    std::optional<ChildProcess> _process;
 };
 
 // For the `body`: executes a program, which is found on the PATH. Returns 127 when that fails.
