@@ -4,7 +4,6 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include <array>
 #include <cstdio>
 #include <cstdlib>
 #include <string>
@@ -13,6 +12,7 @@
 #include "fail.h"
 #include "parameters.h"
 #include "support/Directory.h"
+#include "support/FileCopy.h"
 #include "support/TemporaryFile.h"
 
 namespace NAVO::platform {
@@ -20,13 +20,11 @@ namespace {
 
 using vellumo::support::Descriptor;
 using vellumo::support::IsSameFile;
-using vellumo::support::Uninterrupted;
+using vellumo::support::OpenRegularFile;
 
 constexpr int kOpenFlags = O_CLOEXEC | O_NOCTTY | O_NONBLOCK;  // a pipe must not block
 constexpr mode_t kPermissionBits = 0777;
 constexpr mode_t kUnfinishedMode = 0600;  // until the source's bits are set
-constexpr size_t kBufferSize = size_t{64} * 1024;
-constexpr size_t kMostAtOnce = size_t{1} << 30;
 
 // Returns a pattern for a temporary file: a hidden file in the folder of `path`.
 std::string HiddenBeside(const std::string& path) {
@@ -83,7 +81,7 @@ public:
     bool Close() { return close(_file.Release()) == 0; }
 
     void Keep() { _created = false; }
-    int Get() const { return _file.Get(); }
+    const Descriptor& File() const { return _file; }
 
 private:
     std::string _path;
@@ -92,52 +90,10 @@ private:
     bool _created = false;
 };
 
-// Lets the file system copy or share blocks as far as it can, which it cannot do between all file
-// systems or for all kinds of files. An error here occurs again in CopyThroughBuffer, which reports
-// it.
-void CopyInKernel(int from, int to) {
-    while (copy_file_range(from, nullptr, to, nullptr, kMostAtOnce, 0) > 0) {
-    }
-}
-
-bool WriteAll(int to, const char* data, size_t size) {
-    while (size > 0) {
-        const ssize_t written = Uninterrupted([=] { return write(to, data, size); });
-        if (written < 0) {
-            return false;
-        }
-        data += written;
-        size -= static_cast<size_t>(written);
-    }
-    return true;
-}
-
-// Copies the rest, from the current positions of both descriptors.
-bool CopyThroughBuffer(int from, int to) {
-    std::array<char, kBufferSize> buffer{};
-    for (;;) {
-        const ssize_t got = Uninterrupted([&] { return read(from, buffer.data(), buffer.size()); });
-        if (got <= 0) {
-            return got == 0;
-        }
-        if (!WriteAll(to, buffer.data(), static_cast<size_t>(got))) {
-            return false;
-        }
-    }
-}
-
 // EPERM is no failure: only the owner may change a file's mode, and some file systems have no mode.
 // There, copying the content is enough.
 bool SetPermissions(int file, mode_t mode) {
     return fchmod(file, mode & kPermissionBits) == 0 || errno == EPERM;
-}
-
-bool CopyContent(int from, int to) {
-    if (ftruncate(to, 0) != 0) {
-        return false;
-    }
-    CopyInKernel(from, to);
-    return CopyThroughBuffer(from, to);
 }
 
 enum class Outcome { Failed, Copied, SameFile };
@@ -147,7 +103,7 @@ enum class Outcome { Failed, Copied, SameFile };
 Outcome Fill(Destination& destination, const Descriptor& source) {
     struct stat from {};
     struct stat to {};
-    if (fstat(source.Get(), &from) != 0 || fstat(destination.Get(), &to) != 0) {
+    if (fstat(source.Get(), &from) != 0 || fstat(destination.File().Get(), &to) != 0) {
         return Outcome::Failed;
     }
     if (IsSameFile(from, to)) {
@@ -157,15 +113,15 @@ Outcome Fill(Destination& destination, const Descriptor& source) {
         errno = EINVAL;
         return Outcome::Failed;
     }
-    return SetPermissions(destination.Get(), from.st_mode) &&
-                   CopyContent(source.Get(), destination.Get()) && destination.Close()
+    return SetPermissions(destination.File().Get(), from.st_mode) &&
+                   vellumo::support::CopyContent(source, destination.File()) && destination.Close()
                ? Outcome::Copied
                : Outcome::Failed;
 }
 
 int Copy(const char* source, const char* path, bool replace) {
     Destination destination(path);
-    const Descriptor sourceFile(open(source, O_RDONLY | kOpenFlags));
+    const Descriptor sourceFile = OpenRegularFile(source);
     if (!sourceFile || !destination.Open(replace) ||
         Fill(destination, sourceFile) == Outcome::Failed) {
         return Fail(NAVO_ERR_IO);
@@ -189,7 +145,7 @@ int CopyThenRemove(const char* source, const char* path, bool replace) {
         return 0;
     }
     Destination destination(path);
-    const Descriptor sourceFile(open(source, O_RDONLY | kOpenFlags));
+    const Descriptor sourceFile = OpenRegularFile(source);
     const bool moved = sourceFile &&
                        (replace ? destination.OpenHidden() : destination.Open(false)) &&
                        Fill(destination, sourceFile) == Outcome::Copied &&

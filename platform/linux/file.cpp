@@ -15,7 +15,7 @@ namespace {
 using vellumo::support::Descriptor;
 using vellumo::support::Uninterrupted;
 
-constexpr mode_t kNewFileMode = 0644;
+constexpr mode_t kNewFileMode = 0600;  // who may open a file may also lock it
 
 // Examines the file at `path`. Returns nothing when there is no file or it cannot be examined.
 std::optional<struct stat> Look(const char* path) {

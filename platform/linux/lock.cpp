@@ -2,6 +2,7 @@
 #include <fcntl.h>
 #include <navo/lock.h>
 #include <sys/file.h>
+#include <sys/stat.h>
 
 #include <algorithm>
 #include <chrono>
@@ -10,6 +11,7 @@
 #include "fail.h"
 #include "parameters.h"
 #include "support/Directory.h"
+#include "support/PrivateFile.h"
 
 namespace NAVO::platform {
 namespace {
@@ -26,7 +28,10 @@ using std::chrono::milliseconds;
 constexpr milliseconds kFirstPause{1};
 constexpr milliseconds kLongestPause{20};
 
-constexpr mode_t kNewFileMode = 0644;
+// Whoever may open a file may also lock it. A file of an administrator's may be readable for a
+// group; other users are shut out.
+constexpr mode_t kNewFileMode = 0600;
+constexpr mode_t kForbidden = S_IRWXO;
 
 enum class Attempt { Taken, Busy, Failed };
 
@@ -55,6 +60,8 @@ Attempt Try(const char* path, bool exclusive, Descriptor& holder) {
         Fail(NAVO_ERR_OPEN_FAILED);
         return Attempt::Failed;
     }
+    // A failure here is none of the lock: a file system without modes cannot shut anybody out.
+    static_cast<void>(vellumo::support::RemovePermissions(holder, kForbidden));
     if (flock(holder.Get(), (exclusive ? LOCK_EX : LOCK_SH) | LOCK_NB) != 0) {
         if (errno == EWOULDBLOCK || errno == EINTR) {
             return Attempt::Busy;

@@ -1,4 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
+#include <fcntl.h>
 #include <gtest/gtest.h>
 #include <navo/file.h>
 #include <sys/resource.h>
@@ -7,6 +8,7 @@
 
 #include <csignal>
 #include <cstddef>
+#include <cstdio>
 #include <filesystem>
 #include <fstream>
 #include <functional>
@@ -354,6 +356,87 @@ TEST_F(MoveAcrossFileSystemsTest, LeavesNoCopyOfASourceThatCannotBeRemoved) {
     ExpectFailure([&] { return Move(source, there); }, -1, IOFailure(EACCES));
     EXPECT_FALSE(Exists(there));
     EXPECT_EQ(ReadFile(source), "content");
+}
+
+TEST_F(CopyTest, KeepsTheHolesOfAHugeFile) {
+    constexpr off_t kSize = off_t{4} << 40;
+    WriteFile(source, "begin");
+    if (truncate(source.c_str(), kSize) != 0) {
+        GTEST_SKIP() << "no file here can have 4 TiB";
+    }
+    ASSERT_EQ(Copy(source, destination), 0);
+    const struct stat copy = StatusOf(destination);
+    EXPECT_EQ(copy.st_size, kSize);
+    EXPECT_LT(copy.st_blocks * 512, 1 << 20) << "the holes take space";
+    std::ifstream file(destination);
+    std::string begin(6, '?');
+    file.read(begin.data(), 6);
+    EXPECT_EQ(begin, std::string("begin\0", 6));
+}
+
+TEST_F(CopyTest, CopiesTheDataBetweenHoles) {
+    WriteFile(source, "");
+    std::string expected(size_t{3} << 20, '\0');
+    {
+        std::ofstream file(source, std::ios::binary);
+        for (const size_t at : {size_t{1} << 20, (size_t{2} << 20) + 77}) {
+            file.seekp(static_cast<std::streamoff>(at)) << "data";
+            expected.replace(at, 4, "data");
+        }
+    }
+    ASSERT_EQ(truncate(source.c_str(), off_t{3} << 20), 0);
+    ASSERT_EQ(Copy(source, destination), 0);
+    EXPECT_TRUE(ReadFile(destination) == expected);
+}
+
+TEST_F(CopyTest, DoesNotOpenADeviceThatIsTheSource) {
+    ExpectFailure([&] { return Copy("/dev/zero", destination); }, -1, BadParameters(EINVAL));
+    EXPECT_FALSE(Exists(destination));
+}
+
+// The owner of the folder exchanges the document for an endless device and for a pipe without a
+// writer, as fast as possible. Each copy is the document or none.
+TEST_F(CopyTest, CopiesTheDocumentOrNothingWhileItsOwnerExchangesIt) {
+    constexpr int kRounds = 10000;
+    WriteFile(source, "the document");
+    ASSERT_EQ(symlink("/dev/zero", At("zero").c_str()), 0);
+    ASSERT_EQ(mkfifo(At("pipe").c_str(), 0666), 0);
+    const vellumo::test::Attacker owner([&] {
+        for (const char* other : {"zero", "zero", "pipe", "pipe"}) {
+            renameat2(AT_FDCWD, source.c_str(), AT_FDCWD, At(other).c_str(), RENAME_EXCHANGE);
+        }
+    });
+    if (!owner) {
+        GTEST_SKIP() << "no other user to be";
+    }
+    int copied = 0;
+    for (int round = 0; round < kRounds; ++round) {
+        const bool done = Copy(source, destination) == 0;
+        ASSERT_EQ(ReadFile(destination), done || copied > 0 ? "the document" : "") << round;
+        copied += done ? 1 : 0;
+    }
+    EXPECT_GT(copied, 0);
+    EXPECT_LT(copied, kRounds) << "nothing was exchanged";
+}
+
+// A writer that makes the document longer for as long as it is copied.
+TEST_F(CopyTest, StopsAtTheSizeThatItHasSeenFirst) {
+    constexpr int kRounds = 200;
+    const Umask mask(0);
+    WriteFile(source, std::string(size_t{1} << 20, 'x'), 0666);
+    const vellumo::test::Attacker writer([&] {
+        std::ofstream(source, std::ios::app) << std::string(4096, 'y');
+        if (StatusOf(source).st_size > (off_t{8} << 20)) {
+            static_cast<void>(truncate(source.c_str(), off_t{1} << 20));
+        }
+    });
+    if (!writer) {
+        GTEST_SKIP() << "no other user to be";
+    }
+    for (int round = 0; round < kRounds; ++round) {
+        ASSERT_EQ(Copy(source, destination), 0);
+        ASSERT_LE(StatusOf(destination).st_size, (off_t{8} << 20) + 4096);
+    }
 }
 
 }  // namespace

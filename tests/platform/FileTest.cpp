@@ -102,7 +102,7 @@ TEST_F(FileTest, TouchCreatesAnEmptyFile) {
     ExpectSuccess([&] { return NLIBCFileTouch(path.c_str()); }, 0);
     EXPECT_TRUE(S_ISREG(StatusOf(path).st_mode));
     EXPECT_EQ(StatusOf(path).st_size, 0);
-    EXPECT_EQ(PermissionsOf(path), 0644);
+    EXPECT_EQ(PermissionsOf(path), 0600);
 }
 
 TEST_F(FileTest, TouchKeepsContentAndSetsTheTime) {

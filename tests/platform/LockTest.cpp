@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 #include <navo/lock.h>
 #include <spawn.h>
+#include <sys/file.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -96,7 +97,7 @@ TEST_F(LockTest, CreatesAMissingFile) {
         const std::string missing = At("missing" + std::to_string(exclusive));
         ExpectSuccess(
             [&] { return NLIBCFileLockTimeByFile(missing.c_str(), exclusive, 0, &descriptor); }, 1);
-        EXPECT_EQ(PermissionsOf(missing), 0644);
+        EXPECT_EQ(PermissionsOf(missing), 0600);
         EXPECT_EQ(StatusOf(missing).st_size, 0);
         ExpectSuccess([&] { return NLIBCFileUnlockByFile(descriptor); }, 0);
     }
@@ -311,6 +312,36 @@ TEST_F(LockTest, WriterNeedsPermissionToWrite) {
     int descriptor = -1;
     ExpectFailure([&] { return NLIBCFileLockTimeByFile(path.c_str(), 1, 5, &descriptor); }, 0,
                   OpenFailure(EACCES));
+}
+
+// Another account that opens the file for reading and takes the lock, to make all others wait.
+std::optional<int> LockAsOther(const std::string& path) {
+    return vellumo::test::AsOther([&] {
+        const int file = open(path.c_str(), O_RDONLY | O_NONBLOCK);
+        return file < 0 ? errno : flock(file, LOCK_EX | LOCK_NB);
+    });
+}
+
+TEST_F(LockTest, AnotherAccountCannotHoldTheLockOfANewFile) {
+    const Umask mask(0);
+    const auto before = LockAsOther("/dev/null");
+    if (!before) {
+        GTEST_SKIP() << "no other user to be";
+    }
+    EXPECT_EQ(*before, 0) << "the attack does not work at all";
+    static_cast<void>(Lock(path, kExclusive));
+    EXPECT_EQ(LockAsOther(path), EACCES);
+}
+
+TEST_F(LockTest, AnotherAccountCannotHoldTheLockOfAnOlderFile) {
+    WriteFile(path, "content", 0644);
+    if (!LockAsOther(path)) {
+        GTEST_SKIP() << "no other user to be";
+    }
+    EXPECT_EQ(LockAsOther(path), 0) << "the attack does not work at all";
+    static_cast<void>(Lock(path, kShared));
+    EXPECT_EQ(LockAsOther(path), EACCES);
+    EXPECT_EQ(PermissionsOf(path), 0640) << "the group of an administrator's choice may read it";
 }
 
 TEST_F(LockTest, TellsWhyAFileCannotBeOpened) {

@@ -21,7 +21,7 @@ NAVO_API BOOL NLIBCFileExist(const char* path);
 // NLIBCFileExist does.
 NAVO_API BOOL NLIBCFileCheckDir(const char* path);
 
-// Makes sure that a file exists at `path`: creates a missing file empty with mode 0644 (less the
+// Makes sure that a file exists at `path`: creates a missing file empty with mode 0600 (less the
 // umask); sets the modification time of an existing file to the current time and keeps its content.
 // Refuses a directory (EISDIR).
 // Returns 0, or -1 with errno and the last error NAVO_ERR_OPEN_FAILED.
@@ -34,7 +34,15 @@ NAVO_API int NLIBCFileTouch(const char* path);
 NAVO_API int NLIBCFileStat(const char* path, int followLinks, struct stat* status);
 
 // Creates the directory `path` (absolute). Directories that it creates get exactly the mode `mode`,
-// whatever the umask, and the owner and group given. Leaves directories that exist as they are.
+// whatever the umask, and the owner and group given, and appear under their names only then. Leaves
+// directories that exist as they are. A symbolic link to a directory counts as one if it belongs to
+// root or to the caller; any other link is refused (ELOOP). What a user exchanges meanwhile is
+// never changed.
+//
+// In a scratch folder, one called @tmp, only the directory `path` itself gets `mode`. Those between
+// the first @tmp and `path` are for their owner alone: missing ones get `mode` without the
+// permissions of group and others, and existing ones of the caller's lose those. If one belongs to
+// neither the caller nor root, fails (EPERM) and names it in the system log.
 //
 // `reserved` must be null. `parents`: TRUE creates missing parents too, in the same way. `owner`,
 // `group`: UID_ERR leaves the one that the kernel gives to a new directory.
@@ -53,10 +61,12 @@ struct NAVOFILECOPYOPTIONS {
 static_assert(sizeof(NAVOFILECOPYOPTIONS) == 80, "the record's size is part of the interface");
 
 // Copies or moves the regular file `source` to `destination` (a file's path, not a directory's).
+// Opens nothing else as a source, whatever a user exchanges it for meanwhile.
 //
 // A copy takes over content and permission bits (only the content when the destination belongs to
 // another user). It overwrites an existing destination in place, so that file keeps its inode,
-// owner and locks. A move renames. Between file systems a move copies to a hidden file beside the
+// owner and locks. Holes stay holes, and no more than the size at the beginning is copied. A move
+// renames. Between file systems a move copies to a hidden file beside the
 // destination, renames that file and then removes the source: it replaces an existing destination
 // as a whole or not at all. When both paths are names of one file, it succeeds and changes nothing.
 //

@@ -8,9 +8,10 @@
 // The lock belongs to the descriptor that NLIBCFileLockTimeByFile returns. A process that dies
 // releases it; programs that the process starts never inherit it.
 
-// Takes the lock on the file at `path`. Creates a missing file empty with mode 0644 (less the
-// umask), but not through a symbolic link. A shared lock needs permission to read the file, an
-// exclusive lock to read and write it.
+// Takes the lock on the file at `path`. Creates a missing file empty with mode 0600 (less the
+// umask), but not through a symbolic link. Takes the permissions of other users (not those of the
+// group) from an existing file of the caller's: who can open a file can lock it. A shared lock
+// needs permission to read the file, an exclusive lock to read and write it.
 //
 // `exclusive`: 0 shares the lock with other readers; 1 excludes all others.
 // `timeoutSecs`: how many seconds to wait for a lock that another holds; 0 or less tries once.
