@@ -30,9 +30,11 @@ public:
     BaseDB(const BaseDB&) = delete;
     BaseDB& operator=(const BaseDB&) = delete;
 
-    // Opens the database file `path` and creates it if it is missing; its directory must exist.
-    // Returns false, without a message, when the file cannot be opened; every statement then fails.
-    // From then on each statement waits for at most 1000 milliseconds for another process's lock.
+    // Opens the database file `path` and creates it if it is missing; its directory must exist. An
+    // absolute path: a new file gets the mode 0600, and one of the caller's loses the permissions
+    // of group and others, because whoever can open a database can lock it. Returns false, without
+    // a message, when the file cannot be opened; every statement then fails. From then on each
+    // statement waits for at most 1000 milliseconds for another process's lock.
     bool Open();
 
     // Runs `sql` and appends each row of its result to `rows`. Returns false, with a message in the

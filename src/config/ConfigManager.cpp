@@ -13,6 +13,7 @@
 #include <memory>
 
 #include "common/Log.h"
+#include "support/PrivateFile.h"
 #include "vellumo/utils.h"
 
 namespace NAVO::VELLUMO {
@@ -51,6 +52,7 @@ std::unique_ptr<Json::StreamWriter> MakeWriter() {
 ConfigManager::ConfigManager(const std::string& file, int timeoutSecs)
     : path(file), lockTimeoutSecs(timeoutSecs) {
     NLIBCFileTouch(file.c_str());  // if it cannot be created, taking the lock fails later
+    vellumo::support::KeepForOwner(file);
 }
 
 ConfigManager::~ConfigManager() {
@@ -105,6 +107,7 @@ bool ConfigManager::Load() {
 }
 
 bool ConfigManager::Save() {
+    vellumo::support::EnsurePrivateFile(path);
     std::ofstream file(path, std::ios::trunc);
     if (!file.is_open()) {
         log::Error(kSource, __LINE__, "config %s save failed %s", path.c_str(),
@@ -117,11 +120,12 @@ bool ConfigManager::Save() {
 }
 
 bool ConfigManager::Reset(const std::string& file) {
-    if (!CopyFile(kFactoryDefault, file)) {
+    const bool copied = CopyFile(kFactoryDefault, file);
+    vellumo::support::KeepForOwner(file);  // the factory default may be readable for all
+    if (!copied) {
         log::Error(kSource, __LINE__, "restor config error");
-        return false;
     }
-    return true;
+    return copied;
 }
 
 ConfigWriter::ConfigWriter(ConfigManager& manager)

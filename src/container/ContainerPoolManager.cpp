@@ -84,6 +84,27 @@ int AddToCount(int value, int delta) {
     return static_cast<int>(std::clamp<int64_t>(sum, 0, INT32_MAX));
 }
 
+// Several changes of the loaded state. Takes them back unless they are completed: a ConfigWriter
+// saves whatever there is, also when an exception leaves its scope.
+class Changes {
+public:
+    explicit Changes(Json::Value& root) : _root(root), _before(root) {}
+    ~Changes() {
+        if (!_completed) {
+            _root.swap(_before);
+        }
+    }
+    Changes(const Changes&) = delete;
+    Changes& operator=(const Changes&) = delete;
+
+    void Complete() { _completed = true; }
+
+private:
+    Json::Value& _root;
+    Json::Value _before;
+    bool _completed = false;
+};
+
 }  // namespace
 
 ContainerPoolManager::ContainerPoolManager(int maxUsingCount, int maxMemoryCount, int parallelCount)
@@ -194,9 +215,11 @@ bool ContainerPoolManager::IsReadyToExecute(const Task& task, std::string& conta
     if (!GetAvailContainer(task, container)) {
         return false;
     }
+    Changes changes(_config.config);
     IncUsingCount(container);
     RemoveWatitingQueue(task);
     AddRunningQueue(task);
+    changes.Complete();
     return true;
 }
 

@@ -6,9 +6,11 @@
 #include <cstring>
 #include <ctime>
 #include <exception>
+#include <memory>
 #include <utility>
 
 #include "common/Log.h"
+#include "support/PrivateFile.h"
 
 namespace NAVO::VELLUMO {
 namespace {
@@ -61,6 +63,9 @@ BaseDB::~BaseDB() {
 }
 
 bool BaseDB::Open() {
+    if (path.starts_with('/')) {  // not so the names that SQLite gives a meaning, as :memory:
+        vellumo::support::EnsurePrivateFile(path);  // its journal gets the same mode
+    }
     return sqlite3_open(path.c_str(), &db) == SQLITE_OK &&
            sqlite3_busy_timeout(db, kBusyTimeoutMs) == SQLITE_OK;
 }
@@ -97,15 +102,14 @@ bool BaseDB::Exec(const std::string& sql) {
 // NOLINTEND(readability-make-member-function-const)
 
 std::string BaseDB::EscapeString(const std::string& value, bool quoted) {
-    char* escaped = sqlite3_mprintf(quoted ? "'%q'" : "%q", value.c_str());
+    const std::unique_ptr<char, decltype(&sqlite3_free)> escaped(
+        sqlite3_mprintf(quoted ? "'%q'" : "%q", value.c_str()), &sqlite3_free);
     if (escaped == nullptr) {
         std::string nothing;
         log::Error(kSource, __LINE__, "escape string %s failed", nothing.c_str());
         return nothing;
     }
-    std::string text = escaped;
-    sqlite3_free(escaped);
-    return text;
+    return escaped.get();
 }
 
 }  // namespace NAVO::VELLUMO

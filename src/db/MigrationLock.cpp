@@ -6,6 +6,8 @@
 
 #include <cerrno>
 
+#include "support/PrivateFile.h"
+
 namespace NAVO::VELLUMO::db {
 namespace {
 
@@ -16,6 +18,7 @@ constexpr int kLimitSecs = 150;
 MigrationLock::MigrationLock(const std::string& database) {
     const int error = errno;
     const std::string file = database + ".lock";
+    vellumo::support::EnsurePrivateFile(file);
     if (NLIBCFileLockTimeByFile(file.c_str(), 1, kLimitSecs, &_file) == 0) {
         _timedOut = NLIBCErrGet() == NAVO_ERR_LOCK_TIMEOUT;
     }

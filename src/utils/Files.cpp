@@ -24,6 +24,25 @@ constexpr const char* kSource = "utils";
 // A product of at most this many bytes comes from a conversion that failed.
 constexpr off_t kLargestInvalidSize = 10;
 
+// A file that has just been created. Removes it unless it is kept.
+class NewFile {
+public:
+    explicit NewFile(const std::string& path) : _path(path) {}
+    ~NewFile() {
+        if (!_kept) {
+            unlink(_path.c_str());
+        }
+    }
+    NewFile(const NewFile&) = delete;
+    NewFile& operator=(const NewFile&) = delete;
+
+    void Keep() { _kept = true; }
+
+private:
+    const std::string& _path;
+    bool _kept = false;
+};
+
 }  // namespace
 
 bool VolumePathGet(const std::string& sharePath, std::string& volumePath) {
@@ -68,7 +87,9 @@ bool CreateTmpFileNameWithType(const std::string& type, const std::string& dir, 
         log::Plain(kSource, 62, "mkstemp %s failed", pattern.c_str());
         return false;
     }
+    NewFile made(name);
     out.SetData("realPath", name, true);
+    made.Keep();
     return true;
 }
 

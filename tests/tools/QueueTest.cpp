@@ -182,6 +182,20 @@ TEST_F(QueueTest, GivesValidJsonForAPathThatIsNoUtf8) {
     EXPECT_THAT(Tasks()[0]["path"].asString(), testing::StartsWith("/volume1/docs/"));
 }
 
+TEST_F(QueueTest, IsClosedToAnotherAccount) {
+    if (!HasOtherUsers()) {
+        GTEST_SKIP() << "skipped: needs real root, to become another user";
+    }
+    Add({"/docs/a"});
+    for (const char* folder : {"/device", "/var/packages/Vellumo", "/var/packages/Vellumo/etc"}) {
+        std::filesystem::permissions(folder, std::filesystem::perms(0755));
+    }
+    const Outcome list = RunningTool({"queue"}, 65534).Wait();
+    ExpectStatus(list, ExitCode::kDatabase);
+    EXPECT_THAT(list.err, HasSubstr("you may not read"));
+}
+
+// As on a file system that is mounted for reading only.
 TEST_F(QueueTest, CanBeReadWithoutTheRightToWrite) {
     if (!HasOtherUsers()) {
         GTEST_SKIP() << "skipped: needs real root, to become another user";
@@ -190,6 +204,7 @@ TEST_F(QueueTest, CanBeReadWithoutTheRightToWrite) {
     for (const char* folder : {"/device", "/var/packages/Vellumo", "/var/packages/Vellumo/etc"}) {
         std::filesystem::permissions(folder, std::filesystem::perms(0755));
     }
+    std::filesystem::permissions(kQueue, std::filesystem::perms(0644));
     const Outcome list = RunningTool({"queue"}, 65534).Wait();
     ExpectStatus(list, ExitCode::kDone);
     EXPECT_THAT(list.out, HasSubstr("/volume1/docs/a"));

@@ -1,7 +1,9 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "vellumo/ConfigManager.h"
 
+#include <fcntl.h>
 #include <navo/error.h>
+#include <sys/file.h>
 #include <sys/stat.h>
 #include <syslog.h>
 #include <unistd.h>
@@ -37,6 +39,11 @@ protected:
             return (exclusive ? other.LockW() : other.LockR()) ? 0 : 1;
         });
         return process.Wait() == 0;
+    }
+
+    static mode_t ModeOfFile() {
+        struct stat status {};
+        return stat(kFile, &status) == 0 ? status.st_mode & 07777U : 0;
     }
 
     static std::vector<std::string> LockCalls() {
@@ -242,6 +249,47 @@ TEST_F(StateFileTest, ResetRestoresTheFactoryDefault) {
     EXPECT_TRUE(ConfigManager::Reset(kFile));
     EXPECT_EQ(ReadFile(kFile), R"({"factory":1})");
     EXPECT_TRUE(Exists(kFactoryDefault));
+}
+
+namespace {
+
+// Another account that would make everybody wait: it opens the file for reading and locks it.
+std::optional<int> LockAsOther() {
+    return AsOther([] {
+        const int file = open(kFile, O_RDONLY);
+        return file < 0 ? errno : flock(file, LOCK_EX | LOCK_NB);
+    });
+}
+
+}  // namespace
+
+TEST_F(StateFileTest, CannotBeLockedByAnotherAccount) {
+    WriteFile(kFile, "{}");
+    ASSERT_EQ(chmod(kFile, 0644), 0);
+    const auto before = LockAsOther();
+    if (!before) {
+        GTEST_SKIP() << "needs real root: other users cannot be taken here";
+    }
+    EXPECT_EQ(*before, 0) << "the attack does not work at all";
+    const ConfigManager manager(kFile, 0);
+    EXPECT_EQ(LockAsOther(), EACCES);
+}
+
+TEST_F(StateFileTest, IsNewForItsOwnerAlone) {
+    const mode_t before = umask(0);
+    ConfigManager manager(kFile, 0);
+    EXPECT_EQ(ModeOfFile(), 0600U);
+    unlink(kFile);
+    EXPECT_TRUE(manager.Save());
+    umask(before);
+    EXPECT_EQ(ModeOfFile(), 0600U);
+}
+
+TEST_F(StateFileTest, IsForItsOwnerAloneAfterAReset) {
+    WriteFile(kFactoryDefault, "{}");
+    ASSERT_EQ(chmod(kFactoryDefault, 0644), 0);
+    EXPECT_TRUE(ConfigManager::Reset(kFile));
+    EXPECT_EQ(ModeOfFile(), 0600U);
 }
 
 TEST_F(StateFileTest, ResetIntoAMissingDirectoryFails) {

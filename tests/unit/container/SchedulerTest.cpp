@@ -1,6 +1,10 @@
 // SPDX-License-Identifier: Apache-2.0
+#include <new>
+
 #include "Device.h"
+#include "FailingMemory.h"
 #include "PlatformDouble.h"
+#include "Process.h"
 #include "StateFile.h"
 #include "SyslogSink.h"
 #include "vellumo/Constants.h"
@@ -71,6 +75,45 @@ TEST_F(Scheduler, QueuesHoldJobsByPriority) {
     _pool.RemoveRunningQueue(_normal);
     EXPECT_EQ(State()["waitingQueue"], Parsed("[{},{},{}]"));
     EXPECT_EQ(State()["runningQueue"], Parsed("{}"));
+}
+
+namespace {
+
+// Lets the allocation number `which` of a claim fail, in a process of its own. Returns false when
+// the claim needs fewer than that.
+bool ClaimWithoutMemory(long which, const Pool::Task& task) {
+    constexpr int kNotReached = 2;
+    ChildProcess process([&] {
+        Pool pool(MAX_USING_COUNT, MAX_MEMORY_COUNT, PARALLEL_COUNT);
+        std::string container;
+        const FailingAllocation failing(which);
+        try {
+            pool.IsReadyToExecute(task, container);
+        } catch (const std::bad_alloc&) {
+            return 0;
+        }
+        return FailingAllocation::HasFailed() ? 0 : kNotReached;
+    });
+    return process.Wait() != kNotReached;
+}
+
+}  // namespace
+
+TEST_F(Scheduler, ClaimThatFindsNoMemoryIsWholeOrNotMade) {
+    long which = 0;
+    bool isReached = true;
+    for (; isReached; ++which) {
+        WriteState(R"({"navo1":{"using":0,"used":0},"waitingQueue":[{},{},{"job":true}]})");
+        isReached = ClaimWithoutMemory(which, _high);
+        const Json::Value state = State();
+        if (!state.isObject()) {
+            continue;  // the memory was missing for the file itself
+        }
+        EXPECT_EQ(state["navo1"]["using"].asInt(), state["runningQueue"].isMember("job") ? 1 : 0)
+            << "allocation " << which << ": " << StateText();
+    }
+    EXPECT_GT(which, 10);
+    EXPECT_EQ(State()["navo1"]["using"], 1) << "the last claim had all its memory";
 }
 
 TEST_F(Scheduler, OtherMembersOfTheFileStayAsTheyAre) {

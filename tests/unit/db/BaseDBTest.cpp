@@ -1,13 +1,17 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "vellumo/BaseDB.h"
 
+#include <fcntl.h>
 #include <sqlite3.h>
+#include <sys/stat.h>
 #include <sys/wait.h>
 #include <syslog.h>
 #include <unistd.h>
 
 #include "Device.h"
+#include "FailingMemory.h"
 #include "PlatformDouble.h"
+#include "Process.h"
 #include "SyslogSink.h"
 
 using namespace NAVO::VELLUMO;
@@ -115,6 +119,48 @@ TEST_F(Database, QueryThatFailsHalfWayKeepsTheRowsItHad) {
     std::vector<Row> rows;
     EXPECT_FALSE(_db.QueryResult("SELECT 1 AS a; SELECT * FROM missing", rows));
     EXPECT_EQ(rows.size(), 1U);
+}
+
+// SQLite is C code: an exception that passed through it would leave it in any state.
+TEST_F(Database, RowThatFindsNoMemoryFailsItsQueryAndNotTheProgram) {
+    OpenWithTable();
+    std::vector<Row> rows;
+    {
+        const FailingAllocation large(0, 1000000);
+        EXPECT_FALSE(_db.QueryResult("SELECT printf('%2000000s', 'x') AS a", rows));
+        EXPECT_TRUE(FailingAllocation::HasFailed());
+    }
+    EXPECT_THAT(rows, IsEmpty());
+    EXPECT_THAT(SyslogSink::Get().Texts(),
+                ElementsAre(MatchesRegex(Message("error: query aborted( \\[err: .*\\])?"))));
+    EXPECT_TRUE(_db.ExecTransaction("INSERT INTO t VALUES ('x', 1)"));
+    EXPECT_EQ(Rows(), 1U);
+}
+
+TEST_F(Database, CannotBeOpenedByAnotherAccountAndSoNotBeLocked) {
+    const mode_t before = umask(0);
+    OpenWithTable();
+    umask(before);
+    const auto error = AsOther([] { return open(kFile, O_RDONLY) >= 0 ? 0 : errno; });
+    if (!error) {
+        GTEST_SKIP() << "needs real root: other users cannot be taken here";
+    }
+    EXPECT_EQ(*error, EACCES);
+}
+
+TEST_F(Database, OfAnEarlierVersionIsClosedToOtherAccounts) {
+    WriteFile(kFile, "");
+    ASSERT_EQ(chmod(kFile, 0644), 0);
+    OpenWithTable();
+    struct stat status {};
+    ASSERT_EQ(stat(kFile, &status), 0);
+    EXPECT_EQ(status.st_mode & 07777U, 0600U);
+}
+
+TEST_F(Database, InMemoryLeavesNoFile) {
+    _db.path = ":memory:";
+    ASSERT_TRUE(_db.Open());
+    EXPECT_FALSE(Exists(":memory:"));
 }
 
 TEST_F(Database, TransactionIsAllOrNothing) {

@@ -123,6 +123,17 @@ TEST_F(Queue, NewDatabaseEndsAtTheNewestVersion) {
     EXPECT_THAT(SyslogSink::Get().Texts(), IsEmpty());
 }
 
+TEST_F(Queue, CannotBeLockedByAnotherAccount) {
+    const mode_t before = umask(0);
+    EXPECT_TRUE(_queue.OpenDB());
+    umask(before);
+    for (const char* file : {SZF_THUMB_DB_PATH, kLockFile}) {
+        struct stat status {};
+        ASSERT_EQ(stat(file, &status), 0);
+        EXPECT_EQ(status.st_mode & 07777U, 0600U) << file;
+    }
+}
+
 TEST_F(Queue, EmptyFileIsANewDatabase) {
     WriteFile(SZF_THUMB_DB_PATH, "");
     EXPECT_TRUE(_queue.OpenDB());
