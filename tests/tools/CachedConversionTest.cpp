@@ -2,6 +2,7 @@
 #include <utime.h>
 
 #include <csignal>
+#include <filesystem>
 
 #include "StateFile.h"
 #include "Tool.h"
@@ -66,6 +67,22 @@ TEST_F(CachedConversionTest, TakesAFreshPdfFromTheCache) {
     EXPECT_EQ(ReadFile("/device/out/second.pdf"), std::string(100, 'p'));
     EXPECT_THAT(DockerCalls(), SizeIs(1));
     EXPECT_TRUE(Exists(kKeptPdf)) << "it is copied, not moved";
+}
+
+TEST_F(CachedConversionTest, ReplacesALinkInTheOutputsPlaceAndWritesNothingThroughIt) {
+    ExpectStatus(RunTool({"pdf", "/docs/a.docx"}), ExitCode::kDone);
+    WriteFile("/device/out/precious", "precious");
+    std::filesystem::remove("/device/out/a.pdf");
+    std::filesystem::create_symlink("precious", "/device/out/a.pdf");
+    const Outcome outcome = RunTool({"pdf", "/docs/a.docx", "--force"});
+    ExpectStatus(outcome, ExitCode::kDone);
+    EXPECT_THAT(outcome.out, HasSubstr("(from the cache)"));
+    EXPECT_FALSE(std::filesystem::is_symlink("/device/out/a.pdf"));
+    EXPECT_EQ(ReadFile("/device/out/a.pdf"), std::string(100, 'p'));
+    EXPECT_EQ(ReadFile("/device/out/precious"), "precious");
+    EXPECT_EQ(std::filesystem::status("/device/out/a.pdf").permissions() &
+                  std::filesystem::perms::owner_all,
+              std::filesystem::perms{0600});
 }
 
 TEST_F(CachedConversionTest, NeedsNoContainersForWhatIsFresh) {

@@ -2,6 +2,7 @@
 #include <sys/stat.h>
 
 #include <csignal>
+#include <filesystem>
 
 #include "StateFile.h"
 #include "Tool.h"
@@ -54,6 +55,21 @@ TEST_F(ConversionTest, GivesTheProductThePermissionsOfAnOrdinaryFile) {
     const mode_t mask = umask(0);
     umask(mask);
     EXPECT_EQ(status.st_mode & 0777U, 0666U & ~mask);
+}
+
+TEST_F(ConversionTest, ReplacesALinkInTheOutputsPlaceAndWritesNothingThroughIt) {
+    for (const char* target : {"precious", "/device/out/nothing", "/dev/null"}) {
+        WriteFile("/device/out/precious", "precious");
+        std::filesystem::remove("/device/out/a.pdf");
+        std::filesystem::create_symlink(target, "/device/out/a.pdf");
+        ExpectStatus(RunTool({"pdf", "/docs/a.docx", "--force", "--no-cache"}), ExitCode::kDone);
+        EXPECT_FALSE(std::filesystem::is_symlink("/device/out/a.pdf"));
+        EXPECT_EQ(ReadFile("/device/out/a.pdf"), std::string(100, 'p'));
+        EXPECT_EQ(ReadFile("/device/out/precious"), "precious");
+        EXPECT_FALSE(Exists("/device/out/nothing"));
+    }
+    EXPECT_THAT(Names(kOutputDir), ElementsAre("a.pdf", "precious"));
+    ExpectNothingLeft();
 }
 
 TEST_F(ConversionTest, WritesToTheNamedFile) {

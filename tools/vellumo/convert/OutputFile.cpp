@@ -6,6 +6,7 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <cstdio>
 #include <cstring>
 #include <filesystem>
 #include <optional>
@@ -13,12 +14,13 @@
 #include "app/Messages.h"
 #include "loader/Text.h"
 #include "support/Descriptor.h"
-#include "vellumo/utils.h"
+#include "support/FileCopy.h"
+#include "support/PrivateFile.h"
+#include "support/TemporaryFile.h"
 
 namespace vellumo::cli {
 namespace {
 
-namespace core = NAVO::VELLUMO;
 namespace fs = std::filesystem;
 
 constexpr mode_t kNewFileMode = 0666;
@@ -64,40 +66,98 @@ mode_t Umask() {
     return mask;
 }
 
-// Reserves a name in a directory with an empty file; removes the file again unless it is kept.
-class ReservedName {
-public:
-    explicit ReservedName(const std::string& path)
-        : _path(path),
-          _file(open(path.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, kNewFileMode)),
-          _error(_file ? 0 : errno) {}
-    ~ReservedName() {
-        if (_file && !_kept) {
-            unlink(_path.c_str());
-        }
-    }
-    ReservedName(const ReservedName&) = delete;
-    ReservedName& operator=(const ReservedName&) = delete;
+// Opens the file as what it is: products are regular files, and never links.
+support::Descriptor OpenProduct(const std::string& path) {
+    return support::Descriptor(open(path.c_str(), O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC));
+}
 
-    int Error() const { return _error; }
-    void Keep() { _kept = true; }
+// The folder of an output, opened once: whatever its users exchange meanwhile, the product comes
+// into this folder, under its name, and never goes through a link that has this name.
+class OutputFolder {
+public:
+    explicit OutputFolder(const fs::path& output)
+        : _name(output.filename()),
+          _folder(open(output.parent_path().c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC)) {}
+
+    // Returns false, with errno, on failure. EXDEV: `file` is on another file system.
+    bool Rename(int folder, const std::string& file, bool replace) const {
+        const unsigned flags = replace ? 0 : RENAME_NOREPLACE;
+        if (renameat2(folder, file.c_str(), _folder.Get(), _name.c_str(), flags) == 0) {
+            return true;
+        }
+        // EINVAL: the file system has only the rename that replaces.
+        return errno == EINVAL && !replace &&
+               linkat(folder, file.c_str(), _folder.Get(), _name.c_str(), 0) == 0 &&
+               unlinkat(folder, file.c_str(), 0) == 0;
+    }
+
+    const support::Descriptor& Get() const { return _folder; }
 
 private:
-    const std::string& _path;
-    support::Descriptor _file;
-    int _error;
-    bool _kept = false;
+    std::string _name;
+    support::Descriptor _folder;
 };
 
-void Bring(const std::string& product, const std::string& path, Transfer transfer) {
-    errno = 0;
-    if (!core::MoveOrCopyFile(product, path, transfer == Transfer::kMove)) {
-        const int error = errno;
-        Refuse(path, error == 0 ? "the product cannot be moved there" : std::strerror(error),
-               "Check the free space and the permissions there, or choose another place with -o.");
+// A new file in the folder under a hidden name. Removes it unless it has got the output's name.
+class HiddenFile {
+public:
+    explicit HiddenFile(const OutputFolder& folder)
+        : _folder(folder), _name(support::PathOf(folder.Get()) + "/.vellumo-XXXXXX") {
+        _file = support::MakeTemporaryFile(_name);
+        _isHidden = static_cast<bool>(_file);
+        _name.erase(0, _name.rfind('/') + 1);
     }
-    // Products have private permissions; the caller gets a file with ordinary ones.
-    chmod(path.c_str(), kNewFileMode & ~Umask());
+    ~HiddenFile() {
+        if (_isHidden) {
+            const int error = errno;
+            unlinkat(_folder.Get().Get(), _name.c_str(), 0);
+            errno = error;
+        }
+    }
+    HiddenFile(const HiddenFile&) = delete;
+    HiddenFile& operator=(const HiddenFile&) = delete;
+
+    // Returns false, with errno, on failure. Some file systems report a failed write only when the
+    // file is closed.
+    bool Fill(const support::Descriptor& product, mode_t mode) {
+        return _file && support::CopyContent(product, _file) && fchmod(_file.Get(), mode) == 0 &&
+               close(_file.Release()) == 0;
+    }
+
+    bool TakeName(bool replace) {
+        _isHidden = !_folder.Rename(_folder.Get().Get(), _name, replace);
+        return !_isHidden;
+    }
+
+private:
+    const OutputFolder& _folder;
+    std::string _name;
+    support::Descriptor _file;
+    bool _isHidden = false;
+};
+
+bool CopyInto(const OutputFolder& folder, const support::Descriptor& product, mode_t mode,
+              bool replace) {
+    HiddenFile copy(folder);
+    return copy.Fill(product, mode) && copy.TakeName(replace);
+}
+
+// Products have private permissions; the caller gets a file with ordinary ones. Returns false, with
+// errno, on failure.
+bool Publish(const std::string& product, const std::string& path, Transfer transfer, bool replace) {
+    const support::Descriptor file = OpenProduct(product);
+    const OutputFolder folder(path);
+    const mode_t mode = kNewFileMode & ~Umask();
+    if (!file || !folder.Get()) {
+        return false;
+    }
+    if (transfer == Transfer::kCopy) {
+        return CopyInto(folder, file, mode, replace);
+    }
+    if (fchmod(file.Get(), mode) == 0 && folder.Rename(AT_FDCWD, product, replace)) {
+        return true;
+    }
+    return errno == EXDEV && CopyInto(folder, file, mode, replace) && unlink(product.c_str()) == 0;
 }
 
 }  // namespace
@@ -152,19 +212,15 @@ void CheckOutput(const std::string& path, bool replace) {
 
 void HandOver(const std::string& product, const std::string& path, Transfer transfer,
               bool replace) {
-    if (replace) {
-        Bring(product, path, transfer);
+    if (Publish(product, path, transfer, replace)) {
         return;
     }
-    ReservedName name(path);
-    if (name.Error() == EEXIST) {
+    const int error = errno;
+    if (error == EEXIST && !replace) {
         RefuseExisting(path);
     }
-    if (name.Error() != 0) {
-        Refuse(path, std::strerror(name.Error()), "Choose another place with -o.");
-    }
-    Bring(product, path, transfer);
-    name.Keep();
+    Refuse(path, std::strerror(error),
+           "Check the free space and the permissions there, or choose another place with -o.");
 }
 
 }  // namespace vellumo::cli

@@ -32,7 +32,8 @@ void CheckOutput(const std::string& path, bool replace);
 enum class Transfer { kMove, kCopy };
 
 // Moves or copies a product to `path` and gives it the permissions of a new file (0666 less the
-// umask). Throws Failure when that fails and, without `replace`, when `path` exists by now.
+// umask). The file appears there as a whole, by a rename, which replaces a link and never follows
+// it. Throws Failure when that fails and, without `replace`, when `path` exists by now.
 void HandOver(const std::string& product, const std::string& path, Transfer transfer, bool replace);
 
 }  // namespace vellumo::cli
