@@ -25,6 +25,22 @@ TEST_F(Engine, EndsWithTheCommandsStatusAndPassesItsOutput) {
     EXPECT_THAT(InView("tool sh -c 'echo out; echo err >&2; exit 7'"), Says(7, "out\nerr\n"));
 }
 
+TEST_F(Engine, ShutsOtherAccountsOutOfTheScratchTree) {
+    if (!IsRoot()) {
+        GTEST_SKIP() << "needs root, to become another account";
+    }
+    const Said said = InView(R"sh(
+        umask 0; echo secret >$S/a.docx; chmod 755 "${S%/*/*}" "${S%/*}"
+        $nobody cat $S/a.docx
+        tool cat $source/a.docx >/dev/null
+        stat -c %a "${S%/*/*}" "${S%/*}" $S
+        for path in "${S%/*/*}" "${S%/*}" $S $T; do
+            $nobody ls $path 2>/dev/null || $nobody flock -n -x $path true 2>/dev/null || echo closed
+        done
+        rm $S/a.docx)sh");
+    EXPECT_THAT(said, Says(0, "secret\n700\n700\n755\nclosed\nclosed\nclosed\nclosed\n"));
+}
+
 TEST_F(Engine, EndsWith127ForAnUnknownCommand) {
     EXPECT_EQ(InView("tool no-such-tool").status, 127);
     EXPECT_EQ(InView("docker exec navo1 no-such-tool").status, 127);

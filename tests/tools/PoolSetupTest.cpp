@@ -1,5 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
+#include <unistd.h>
 #include <csignal>
+
 #include <filesystem>
 #include <thread>
 
@@ -100,6 +102,41 @@ TEST_F(PoolSetupTest, TellsWhyItMakesAsManyAsItDoes) {
     const Outcome outcome = RunTool({"pool", "up"});
     EXPECT_THAT(outcome.out, AllOf(HasSubstr("core"), HasSubstr("MiB of memory")));
     EXPECT_GE(Registered().size(), 2U);
+}
+
+TEST_F(PoolSetupTest, ClosesTheStateAndTheScratchTreeToOtherAccounts) {
+    constexpr const char* kPackage = "/volume1/docker/@tmp/Vellumo";
+    constexpr const char* kState = "/var/packages/Vellumo/etc";
+    namespace fs = std::filesystem;
+    fs::create_directories(std::string(kPackage) + "/@tmp");
+    for (const std::string& folder :
+         {std::string(kPackage), kPackage + std::string("/@tmp"), std::string(kState)}) {
+        fs::permissions(folder, fs::perms{0755});
+    }
+    ExpectStatus(RunTool({"pool", "up", "--size", "2"}), ExitCode::kDone);
+    EXPECT_EQ(fs::status(kPackage).permissions(), fs::perms{0700});
+    EXPECT_EQ(fs::status(std::string(kPackage) + "/@tmp").permissions(), fs::perms{0700});
+    EXPECT_EQ(fs::status(kState).permissions(), fs::perms{0700});
+}
+
+TEST_F(PoolSetupTest, MakesTheScratchTreeForItsOwnerAlone) {
+    ExpectStatus(RunTool({"pool", "up", "--size", "2"}), ExitCode::kDone);
+    namespace fs = std::filesystem;
+    EXPECT_EQ(fs::status("/volume1/docker/@tmp/Vellumo").permissions(), fs::perms{0700});
+    EXPECT_EQ(fs::status("/volume1/docker/@tmp/Vellumo/@tmp").permissions(), fs::perms{0700});
+}
+
+TEST_F(PoolSetupTest, StartsNothingInAScratchTreeOfAnotherAccount) {
+    constexpr const char* kPackage = "/volume1/docker/@tmp/Vellumo";
+    if (!HasOtherUsers()) {
+        GTEST_SKIP() << "skipped: needs real root, to give a folder away";
+    }
+    std::filesystem::create_directories(kPackage);
+    ASSERT_EQ(chown(kPackage, 65534, 65534), 0);
+    const Outcome outcome = RunTool({"pool", "up", "--size", "2"});
+    ExpectStatus(outcome, ExitCode::kPool);
+    EXPECT_THAT(outcome.err, HasSubstr("give it to root"));
+    EXPECT_THAT(EngineCalls(), Not(HasSubstr("run ")));
 }
 
 TEST_F(PoolSetupTest, MakesNoPoolOfOne) {

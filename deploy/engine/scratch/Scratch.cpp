@@ -24,6 +24,11 @@ namespace fs = std::filesystem;
 void MakeShared(const std::string& directory) {
     if (NAVOFSMkdirP(directory.c_str(), nullptr, TRUE, UID_ERR, UID_ERR, 0755) != 0) {
         const int error = errno;
+        if (error == EPERM) {
+            throw Failure(kEngineFailed, "cannot make " + directory +
+                                             ": a directory above it belongs to another user, "
+                                             "whom the system log names; give it to root");
+        }
         throw SystemFailure("cannot make " + directory, error);
     }
 }

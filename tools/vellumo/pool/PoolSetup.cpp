@@ -4,6 +4,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <filesystem>
 #include <iostream>
 #include <memory>
 #include <thread>
@@ -15,9 +16,13 @@
 #include "pool/Engine.h"
 #include "pool/PoolRepair.h"
 #include "pool/Registration.h"
+#include "support/PrivateFile.h"
+#include "vellumo/Constants.h"
 
 namespace vellumo::cli {
 namespace {
+
+namespace fs = std::filesystem;
 
 constexpr size_t kLeast = 2;
 constexpr size_t kMost = 16;
@@ -100,6 +105,8 @@ CommandResult BringPoolUp(const PoolWishes& wishes, bool json) {
     const std::string what = "cannot bring the pool up";
     loader::CheckRights(what);
     loader::CheckServer(what);
+    // Of an earlier version's, others could open the databases and hold locks on them.
+    support::KeepForOwner(fs::path(NAVO::VELLUMO::SZF_CONFIG_PATH).parent_path());
     Steps steps(json);
     const std::unique_ptr<Engine> engine = ChosenEngine(what, wishes);
     const std::vector<std::string> names = NamesFor(SizeFor(wishes, steps));
