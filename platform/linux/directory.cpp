@@ -72,8 +72,9 @@ Descriptor AsDirectory(const Descriptor& above, Descriptor entry, Links links) {
 class HiddenDirectory {
 public:
     explicit HiddenDirectory(const Descriptor& above)
-        : _above(above), _name(PathOf(above) + "/.navo-XXXXXX") {
-        _isHidden = mkdtemp(_name.data()) != nullptr;
+        : _above(above),
+          _name(PathOf(above) + "/.navo-XXXXXX"),
+          _isHidden(mkdtemp(_name.data()) != nullptr) {
         _name.erase(0, _name.rfind('/') + 1);
     }
     ~HiddenDirectory() {
@@ -102,7 +103,7 @@ public:
 private:
     const Descriptor& _above;
     std::string _name;
-    bool _isHidden = false;
+    bool _isHidden;
 };
 
 // Whether this can be the directory that the caller has just made. A user who may write to the

@@ -102,9 +102,10 @@ private:
 class HiddenFile {
 public:
     explicit HiddenFile(const OutputFolder& folder)
-        : _folder(folder), _name(support::PathOf(folder.Get()) + "/.vellumo-XXXXXX") {
-        _file = support::MakeTemporaryFile(_name);
-        _isHidden = static_cast<bool>(_file);
+        : _folder(folder),
+          _name(support::PathOf(folder.Get()) + "/.vellumo-XXXXXX"),
+          _file(support::MakeTemporaryFile(_name)),
+          _isHidden(static_cast<bool>(_file)) {
         _name.erase(0, _name.rfind('/') + 1);
     }
     ~HiddenFile() {
@@ -133,7 +134,7 @@ private:
     const OutputFolder& _folder;
     std::string _name;
     support::Descriptor _file;
-    bool _isHidden = false;
+    bool _isHidden;
 };
 
 bool CopyInto(const OutputFolder& folder, const support::Descriptor& product, mode_t mode,
