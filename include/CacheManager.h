@@ -98,6 +98,13 @@ public:
     void GarbageCollect();
 
 private:
+    // For the library itself: Set() for the file to which the extended-attribute directory
+    // `directory` belongs. Returns false also when another file is at `target` by now.
+    friend VELLUMO_INTERNAL bool SetIn(CacheManager& cache, const std::string& directory,
+                                       const std::string& source, const std::string& target,
+                                       const std::string& stream, bool move);
+    VELLUMO_INTERNAL bool Store(const std::string& source, const std::string& target,
+                                const std::string& stream, bool move, const std::string& directory);
     VELLUMO_INTERNAL bool RemoveCollected(const std::string& target, const std::string& stream);
 
     bool autoCollect;

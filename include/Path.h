@@ -22,6 +22,8 @@ namespace NAVO::VELLUMO::path {
 //   realPath   absolute path on the volume          (set by the caller or computed)
 //   EAPath     absolute path of the "EAType" stream (computed)
 //   fileType   lower-case extension without its dot (computed)
+//   EADirectory  the extended-attribute directory of the file that is meant (set by the caller): a
+//              conversion refuses another file that has got the name meanwhile
 //
 // A stored attribute stays until it is cleared. To use an object for another file, also clear
 // "realPath", "EAPath" and "fileType", or replace all attributes.

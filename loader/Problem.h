@@ -58,7 +58,7 @@ enum class Reason {
 
     // The cache.
     kNotKept,          // the conversion succeeded, but its product is not in the cache
-    kNowhereToKeep,    // the directory for products beside the document cannot be created
+    kNowhereToKeep,    // the directory for the products cannot be created
     kIndexUnopenable,  // the index of the cache cannot be opened
     kIndexUnreadable,  // the index of the cache cannot be read
 };

@@ -62,6 +62,15 @@ CacheTotals CacheIndex::Totals() {
     return totals;
 }
 
+bool CacheIndex::Forget(const IndexedStream& stream) {
+    const std::string target = core::BaseDB::EscapeString(stream.target, true);
+    const std::string name = core::BaseDB::EscapeString(stream.stream, true);
+    return _db.ExecTransaction(
+        "DELETE FROM cache WHERE target = " + target + " AND stream = " + name +
+        ";DELETE FROM cache_target WHERE path = " + target +
+        " AND NOT EXISTS(SELECT * FROM cache WHERE target = " + target + ")");
+}
+
 void CacheIndex::Compact() {
     if (_exists && !_db.Exec("VACUUM")) {
         Fail();
@@ -81,7 +90,7 @@ void CacheIndex::Fail() const {
                    std::string("the index of the cache, ") + core::SZF_CACHE_DB_PATH +
                        ", cannot be read: " + sqlite3_errmsg(_db.db),
                    "Try again in a moment if it is locked. A damaged index may be removed: the "
-                   "products beside the documents are still found."});
+                   "products themselves are still found."});
 }
 
 }  // namespace vellumo::loader

@@ -26,8 +26,9 @@ struct CacheTotals {
     int64_t bytes = 0;
 };
 
-// The index of the cache, for reading. A missing index counts as empty and is not created. Every
-// operation, the constructor included, throws Failure when the index cannot be read.
+// The index of the cache, for reading and housekeeping. A missing index counts as empty and is not
+// created. Every operation but Forget, the constructor included, throws Failure when the index
+// cannot be read.
 class CacheIndex {
 public:
     // `what`: the failure's Problem::what, such as "cannot list the cache".
@@ -38,6 +39,10 @@ public:
     std::vector<IndexedStream> Streams(const std::string& realPath);
 
     CacheTotals Totals();
+
+    // Removes the entry, and that of its document if it was the document's last. Returns false,
+    // with a message in the system log, on failure.
+    bool Forget(const IndexedStream& stream);
 
     // Returns unused space in the index's file to the file system.
     void Compact();

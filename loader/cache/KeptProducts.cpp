@@ -101,7 +101,7 @@ std::unique_ptr<core::CacheManager> OpenCache(const std::string& what) {
                        std::string("the index of the cache, ") + core::SZF_CACHE_DB_PATH +
                            ", cannot be opened",
                        "The system log has the reason. A damaged index may be removed: the "
-                       "products beside the documents are still found."});
+                       "products themselves are still found."});
     }
     return cache;
 }

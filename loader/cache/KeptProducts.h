@@ -10,7 +10,7 @@
 
 namespace vellumo::loader {
 
-// The products kept beside one document: their paths, and whether they are still up to date.
+// The products kept of one document: their paths, and whether they are still up to date.
 //
 // The index of the cache knows when a document has changed, but not every product is in the index.
 // So a product that is older than its document counts as out of date too, unless the document's

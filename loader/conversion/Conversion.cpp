@@ -40,7 +40,7 @@ void Conversion::MakeReadyToKeep() const {
     std::string path;
     if (!core::CacheManager::GetEAPath(_document.realPath, _assignment.Stream(), path)) {
         throw Failure({Reason::kNowhereToKeep, What(),
-                       "nothing can be kept beside the document: its directory " +
+                       "nothing can be kept of the document: its directory " +
                            _document.eaDirectory + " cannot be created",
                        "Check that the volume has free space and is not read-only."});
     }

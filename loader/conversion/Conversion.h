@@ -22,7 +22,7 @@ public:
     // `document` and the pages of `assignment` are not owned and outlive the object.
     Conversion(const Document& document, const Assignment& assignment);
 
-    // Converts, and returns the product's path. A kept product lies beside the document; another
+    // Converts, and returns the product's path. A kept product lies in the cache; another
     // one lies in the scratch directory, and the caller moves it away while this object lives.
     //
     // Blocks until the conversion ends or `stops` stops it, and calls `listener` meanwhile. Throws

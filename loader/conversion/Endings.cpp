@@ -74,8 +74,8 @@ Problem ExplainStop(const std::string& what, Ending::Kind kind) {
 
 Problem ExplainNothingKept(const std::string& what) {
     return {Reason::kNotKept, what,
-            "nothing is kept beside the document: the product could not be stored, or another "
-            "process works on it",
+            "nothing is kept: the product could not be stored, the document was replaced, or "
+            "another process works on it",
             "Try again in a moment. If it fails again, the system log has the reason."};
 }
 

@@ -1,20 +1,35 @@
 // SPDX-License-Identifier: Apache-2.0
+#include <fcntl.h>
 #include <navo/ea.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <algorithm>
+#include <cstring>
 #include <string>
 #include <string_view>
+#include <vector>
 
-#include "directory.h"
 #include "fail.h"
+#include "readrights.h"
+#include "streamtree.h"
+#include "support/Directory.h"
 
 namespace NAVO::platform {
 namespace {
 
-constexpr std::string_view kDirectoryName = ".navoea";
-constexpr mode_t kDirectoryMode = 0755;
-constexpr int kMakeFlags = 1;  // the only value of NAVOEAMKDir's flags
+using vellumo::support::Descriptor;
+using vellumo::support::NamesIn;
+using vellumo::support::OpenDirectory;
+using vellumo::support::OpenDirectoryAt;
+using vellumo::support::RemoveContents;
+
+constexpr mode_t kMode = S_IRWXU;
+constexpr mode_t kModeAbove = 0755;  // of folders above the tree that are missing
+constexpr mode_t kForOthers = S_IRWXG | S_IRWXO;
+constexpr int kFlags = 1;  // the only value of NAVOEAMKDir's and NAVOEARMDir's flags
+constexpr size_t kBlock = size_t{256} * 1024;  // bytes that are compared at a time
+constexpr int kTries = 5;  // to make a directory while another process removes empty folders
 
 bool HasParentComponent(std::string_view path) {
     while (!path.empty()) {
@@ -31,11 +46,6 @@ std::string_view LastComponent(std::string_view path) {
     return path.substr(path.rfind('/') + 1);
 }
 
-// The folder of an absolute path, with its slash at the end.
-std::string_view Folder(std::string_view path) {
-    return path.substr(0, path.rfind('/') + 1);
-}
-
 // Whether `text` names an entry of a directory: neither the directory itself nor a path out of it.
 bool IsName(std::string_view text) {
     return !text.empty() && text != "." && text != ".." && text.find('/') == std::string_view::npos;
@@ -44,10 +54,6 @@ bool IsName(std::string_view text) {
 bool IsFilePath(const char* path) {
     return path != nullptr && *path == '/' && IsName(LastComponent(path)) &&
            !HasParentComponent(path);
-}
-
-std::string DirectoryOf(std::string_view file) {
-    return std::string(Folder(file)).append(kDirectoryName).append("/").append(LastComponent(file));
 }
 
 // Copies `path` into `buffer`. Returns 0, or -1 when it does not fit.
@@ -59,15 +65,164 @@ int Give(const std::string& path, char* buffer, size_t size) {
     return 0;
 }
 
-// Returns the parent of the extended-attribute directory `directory`; "" when `directory` is not
-// the path of such a directory.
-std::string_view ParentOf(const char* directory) {
-    if (!IsFilePath(directory)) {
+// Whether nobody but root can have put anything into the directory, or look into it.
+bool IsRootsAlone(const struct stat& status) {
+    return S_ISDIR(status.st_mode) && status.st_uid == 0 && (status.st_mode & kForOthers) == 0;
+}
+
+// False, with errno, when something else than a tree that only root can enter is in its place.
+bool IsUsable(const std::string& tree) {
+    struct stat status {};
+    if (fstatat(AT_FDCWD, tree.c_str(), &status, AT_SYMLINK_NOFOLLOW) != 0) {
+        return errno == ENOENT || errno == ENOTDIR;
+    }
+    errno = EPERM;
+    return IsRootsAlone(status);
+}
+
+// The identity of a file that is gone, if there is just one directory of its name.
+FileIdentity LastIdentity(const StreamDirectory& place) {
+    FileIdentity last;
+    size_t count = 0;
+    for (const std::string& name : NamesIn(OpenDirectory(place.Parent()))) {
+        const auto found = ParseName(place, name);
+        if (found && found->key == place.key) {
+            last = found->identity;
+            ++count;
+        }
+    }
+    return count == 1 ? last : FileIdentity();
+}
+
+// Sets `directory` to the directory of the file's streams. Returns 0, or -1 with the last error.
+int Find(const char* file, std::string& directory) {
+    const SuccessKeepsErrno success;
+    const ReadRights rights;
+    StreamDirectory place = PlaceFor(file);
+    if (!IsUsable(place.tree)) {
+        return Fail(NAVO_ERR_NO_PERMISSION);
+    }
+    if (const auto identity = IdentityOf(AT_FDCWD, file)) {
+        place.identity = *identity;
+    } else if (errno == ENOENT || errno == ENOTDIR) {
+        place.identity = LastIdentity(place);
+    } else {
+        return Fail(errno == ENAMETOOLONG ? NAVO_ERR_NAME_TOO_LONG : NAVO_ERR_NO_PERMISSION);
+    }
+    directory = place.Path();
+    return 0;
+}
+
+constexpr int kToRead = O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY | O_CLOEXEC;
+
+bool HaveSameBytes(const Descriptor& one, const Descriptor& other, off_t size) {
+    std::vector<char> left(kBlock);
+    std::vector<char> right(kBlock);
+    for (off_t at = 0; at < size;) {
+        const ssize_t length = pread(one.Get(), left.data(), left.size(), at);
+        if (length <= 0 ||
+            pread(other.Get(), right.data(), static_cast<size_t>(length), at) != length ||
+            std::memcmp(left.data(), right.data(), static_cast<size_t>(length)) != 0) {
+            return false;
+        }
+        at += length;
+    }
+    return true;
+}
+
+bool IsCopy(const Descriptor& one, const Descriptor& other) {
+    struct stat left {};
+    struct stat right {};
+    return fstat(one.Get(), &left) == 0 && fstat(other.Get(), &right) == 0 &&
+           S_ISREG(left.st_mode) && S_ISREG(right.st_mode) && left.st_size == right.st_size &&
+           HaveSameBytes(one, other, left.st_size);
+}
+
+// Opens only a regular file: opening a device may have effects.
+Descriptor OpenToRead(const char* path) {
+    struct stat status {};
+    const Descriptor found(open(path, O_PATH | O_NOFOLLOW | O_CLOEXEC));
+    if (!found || fstat(found.Get(), &status) != 0 || !S_ISREG(status.st_mode)) {
         return {};
     }
-    const std::string_view folder = Folder(directory);
-    const std::string_view parent = folder.substr(0, folder.size() - 1);
-    return LastComponent(parent) == kDirectoryName ? parent : std::string_view();
+    return Descriptor(open(path, kToRead));
+}
+
+bool HasContent(const FileIdentity& identity, const char* path, const char* copy) {
+    if (IdentityOf(AT_FDCWD, copy) == identity) {
+        return true;
+    }
+    const Descriptor file = OpenToRead(path);
+    const Descriptor copied = OpenToRead(copy);
+    return file && copied && IdentityOf(file.Get()) == identity && IsCopy(file, copied);
+}
+
+// Opens the directory `name` in `above`, and creates it first if it is missing.
+Descriptor OpenOrMake(const Descriptor& above, const std::string& name, mode_t mode) {
+    const bool isNew = mkdirat(above.Get(), name.c_str(), mode) == 0;
+    if (!isNew && errno != EEXIST) {
+        return {};
+    }
+    Descriptor directory = OpenDirectoryAt(above, name);
+    // The umask may have removed bits.
+    if (directory && isNew && fchmod(directory.Get(), mode) != 0) {
+        return {};
+    }
+    return directory;
+}
+
+// Opens the tree, and creates it, with the folders above it, if it is missing.
+Descriptor OpenTree(const std::string& tree) {
+    Descriptor directory = OpenDirectory("/");
+    size_t at = 1;
+    for (size_t end = tree.find('/', at); directory && end != tree.npos; end = tree.find('/', at)) {
+        directory = OpenOrMake(directory, tree.substr(at, end - at), kModeAbove);
+        at = end + 1;
+    }
+    if (directory) {
+        directory = OpenOrMake(directory, tree.substr(at), kMode);
+    }
+    struct stat status {};
+    if (directory && (fstat(directory.Get(), &status) != 0 || !IsRootsAlone(status))) {
+        errno = EPERM;
+        return {};
+    }
+    return directory;
+}
+
+// Removes what was kept of other files that had this name.
+bool RemoveOthers(const Descriptor& parent, const StreamDirectory& place) {
+    const std::vector<std::string> names = NamesIn(parent);
+    return std::all_of(names.begin(), names.end(), [&](const std::string& name) {
+        const auto found = ParseName(place, name);
+        if (!found || found->key != place.key || found->identity == place.identity) {
+            return true;
+        }
+        const Descriptor other = OpenDirectoryAt(parent, name);
+        return !other ||
+               (RemoveContents(other) &&
+                (unlinkat(parent.Get(), name.c_str(), AT_REMOVEDIR) == 0 || errno == ENOENT));
+    });
+}
+
+bool Make(const StreamDirectory& place) {
+    Descriptor folder = OpenTree(place.tree);
+    for (const std::string& name : place.folders) {
+        if (folder) {
+            folder = OpenOrMake(folder, FolderInTree(name), kMode);
+        }
+    }
+    return folder && OpenOrMake(folder, place.Name(), kMode) && RemoveOthers(folder, place);
+}
+
+// Removes empty folders, the deepest first, up to the tree.
+void RemoveEmptyFolders(const StreamDirectory& place) {
+    for (std::string path = place.Parent(); path.size() > place.tree.size();
+         path.erase(path.rfind('/'))) {
+        if (rmdir(path.c_str()) != 0) {
+            return;
+        }
+    }
 }
 
 }  // namespace
@@ -78,7 +233,9 @@ int NAVOEADirPath(int flags, const char* path, char* buffer, size_t size) {
     if (flags != 0 || !NAVO::platform::IsFilePath(path) || buffer == nullptr) {
         return Fail(NAVO_ERR_BAD_PARAMETERS, EINVAL);
     }
-    return NAVO::platform::Give(NAVO::platform::DirectoryOf(path), buffer, size);
+    std::string directory;
+    const int found = NAVO::platform::Find(path, directory);
+    return found == 0 ? NAVO::platform::Give(directory, buffer, size) : found;
 }
 
 int NAVOEAPath(int flags, const char* path, const char* stream, char* buffer, size_t size,
@@ -88,30 +245,77 @@ int NAVOEAPath(int flags, const char* path, const char* stream, char* buffer, si
         buffer == nullptr) {
         return Fail(NAVO_ERR_BAD_PARAMETERS, EINVAL);
     }
-    std::string result = NAVO::platform::DirectoryOf(path);
+    if (*stream != '\0' && !NAVO::platform::IsName(stream)) {
+        return Fail(NAVO_ERR_BAD_PARAMETERS, EINVAL);
+    }
+    std::string result;
+    const int found = NAVO::platform::Find(path, result);
     if (*stream != '\0') {
-        if (!NAVO::platform::IsName(stream)) {
-            return Fail(NAVO_ERR_BAD_PARAMETERS, EINVAL);
-        }
         result.append("/").append(stream);
     }
-    return NAVO::platform::Give(result, buffer, size);
+    return found == 0 ? NAVO::platform::Give(result, buffer, size) : found;
+}
+
+int NAVOEADirPathOfFile(int file, const char* path, char* buffer, size_t size) {
+    using NAVO::platform::Fail;
+    if (!NAVO::platform::IsFilePath(path) || buffer == nullptr) {
+        return Fail(NAVO_ERR_BAD_PARAMETERS, EINVAL);
+    }
+    const NAVO::platform::SuccessKeepsErrno success;
+    NAVO::platform::StreamDirectory place = NAVO::platform::PlaceFor(path);
+    const auto identity = NAVO::platform::IdentityOf(file);
+    if (!identity || !NAVO::platform::IsUsable(place.tree)) {
+        return Fail(NAVO_ERR_NO_PERMISSION);
+    }
+    place.identity = *identity;
+    return NAVO::platform::Give(place.Path(), buffer, size);
+}
+
+BOOL NAVOEAHasContent(const char* directory, const char* path, const char* copy) {
+    const NAVO::platform::SuccessKeepsErrno success;
+    const auto place =
+        directory == nullptr ? std::nullopt : NAVO::platform::ParseStreamDirectory(directory);
+    if (!place || path == nullptr || copy == nullptr) {
+        NAVO::platform::Fail(NAVO_ERR_BAD_PARAMETERS, EINVAL);
+        return FALSE;
+    }
+    return NAVO::platform::HasContent(place->identity, path, copy) ? TRUE : FALSE;
 }
 
 int NAVOEAMKDir(int flags, const char* directory) {
-    using NAVO::platform::EnsureDirectory;
     using NAVO::platform::Fail;
-    using NAVO::platform::Links;
     const NAVO::platform::SuccessKeepsErrno success;
-    const std::string parent(NAVO::platform::ParentOf(directory));
-    if (flags != NAVO::platform::kMakeFlags || parent.empty()) {
+    const auto place =
+        directory == nullptr ? std::nullopt : NAVO::platform::ParseStreamDirectory(directory);
+    if (flags != NAVO::platform::kFlags || !place) {
         return Fail(NAVO_ERR_BAD_PARAMETERS, EINVAL);
     }
-    // Callers are root and create this in folders where users may write: a link that a user has put
-    // in the place of either directory must not lead root to another directory.
-    const NAVO::platform::DirectoryAttributes attributes{NAVO::platform::kDirectoryMode, geteuid(),
-                                                         getegid()};
-    const bool made = EnsureDirectory(parent, attributes, Links::Refused) &&
-                      EnsureDirectory(directory, attributes, Links::Refused);
-    return made ? 0 : Fail(NAVO_ERR_IO);
+    for (int i = 0; i < NAVO::platform::kTries; ++i) {
+        if (NAVO::platform::Make(*place)) {
+            return 0;
+        }
+        if (errno != ENOENT) {
+            break;
+        }
+    }
+    return Fail(NAVO_ERR_IO);
+}
+
+int NAVOEARMDir(int flags, const char* directory) {
+    using NAVO::platform::Fail;
+    const NAVO::platform::SuccessKeepsErrno success;
+    const auto place =
+        directory == nullptr ? std::nullopt : NAVO::platform::ParseStreamDirectory(directory);
+    if (flags != NAVO::platform::kFlags || !place) {
+        return Fail(NAVO_ERR_BAD_PARAMETERS, EINVAL);
+    }
+    const auto opened = NAVO::platform::OpenDirectory(directory);
+    if (!opened) {
+        return errno == ENOENT ? 0 : Fail(NAVO_ERR_IO);
+    }
+    if (!NAVO::platform::RemoveContents(opened) || rmdir(directory) != 0) {
+        return Fail(NAVO_ERR_IO);
+    }
+    NAVO::platform::RemoveEmptyFolders(*place);
+    return 0;
 }

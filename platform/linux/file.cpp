@@ -7,6 +7,8 @@
 
 #include "fail.h"
 #include "parameters.h"
+#include "readrights.h"
+#include "streamtree.h"
 #include "support/Descriptor.h"
 
 namespace NAVO::platform {
@@ -66,6 +68,10 @@ BOOL NLIBCFileExist(const char* path) {
 }
 
 BOOL NLIBCFileCheckDir(const char* path) {
+    std::optional<NAVO::platform::ReadRights> rights;
+    if (path != nullptr && NAVO::platform::ParseStreamDirectory(path)) {
+        rights.emplace();
+    }
     const auto status = NAVO::platform::Look(path);
     return status && S_ISDIR(status->st_mode) ? TRUE : FALSE;
 }

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "vellumo/CacheManager.h"
 
+#include <fcntl.h>
 #include <navo/file.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -11,6 +12,7 @@
 #include "common/Log.h"
 #include "common/RunAs.h"
 #include "path/ExtendedAttributes.h"
+#include "support/Descriptor.h"
 #include "vellumo/Constants.h"
 #include "vellumo/utils.h"
 
@@ -37,6 +39,19 @@ void RemoveFileAsRoot(const std::string& path) {
     if (unlink(path.c_str()) != 0) {
         log::Plain(kSource, __LINE__, "cache remove fail %s", path.c_str());
     }
+}
+
+// Opens only a regular file with one name, which is no link. On failure, `in` is in the fail state.
+void OpenStream(const std::string& path, std::ifstream& in) {
+    struct stat status {};
+    const vellumo::support::Descriptor file(
+        open(path.c_str(), O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC));
+    if (!file || fstat(file.Get(), &status) != 0 || !S_ISREG(status.st_mode) ||
+        status.st_nlink != 1) {
+        in.setstate(std::ios::failbit);
+        return;
+    }
+    in.open("/proc/self/fd/" + std::to_string(file.Get()), std::ios::in);
 }
 
 long Now() {
@@ -131,10 +146,24 @@ bool CacheManager::Remove(const std::string& target, const std::string& stream) 
 
 bool CacheManager::Set(const std::string& source, const std::string& target,
                        const std::string& stream, bool move) {
+    return Store(source, target, stream, move, "");
+}
+
+bool SetIn(CacheManager& cache, const std::string& directory, const std::string& source,
+           const std::string& target, const std::string& stream, bool move) {
+    return !directory.empty() && cache.Store(source, target, stream, move, directory);
+}
+
+// `directory`: in which the stream must lie; "" for any.
+bool CacheManager::Store(const std::string& source, const std::string& target,
+                         const std::string& stream, bool move, const std::string& directory) {
     struct stat product {};
     struct stat document {};
     std::string path;
     if (!Stat(source, product) || !Stat(target, document) || !GetEAPath(target, stream, path)) {
+        return false;
+    }
+    if (!directory.empty() && path != directory + '/' + stream) {
         return false;
     }
     if (IsTargetModified(target)) {
@@ -170,7 +199,7 @@ bool CacheManager::Get(const std::string& target, const std::string& stream, std
         log::Error(kSource, __LINE__, "ifrunas failed");
         return false;
     }
-    in.open(path, std::ios::in);
+    OpenStream(path, in);
     return in.good();
 }
 

@@ -1,11 +1,14 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "converter/ScratchEnvironment.h"
 
+#include <navo/ea.h>
 #include <navo/exec.h>
 #include <navo/file.h>
 #include <unistd.h>
 
+#include "common/JsonAccess.h"
 #include "common/Log.h"
+#include "path/ExtendedAttributes.h"
 #include "vellumo/Constants.h"
 #include "vellumo/utils.h"
 
@@ -47,6 +50,18 @@ bool CopyOrLinkFile(const std::string& sourceFile, const std::string& targetFile
         return false;
     }
     return true;
+}
+
+// Whether the scratch source has the content of the file that `src` means, if that is known: the
+// name may have got another file while it was copied.
+bool IsOfMeantFile(const path::Path& src, const path::Path& scratchSource) {
+    const std::string directory = json::Text(src.GetData(ea::kMeant, ""), "");
+    if (directory.empty() || NAVOEAHasContent(directory.c_str(), src.GetRealPath("").c_str(),
+                                              scratchSource.GetRealPath("").c_str()) != FALSE) {
+        return true;
+    }
+    log::Error(kSource, __LINE__, "another file has the name %s now", src.GetRealPath("").c_str());
+    return false;
 }
 
 bool MakeScratchDirectory(const std::string& directory) {
@@ -150,7 +165,8 @@ bool CreateConvertEnvironment(const path::Path& src, const std::string& targetTy
     if (!reserved) {
         return false;
     }
-    if (!CopyOrLinkFile(src.GetRealPath(""), scratchSource.GetRealPath(""))) {
+    if (!CopyOrLinkFile(src.GetRealPath(""), scratchSource.GetRealPath("")) ||
+        !IsOfMeantFile(src, scratchSource)) {
         log::Failed(kSource, 107,
                     "! CopyOrLinkFile(originPath.GetRealPath(), convertSrcPath.GetRealPath())");
         return false;

@@ -2,6 +2,7 @@
 #include "common/Log.h"
 #include "common/ResultCode.h"
 #include "converter/ConvertingManager.h"
+#include "converter/Pinned.h"
 #include "vellumo/CacheManager.h"
 #include "vellumo/Constants.h"
 #include "vellumo/Converter.h"
@@ -29,14 +30,15 @@ public:
     path::Path output;
 };
 
-void Keep(CacheManager& cache, const path::Path& product, const path::Path& source) {
+void Keep(CacheManager& cache, const path::Path& product, const path::Path& source,
+          const Pinned& pinned) {
     if (!cache.opened) {
         log::Error(kSource, 375, "CacheManager's DB is broken");
         return;
     }
     const std::string productPath = product.GetRealPath("");
     const std::string document = source.GetRealPath("");
-    if (!cache.Set(productPath, document, SZK_THUMB_PDF_TYPE, true)) {
+    if (!SetIn(cache, pinned.Directory(), productPath, document, SZK_THUMB_PDF_TYPE, true)) {
         log::Error(kSource, 379, "Failed to cache (%s : %s, type: %s)", productPath.c_str(),
                    document.c_str(), SZK_THUMB_PDF_TYPE);
     }
@@ -51,10 +53,11 @@ int ToPDFCache(const path::Path& source) {
         converting.WaitUntilGone();
         return kResultSuccess;
     }
+    const Pinned pinned(source);
     ScratchProduct product;
-    const int result = ToPDF(source, product.output, nullptr);
+    const int result = ToPDF(pinned.Source(), product.output, nullptr);
     if (result == kResultSuccess) {
-        Keep(cache, product.output, source);
+        Keep(cache, product.output, source, pinned);
     }
     return result;
 }

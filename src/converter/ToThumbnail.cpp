@@ -6,6 +6,7 @@
 #include "common/ResultCode.h"
 #include "converter/ConvertingManager.h"
 #include "converter/ErrorFileManager.h"
+#include "converter/Pinned.h"
 #include "support/Descriptor.h"
 #include "vellumo/Constants.h"
 #include "vellumo/Converter.h"
@@ -54,9 +55,17 @@ private:
     bool _succeeded = false;
 };
 
-std::string FirstPageSource(const path::Path& source) {
-    const std::string cachedPdf = source.GetEAPathWithType(SZK_THUMB_PDF_TYPE, "");
-    return NLIBCFileExist(cachedPdf.c_str()) != FALSE ? cachedPdf : source.GetRealPath("");
+// The kept PDF of the pinned file; "" when there is none.
+std::string KeptPdf(const Pinned& document) {
+    const std::string path = document.Source().GetEAPathWithType(SZK_THUMB_PDF_TYPE, "");
+    const bool isOfPinned = path == document.Directory() + '/' + SZK_THUMB_PDF_TYPE;
+    return isOfPinned && NLIBCFileExist(path.c_str()) != FALSE ? path : "";
+}
+
+// Where the thumbnail of the pinned file belongs; "" when another file has its name by now.
+std::string ThumbnailOf(const Pinned& document) {
+    const std::string path = document.Source().GetEAPathWithType(SZK_THUMB_TYPE, "");
+    return path == document.Directory() + '/' + SZK_THUMB_TYPE ? path : "";
 }
 
 bool PutInPlace(const path::Path& picture, const std::string& thumbnail) {
@@ -70,10 +79,18 @@ bool PutInPlace(const path::Path& picture, const std::string& thumbnail) {
     return moved;
 }
 
-int Make(const path::Path& source, Attempt& attempt) {
+int CutFirstPage(const Pinned& document, path::Path& page) {
+    const std::string kept = KeptPdf(document);
+    if (kept.empty()) {
+        return ToPDF(document.Source(), page, kFirstPage);
+    }
     path::Path first;
-    first.SetData("realPath", FirstPageSource(source), true);
-    int result = ToPDF(first, attempt.page, kFirstPage);
+    first.SetData("realPath", kept, true);
+    return ToPDF(first, page, kFirstPage);
+}
+
+int Make(const Pinned& document, Attempt& attempt) {
+    int result = CutFirstPage(document, attempt.page);
     if (result != kResultSuccess) {
         return result;
     }
@@ -88,7 +105,8 @@ int Make(const path::Path& source, Attempt& attempt) {
 }  // namespace
 
 int ToThumbnail(const path::Path& source) {
-    const std::string thumbnail = source.GetEAPathWithType(SZK_THUMB_TYPE, "");
+    const Pinned document(source);
+    const std::string thumbnail = ThumbnailOf(document);
     ConvertingManager converting(source.GetRealPath("") + ":thumbnail");
     if (!converting.Insert()) {
         return kResultSuccess;  // another process is making it
@@ -98,7 +116,7 @@ int ToThumbnail(const path::Path& source) {
         log::Failed(kSource, 403, "! errMgr.Touch()");
         return kResultNotPrepared;
     }
-    const int result = Make(source, attempt);
+    const int result = Make(document, attempt);
     if (result == kResultSuccess) {
         attempt.Succeed();
     }

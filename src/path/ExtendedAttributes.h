@@ -16,6 +16,11 @@ bool DirectoryOf(const std::string& file, std::string& directory);
 // returns a negative number. Returns the platform's result: 0 on success.
 int StreamOf(const std::string& file, const std::string& stream, std::string& path);
 
+// The attribute of a path::Path that holds the extended-attribute directory of the file that is
+// meant. Such a directory belongs to one file, so it tells that file from another one that gets its
+// name while a conversion runs.
+inline constexpr const char* kMeant = "EADirectory";
+
 enum class Presence {
     kThere,    // it existed, or was created now
     kNotRoot,  // it is missing, and the process cannot become root to create it

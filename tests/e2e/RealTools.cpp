@@ -122,8 +122,7 @@ int RealToolsTest::MakeThumbnail(const std::string& document) {
 }
 
 std::string RealToolsTest::StreamsOf(const std::string& document) {
-    const std::filesystem::path path(document);
-    return path.parent_path() / ".navoea" / path.filename() / "";
+    return EADirectoryOf(document) + '/';
 }
 
 std::string RealToolsTest::PutIntoShare(const std::string& document, const std::string& name) {

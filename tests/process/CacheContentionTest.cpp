@@ -47,8 +47,8 @@ protected:
 
     static std::vector<std::string> DocumentsWithAStream() {
         std::vector<std::string> documents;
-        for (const std::string& name : Names("/volume1/docs/.navoea")) {
-            if (Exists("/volume1/docs/.navoea/" + name + "/" + SZK_THUMB_PDF_TYPE)) {
+        for (const std::string& name : Names("/volume1/docs")) {
+            if (Exists(StreamOf("/volume1/docs/" + name, SZK_THUMB_PDF_TYPE))) {
                 documents.push_back("/volume1/docs/" + name);
             }
         }
@@ -100,7 +100,7 @@ TEST_F(CacheContention, SixProcessesThatWantOneThumbnailMakeItOnce) {
     LetToolsEnd();
     EXPECT_EQ(first.Wait(), 0);
     EXPECT_THAT(DockerCalls(), SizeIs(2)) << "one page cut, one picture";
-    EXPECT_TRUE(Exists("/volume1/docs/.navoea/a.docx/NAVODOC_THUMB.png"));
+    EXPECT_TRUE(Exists(StreamOf("/volume1/docs/a.docx", "NAVODOC_THUMB.png")));
     EXPECT_EQ(State()["runningFiles"], Parsed("{}"));
 }
 

@@ -1,10 +1,12 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "Device.h"
 
+#include <navo/ea.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
 #include <algorithm>
+#include <array>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
@@ -24,7 +26,8 @@ constexpr const char* kScript = "/device/tool-script";
 constexpr const char* kCalls = "/device/docker-calls";
 constexpr const char* kMayEnd = "/device/tool-may-end";
 constexpr const char* kOverlap = "/device/overlap";
-constexpr const char* kAttributes = ".navoea";
+constexpr const char* kStreamsOfSources = "/volume1/@navoea/docker/@@tmp/Vellumo/@@tmp/source";
+constexpr size_t kPathSize = 4096;
 
 constexpr std::chrono::milliseconds kLook{20};
 
@@ -88,15 +91,28 @@ std::vector<std::string> Names(const std::string& directory) {
     return names;
 }
 
+std::string StreamOf(const std::string& document, const std::string& stream) {
+    std::array<char, kPathSize> path{};
+    EXPECT_EQ(NAVOEAPath(0, document.c_str(), stream.c_str(), path.data(), path.size(), 0), 0)
+        << document;
+    return path.data();
+}
+
+std::string EADirectoryOf(const std::string& document) {
+    return StreamOf(document, "");
+}
+
+void MakeEADirectory(const std::string& document) {
+    ASSERT_EQ(NAVOEAMKDir(1, EADirectoryOf(document).c_str()), 0) << document;
+}
+
 std::vector<std::string> ScratchFiles() {
     std::vector<std::string> files;
     for (const std::string& name : Names(kSourceDir)) {
-        if (name != kAttributes) {
-            files.push_back("source/" + name);
-        }
+        files.push_back("source/" + name);
     }
-    for (const std::string& name : Names(kSourceDir + std::string(kAttributes))) {
-        files.push_back("source/.navoea/" + name);
+    for (const std::string& name : Names(kStreamsOfSources)) {
+        files.push_back("streams/" + name);
     }
     for (const std::string& name : Names(kTargetDir)) {
         files.push_back("target/" + name);

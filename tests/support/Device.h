@@ -26,9 +26,14 @@ void MakeDirectory(const std::string& path);
 // The names in a directory, sorted; none when it is missing.
 std::vector<std::string> Names(const std::string& directory);
 
-// The entries of the scratch directories, as "source/NAME" and "target/NAME". The platform's own
-// directory .navoea in the source directory stays once it exists; so it is not listed itself, but
-// its entries are, even if they are empty directories: "source/.navoea/NAME".
+// The extended-attribute directory of a document, and the path of a stream in it. They need not
+// exist, and change when another file gets the document's name.
+std::string EADirectoryOf(const std::string& document);
+std::string StreamOf(const std::string& document, const std::string& stream);
+void MakeEADirectory(const std::string& document);
+
+// The entries of the scratch directories, as "source/NAME" and "target/NAME", and what is kept of
+// scratch sources, as "streams/NAME".
 std::vector<std::string> ScratchFiles();
 
 // The behaviour of the scripted tool in the next calls of /usr/local/bin/docker.

@@ -15,11 +15,11 @@ using testing::SizeIs;
 namespace {
 
 std::string KeptPdf(const std::string& name) {
-    return "/volume1/docs/.navoea/" + name + "/NAVODOC_THUMB.pdf";
+    return StreamOf("/volume1/docs/" + name, "NAVODOC_THUMB.pdf");
 }
 
 std::string KeptPicture(const std::string& name) {
-    return "/volume1/docs/.navoea/" + name + "/NAVODOC_THUMB.png";
+    return StreamOf("/volume1/docs/" + name, "NAVODOC_THUMB.png");
 }
 
 // A device on which three documents have their PDFs, and the first also its thumbnail.
@@ -156,7 +156,7 @@ TEST_F(CacheTest, RemoveAsksWhatIsMeant) {
 TEST_F(CacheTest, RemovingNothingIsNoFailureAndMakesNoDirectory) {
     MakeDocument("new.docx");
     EXPECT_THAT(RunTool({"cache", "clean", "/docs/new.docx"}).out, HasSubstr("0 products"));
-    EXPECT_FALSE(Exists("/volume1/docs/.navoea/new.docx"));
+    EXPECT_FALSE(Exists(EADirectoryOf("/volume1/docs/new.docx")));
 }
 
 TEST_F(CacheTest, CollectsDownToALimit) {

@@ -17,9 +17,15 @@ using testing::SizeIs;
 
 namespace {
 
-const std::string kKeptPdf = "/volume1/docs/.navoea/a.docx/NAVODOC_THUMB.pdf";
-const std::string kKeptPicture = "/volume1/docs/.navoea/a.docx/NAVODOC_THUMB.png";
-const std::string kMark = kKeptPicture + ".err.0063";
+std::string KeptPdf() {
+    return StreamOf("/volume1/docs/a.docx", "NAVODOC_THUMB.pdf");
+}
+std::string KeptPicture() {
+    return StreamOf("/volume1/docs/a.docx", "NAVODOC_THUMB.png");
+}
+std::string Mark() {
+    return KeptPicture() + ".err.0063";
+}
 
 class CachedConversionTest : public ToolTest {
 protected:
@@ -52,9 +58,9 @@ protected:
 
 }  // namespace
 
-TEST_F(CachedConversionTest, KeepsThePdfBesideTheDocument) {
+TEST_F(CachedConversionTest, KeepsThePdfInTheCache) {
     ExpectStatus(RunTool({"pdf", "/docs/a.docx"}), ExitCode::kDone);
-    EXPECT_EQ(ReadFile(kKeptPdf), std::string(100, 'p'));
+    EXPECT_EQ(ReadFile(KeptPdf()), std::string(100, 'p'));
     EXPECT_EQ(ReadFile("/device/out/a.pdf"), std::string(100, 'p'));
     ExpectScratchEmpty();
 }
@@ -66,7 +72,7 @@ TEST_F(CachedConversionTest, TakesAFreshPdfFromTheCache) {
     EXPECT_THAT(second.out, HasSubstr("/docs/a.docx -> /device/out/second.pdf (from the cache)"));
     EXPECT_EQ(ReadFile("/device/out/second.pdf"), std::string(100, 'p'));
     EXPECT_THAT(DockerCalls(), SizeIs(1));
-    EXPECT_TRUE(Exists(kKeptPdf)) << "it is copied, not moved";
+    EXPECT_TRUE(Exists(KeptPdf())) << "it is copied, not moved";
 }
 
 TEST_F(CachedConversionTest, ReplacesALinkInTheOutputsPlaceAndWritesNothingThroughIt) {
@@ -102,7 +108,7 @@ TEST_F(CachedConversionTest, TakesNoPdfThatIsOlderThanItsDocumentWhenTheIndexIsL
     EXPECT_EQ(ToolsRunBy({"pdf", "/docs/a.docx"}), 1U);
     unlink(NAVO::VELLUMO::SZF_CACHE_DB_PATH);
     EXPECT_EQ(ToolsRunBy({"pdf", "/docs/a.docx", "--force"}), 0U);
-    Age(kKeptPdf, -1000);
+    Age(KeptPdf(), -1000);
     EXPECT_EQ(ToolsRunBy({"pdf", "/docs/a.docx", "--force"}), 1U);
 }
 
@@ -116,20 +122,20 @@ TEST_F(CachedConversionTest, RefreshConvertsWhatIsFresh) {
     EXPECT_EQ(ToolsRunBy({"pdf", "/docs/a.docx"}), 1U);
     PlayTool({.productSize = 200});
     EXPECT_EQ(ToolsRunBy({"pdf", "/docs/a.docx", "--force", "--refresh"}), 1U);
-    EXPECT_EQ(ReadFile(kKeptPdf), std::string(200, 'p'));
+    EXPECT_EQ(ReadFile(KeptPdf()), std::string(200, 'p'));
 }
 
 TEST_F(CachedConversionTest, NoCacheGoesPastIt) {
     EXPECT_EQ(ToolsRunBy({"pdf", "/docs/a.docx", "--no-cache"}), 1U);
-    EXPECT_FALSE(Exists(kKeptPdf));
+    EXPECT_FALSE(Exists(KeptPdf()));
     ExpectStatus(RunTool({"pdf", "/docs/a.docx", "-o", "kept.pdf"}), ExitCode::kDone);
     EXPECT_EQ(ToolsRunBy({"pdf", "/docs/a.docx", "--no-cache", "--force"}), 1U);
-    EXPECT_TRUE(Exists(kKeptPdf)) << "what is kept stays";
+    EXPECT_TRUE(Exists(KeptPdf())) << "what is kept stays";
 }
 
 TEST_F(CachedConversionTest, PagesAreNotKept) {
     EXPECT_EQ(ToolsRunBy({"pdf", "/docs/a.docx", "--pages", "1"}), 1U);
-    EXPECT_FALSE(Exists(kKeptPdf));
+    EXPECT_FALSE(Exists(KeptPdf()));
 }
 
 TEST_F(CachedConversionTest, RefusesOptionsThatContradictOneAnother) {
@@ -157,8 +163,8 @@ TEST_F(CachedConversionTest, ExplainsAnIndexThatIsDamaged) {
     EXPECT_THAT(DockerCalls(), IsEmpty());
 }
 
-TEST_F(CachedConversionTest, ExplainsThatNothingCanBeKeptBesideTheDocument) {
-    WriteFile("/volume1/docs/.navoea", "a file where the directory belongs");
+TEST_F(CachedConversionTest, ExplainsThatNothingCanBeKeptOfTheDocument) {
+    WriteFile("/volume1/@navoea", "a file where the directory belongs");
     const Outcome outcome = RunTool({"pdf", "/docs/a.docx"});
     ExpectStatus(outcome, ExitCode::kOutput);
     EXPECT_THAT(outcome.err, AllOf(HasSubstr("nothing can be kept"), HasSubstr("--no-cache")));
@@ -169,8 +175,8 @@ TEST_F(CachedConversionTest, ExplainsThatNothingCanBeKeptBesideTheDocument) {
 TEST_F(CachedConversionTest, SaysWhereTheThumbnailLies) {
     const Outcome outcome = RunTool({"thumbnail", "/docs/a.docx"});
     ExpectStatus(outcome, ExitCode::kDone);
-    EXPECT_THAT(outcome.out, HasSubstr("/docs/a.docx -> " + kKeptPicture + " ("));
-    EXPECT_TRUE(Exists(kKeptPicture));
+    EXPECT_THAT(outcome.out, HasSubstr("/docs/a.docx -> " + KeptPicture() + " ("));
+    EXPECT_TRUE(Exists(KeptPicture()));
     EXPECT_THAT(Names(kOutputDir), IsEmpty());
     ExpectScratchEmpty();
     ExpectPoolIdle();
@@ -179,14 +185,14 @@ TEST_F(CachedConversionTest, SaysWhereTheThumbnailLies) {
 TEST_F(CachedConversionTest, BringsACopyOfTheThumbnail) {
     ExpectStatus(RunTool({"thumbnail", "/docs/a.docx", "-o", "."}), ExitCode::kDone);
     EXPECT_THAT(Names(kOutputDir), ElementsAre("a.png"));
-    EXPECT_TRUE(Exists(kKeptPicture));
+    EXPECT_TRUE(Exists(KeptPicture()));
 }
 
 TEST_F(CachedConversionTest, MakesNoThumbnailTwice) {
     EXPECT_EQ(ToolsRunBy({"thumbnail", "/docs/a.docx"}), 2U) << "one page cut, one picture";
     EXPECT_EQ(ToolsRunBy({"thumbnail", "/docs/a.docx"}), 0U);
     EXPECT_EQ(ToolsRunBy({"thumbnail", "/docs/a.docx", "--refresh"}), 2U);
-    Age(kKeptPicture, -1000);
+    Age(KeptPicture(), -1000);
     EXPECT_EQ(ToolsRunBy({"thumbnail", "/docs/a.docx"}), 2U);
 }
 
@@ -194,7 +200,7 @@ TEST_F(CachedConversionTest, MakesNoThumbnailOfAStalePdf) {
     ExpectStatus(RunTool({"pdf", "/docs/a.docx"}), ExitCode::kDone);
     Age("/volume1/docs/a.docx", -1000);
     ExpectStatus(RunTool({"thumbnail", "/docs/a.docx"}), ExitCode::kDone);
-    EXPECT_FALSE(Exists(kKeptPdf));
+    EXPECT_FALSE(Exists(KeptPdf()));
     EXPECT_THAT(DockerCalls()[1], testing::Contains("PageRange=1-1"))
         << "the document itself is cut, by the office";
 }
@@ -210,8 +216,8 @@ TEST_F(CachedConversionTest, NamesTheToolsThatAThumbnailNeeds) {
     PlayTool({.exitStatus = 1, .productSize = -1});
     EXPECT_THAT(RunTool({"thumbnail", "/docs/a.docx"}).err,
                 HasSubstr("the tool (unoconv or convert) made no usable product"));
-    MakeDirectory("/volume1/docs/.navoea/a.docx");
-    WriteFile(kKeptPdf, "%PDF");
+    MakeEADirectory("/volume1/docs/a.docx");
+    WriteFile(KeptPdf(), "%PDF");
     EXPECT_THAT(RunTool({"thumbnail", "/docs/a.docx"}).err,
                 HasSubstr("the tool (pdftk or convert) made no usable product"));
 }
@@ -220,15 +226,15 @@ TEST_F(CachedConversionTest, AnInterruptedThumbnailHasNotFailed) {
     PlayTool({.sleepMs = 60000});
     RunningTool tool({"thumbnail", "/docs/a.docx"});
     ASSERT_TRUE(ToolsAreCalled());
-    EXPECT_TRUE(Exists(kMark)) << "it stands while the thumbnail is made";
+    EXPECT_TRUE(Exists(Mark())) << "it stands while the thumbnail is made";
     tool.Signal(SIGINT);
     ExpectStatus(tool.Wait(), ExitCode::kInterrupted);
-    EXPECT_FALSE(Exists(kMark));
+    EXPECT_FALSE(Exists(Mark()));
 }
 
 TEST_F(CachedConversionTest, TellsProgramsWhereProductsLie) {
     const Json::Value first = RunForJson({"thumbnail", "/docs/a.docx"})["results"][0];
-    EXPECT_EQ(first["kept"], kKeptPicture);
+    EXPECT_EQ(first["kept"], KeptPicture());
     EXPECT_EQ(first["fromCache"], false);
     EXPECT_TRUE(first["output"].isNull());
     const Json::Value second = RunForJson({"thumbnail", "/docs/a.docx", "-o", "."});
@@ -241,7 +247,7 @@ TEST_F(FolderConversionTest, ConvertsEverythingBelowTheFolder) {
     const Outcome outcome = RunTool({"pdf", "-r", "/docs"});
     ExpectStatus(outcome, ExitCode::kDone);
     EXPECT_THAT(outcome.out, HasSubstr("4 of 4 documents converted\n"));
-    EXPECT_TRUE(Exists("/volume1/docs/sub/deeper/.navoea/d.odt/NAVODOC_THUMB.pdf"));
+    EXPECT_TRUE(Exists(StreamOf("/volume1/docs/sub/deeper/d.odt", "NAVODOC_THUMB.pdf")));
     EXPECT_THAT(Names(kOutputDir), IsEmpty());
 }
 
@@ -320,10 +326,10 @@ TEST_F(FolderConversionTest, TriesNoFailedThumbnailAgainUntilItsDocumentChanges)
 TEST_F(FolderConversionTest, TriesAFailedThumbnailThatIsNamed) {
     PlayTool({.exitStatus = 1, .productSize = -1});
     ExpectStatus(RunTool({"thumbnail", "/docs/a.docx"}), ExitCode::kToolFailed);
-    EXPECT_TRUE(Exists(kMark));
+    EXPECT_TRUE(Exists(Mark()));
     PlayTool({});
     EXPECT_EQ(ToolsRunBy({"thumbnail", "/docs/a.docx"}), 2U);
-    EXPECT_FALSE(Exists(kMark));
+    EXPECT_FALSE(Exists(Mark()));
 }
 
 TEST_F(FolderConversionTest, SaysThatAFolderHoldsNoDocument) {

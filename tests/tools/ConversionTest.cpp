@@ -44,8 +44,7 @@ TEST_F(ConversionTest, PutsThePdfIntoTheCurrentDirectory) {
 TEST_F(ConversionTest, LeavesTheDocumentAlone) {
     RunTool({"pdf", "/docs/a.docx"});
     EXPECT_EQ(ReadFile("/volume1/docs/a.docx"), "some document");
-    EXPECT_THAT(Names("/volume1/docs"),
-                ElementsAre(".navoea", "a.docx", "b.xlsx", "c.pdf", "d.epub"));
+    EXPECT_THAT(Names("/volume1/docs"), ElementsAre("a.docx", "b.xlsx", "c.pdf", "d.epub"));
 }
 
 TEST_F(ConversionTest, GivesTheProductThePermissionsOfAnOrdinaryFile) {

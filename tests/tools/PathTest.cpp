@@ -19,7 +19,7 @@ TEST_F(PathTest, ShowsHowADocumentResolves) {
     ExpectStatus(outcome, ExitCode::kDone);
     for (const char* part :
          {"/volume1/docs/a.docx", "docx", "LibreOfficeConverter (soffice) makes a pdf",
-          "UnoconvConverter (unoconv) makes a pdf", "/volume1/docs/.navoea/a.docx", "13 bytes"}) {
+          "UnoconvConverter (unoconv) makes a pdf", "/volume1/@navoea/docs/@", "13 bytes"}) {
         EXPECT_THAT(outcome.out, HasSubstr(part));
     }
 }
@@ -32,7 +32,7 @@ TEST_F(PathTest, TellsProgramsHowADocumentResolves) {
     EXPECT_EQ(json["type"], "docx");
     EXPECT_EQ(json["converter"]["whole"],
               Parsed(R"({"name":"LibreOfficeConverter","tool":"soffice","targetType":"pdf"})"));
-    EXPECT_EQ(json["eaDirectory"], "/volume1/docs/.navoea/a.docx");
+    EXPECT_EQ(json["eaDirectory"], EADirectoryOf("/volume1/docs/a.docx"));
     EXPECT_EQ(json["exists"], true);
     EXPECT_EQ(json["kind"], "file");
     EXPECT_EQ(json["readable"], true);
@@ -41,7 +41,7 @@ TEST_F(PathTest, TellsProgramsHowADocumentResolves) {
 
 TEST_F(PathTest, CreatesNothing) {
     RunTool({"path", "/docs/a.docx"});
-    EXPECT_FALSE(Exists("/volume1/docs/.navoea"));
+    EXPECT_FALSE(Exists("/volume1/@navoea"));
     EXPECT_FALSE(Exists(kSourceDir));
 }
 

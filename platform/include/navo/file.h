@@ -17,7 +17,8 @@
 // the last error.
 NAVO_API BOOL NLIBCFileExist(const char* path);
 
-// Whether `path` is an existing directory; follows symbolic links. Sets the last error as
+// Whether `path` is an existing directory; follows symbolic links. Finds an extended-attribute
+// directory (navo/ea.h) in root's process whatever the effective ids. Sets the last error as
 // NLIBCFileExist does.
 NAVO_API BOOL NLIBCFileCheckDir(const char* path);
 

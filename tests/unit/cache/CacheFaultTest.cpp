@@ -79,8 +79,7 @@ protected:
     }
 
     static std::string StreamsOf(const std::string& document) {
-        const std::filesystem::path path(document);
-        return path.parent_path() / ".navoea" / path.filename() / "";
+        return EADirectoryOf(document) + '/';
     }
 
     static std::string Served(const std::string& document, const std::string& stream) {
@@ -421,7 +420,7 @@ protected:
         std::filesystem::remove_all(StreamsOf(kDocument));
         WriteFile(Place(), "somebody's file");
     }
-    std::string Place() const { return std::string(kFolder) + ".navoea/a.docx"; }
+    std::string Place() const { return EADirectoryOf(kDocument); }
 
     void ExpectOnlyTheOthersServed() const {
         EXPECT_EQ(ReadFile(Place()), "somebody's file");

@@ -28,8 +28,11 @@ namespace {
 constexpr const char* kPdf = "NAVODOC_THUMB.pdf";
 constexpr const char* kPng = "NAVODOC_THUMB.png";
 const std::string kDocument = "/volume1/docs/it's a.docx";
-const std::string kStreams = "/volume1/docs/.navoea/it's a.docx/";
 constexpr const char* kProduct = "/volume1/docs/product";
+
+std::string Streams() {
+    return EADirectoryOf(kDocument) + '/';
+}
 
 class Cache : public CacheTest {
 protected:
@@ -97,11 +100,11 @@ TEST_F(Cache, KeepsWhatIsInAnExistingDatabase) {
     EXPECT_EQ(Content(second, kPdf), "a pdf");
 }
 
-TEST_F(Cache, StoresAStreamBesideTheDocumentAndInTheIndex) {
+TEST_F(Cache, StoresAStreamOfTheDocumentAndInTheIndex) {
     const time_t before = time(nullptr);
     CacheManager cache(false, 0);
     EXPECT_TRUE(Store(cache, kPdf, "a pdf"));
-    EXPECT_EQ(ReadFile(kStreams + kPdf), "a pdf");
+    EXPECT_EQ(ReadFile(Streams() + kPdf), "a pdf");
     EXPECT_FALSE(Exists(kProduct));
     EXPECT_THAT(Rows("SELECT path, modify FROM cache_target"),
                 ElementsAre(Row{{"path", kDocument}, {"modify", "1000"}}));
@@ -124,7 +127,7 @@ TEST_F(Cache, SetOfWhatIsNotThereChangesNothing) {
     WriteFile(kProduct, "x");
     EXPECT_FALSE(cache.Set(kProduct, "/volume1/docs/missing.docx", kPdf, true));
     EXPECT_TRUE(Exists(kProduct));
-    EXPECT_FALSE(Exists("/volume1/docs/.navoea"));
+    EXPECT_FALSE(Exists("/volume1/@navoea"));
     EXPECT_THAT(Rows("SELECT * FROM cache"), IsEmpty());
     EXPECT_THAT(Rows("SELECT * FROM cache_target"), IsEmpty());
 }
@@ -135,8 +138,8 @@ TEST_F(Cache, SetForAChangedDocumentDropsItsOlderStreams) {
     Store(cache, kPng, "old png");
     WriteDocument(2000);
     EXPECT_TRUE(Store(cache, kPdf, "new pdf"));
-    EXPECT_FALSE(Exists(kStreams + kPng));
-    EXPECT_EQ(ReadFile(kStreams + kPdf), "new pdf");
+    EXPECT_FALSE(Exists(Streams() + kPng));
+    EXPECT_EQ(ReadFile(Streams() + kPdf), "new pdf");
     EXPECT_THAT(Column("SELECT modify FROM cache_target", "modify"), ElementsAre("2000"));
     EXPECT_THAT(Column("SELECT stream FROM cache", "stream"), ElementsAre(kPdf));
 }
@@ -157,7 +160,7 @@ TEST_F(Cache, SetSucceedsThoughTheMoveFailed) {
     EXPECT_TRUE(Store(cache, kPdf, "a pdf"));
     EXPECT_THAT(SyslogSink::Get().Texts(),
                 ElementsAre(MatchesRegex(Plain("cache move fail from: " + std::string(kProduct) +
-                                               ", to: " + kStreams + kPdf))));
+                                               ", to: " + Streams() + kPdf))));
     EXPECT_THAT(Rows("SELECT * FROM cache"), testing::SizeIs(1));
 }
 
@@ -180,8 +183,8 @@ TEST_F(Cache, GetNotesTheAccess) {
 
 TEST_F(Cache, GetServesAFileThatTheIndexDoesNotKnow) {
     CacheManager cache(false, 0);
-    MakeDirectory(kStreams);
-    WriteFile(kStreams + kPdf, "put there by hand");
+    MakeEADirectory(kDocument);
+    WriteFile(Streams() + kPdf, "put there by hand");
     EXPECT_EQ(Content(cache, kPdf), "put there by hand");
 }
 
@@ -189,7 +192,7 @@ TEST_F(Cache, GetOfARowWhoseFileIsGoneIsFalseButNotesTheAccess) {
     CacheManager cache(false, 0);
     Store(cache, kPdf, "a pdf");
     Change("UPDATE cache SET access = 7");
-    unlink((kStreams + kPdf).c_str());
+    unlink((Streams() + kPdf).c_str());
     EXPECT_EQ(Content(cache, kPdf), "(none)");
     EXPECT_GT(std::stol(Column("SELECT access FROM cache", "access").at(0)), 7);
 }
@@ -199,7 +202,7 @@ TEST_F(Cache, GetOfAChangedDocumentDropsItsStreams) {
     Store(cache, kPdf, "a pdf");
     WriteDocument(2000);
     EXPECT_EQ(Content(cache, kPdf), "(none)");
-    EXPECT_FALSE(Exists(kStreams + kPdf));
+    EXPECT_FALSE(Exists(Streams() + kPdf));
     EXPECT_THAT(Rows("SELECT * FROM cache"), IsEmpty());
     EXPECT_THAT(Rows("SELECT * FROM cache_target"), IsEmpty());
 }
@@ -232,7 +235,7 @@ TEST_F(Cache, IsReadAndCleanedAsRoot) {
     }
     CacheManager cache(false, 0);
     Store(cache, kPdf, "a pdf");
-    chmod(kStreams.c_str(), 0700);
+    chmod(Streams().c_str(), 0700);
     chmod("/volume1/docs", 0700);
     ASSERT_TRUE(SetEffectiveUser(65534));
     std::ifstream in;
@@ -240,7 +243,7 @@ TEST_F(Cache, IsReadAndCleanedAsRoot) {
     cache.CleanCacheInEADir(kDocument);
     EXPECT_EQ(geteuid(), 65534U);
     ASSERT_TRUE(SetEffectiveUser(0));
-    EXPECT_FALSE(Exists(kStreams + kPdf));
+    EXPECT_FALSE(Exists(Streams() + kPdf));
 }
 
 TEST_F(Cache, WithoutRootNothingIsReadNorCleaned) {
@@ -249,7 +252,7 @@ TEST_F(Cache, WithoutRootNothingIsReadNorCleaned) {
     }
     CacheManager cache(false, 0);
     Store(cache, kPdf, "a pdf");
-    chmod(kStreams.c_str(), 0755);
+    chmod(Streams().c_str(), 0755);
     ASSERT_TRUE(SetEffectiveUser(65534));
     PlatformDouble::Get().Always("setresuid", -1);
     std::ifstream in;
@@ -259,7 +262,7 @@ TEST_F(Cache, WithoutRootNothingIsReadNorCleaned) {
     EXPECT_THAT(SyslogSink::Get().Texts(), Contains(MatchesRegex(WithPid("ifrunas failed.*"))));
     PlatformDouble::Get().Reset();
     ASSERT_TRUE(SetEffectiveUser(0));
-    EXPECT_TRUE(Exists(kStreams + kPdf));
+    EXPECT_TRUE(Exists(Streams() + kPdf));
 }
 
 TEST_F(Cache, RemoveTakesOneStreamAndItsRow) {
@@ -267,8 +270,8 @@ TEST_F(Cache, RemoveTakesOneStreamAndItsRow) {
     Store(cache, kPdf, "a pdf");
     Store(cache, kPng, "a png");
     EXPECT_TRUE(cache.Remove(kDocument, kPdf));
-    EXPECT_FALSE(Exists(kStreams + kPdf));
-    EXPECT_TRUE(Exists(kStreams + kPng));
+    EXPECT_FALSE(Exists(Streams() + kPdf));
+    EXPECT_TRUE(Exists(Streams() + kPng));
     EXPECT_THAT(Column("SELECT stream FROM cache", "stream"), ElementsAre(kPng));
 }
 
@@ -276,17 +279,17 @@ TEST_F(Cache, RemoveOfWhatIsNotThereIsLoggedAndDone) {
     CacheManager cache(false, 0);
     EXPECT_TRUE(cache.Remove(kDocument, kPdf));
     EXPECT_THAT(SyslogSink::Get().Texts(),
-                ElementsAre(MatchesRegex(Plain("cache remove fail " + kStreams + kPdf))));
+                ElementsAre(MatchesRegex(Plain("cache remove fail " + Streams() + kPdf))));
     EXPECT_FALSE(cache.Remove("relative", kPdf));
 }
 
 TEST_F(Cache, CleanWithoutFilesLogsAndForgetsTheRows) {
     CacheManager cache(false, 0);
     Store(cache, kPdf, "a pdf");
-    unlink((kStreams + kPdf).c_str());
+    unlink((Streams() + kPdf).c_str());
     cache.CleanCache(kDocument);
     EXPECT_THAT(SyslogSink::Get().Texts(),
-                ElementsAre(MatchesRegex(Plain("cache remove fail " + kStreams + kPdf))));
+                ElementsAre(MatchesRegex(Plain("cache remove fail " + Streams() + kPdf))));
     EXPECT_THAT(Rows("SELECT * FROM cache_target"), IsEmpty());
 }
 
@@ -297,11 +300,11 @@ TEST_F(Cache, StreamPathIsHadOnlyForAResultOfExactlyZero) {
     EXPECT_EQ(path, "untouched");
     PlatformDouble::Get().Reset();
     EXPECT_TRUE(CacheManager::GetEAPath(kDocument, kPdf, path));
-    EXPECT_EQ(path, kStreams + kPdf);
+    EXPECT_EQ(path, Streams() + kPdf);
 }
 
 TEST_F(Cache, DirectoryThatCannotBeMadeFailsSilently) {
-    WriteFile("/volume1/docs/.navoea", "a file in the directory's place");
+    WriteFile("/volume1/@navoea", "a file in the directory's place");
     EXPECT_FALSE(CacheManager::MakeEADir(kDocument));
     EXPECT_FALSE(CacheManager::MakeEADir(""));
     EXPECT_THAT(SyslogSink::Get().Texts(), IsEmpty());
@@ -322,7 +325,7 @@ TEST_F(Cache, WithoutCollectionNeitherCollectsNorCompacts) {
     CacheManager cache(false, 1);
     const int freePages = LeaveFreePages();
     Store(cache, kPdf, std::string(1000, 'x'));
-    EXPECT_TRUE(Exists(kStreams + kPdf)) << "far over the limit";
+    EXPECT_TRUE(Exists(Streams() + kPdf)) << "far over the limit";
     EXPECT_THAT(Rows("SELECT * FROM cache"), testing::SizeIs(1));
     EXPECT_GT(FreePages(), freePages / 2) << "the entries take a few of them";
 }
@@ -345,7 +348,7 @@ TEST_F(Cache, DatabaseThatCannotBeCreatedLeavesFilesWorking) {
     EXPECT_THAT(SyslogSink::Get().Texts(),
                 ElementsAre(MatchesRegex(WithPid("open db failed( \\[err: .*\\])?"))));
     EXPECT_TRUE(Store(cache, kPdf, "a pdf"));
-    EXPECT_EQ(ReadFile(kStreams + kPdf), "a pdf");
+    EXPECT_EQ(ReadFile(Streams() + kPdf), "a pdf");
     EXPECT_THAT(SyslogSink::Get().Texts(),
                 Contains(MatchesRegex(
                     Plain("cache set insert DB fail " + kDocument + ", stream: " + kPdf))));
@@ -358,6 +361,20 @@ TEST_F(Cache, CorruptDatabaseIsToldAndLeftAsItIs) {
     EXPECT_THAT(SyslogSink::Get().Texts(),
                 Contains(MatchesRegex(WithPid("create db failed( \\[err: .*\\])?"))));
     EXPECT_TRUE(Store(cache, kPdf, "a pdf"));
-    EXPECT_EQ(ReadFile(kStreams + kPdf), "a pdf");
+    EXPECT_EQ(ReadFile(Streams() + kPdf), "a pdf");
     EXPECT_EQ(ReadFile(SZF_CACHE_DB_PATH), std::string(5000, 'x'));
+}
+
+TEST_F(Cache, GetOpensNothingButAFileOfItsOwn) {
+    CacheManager cache(false, 0);
+    MakeEADirectory(kDocument);
+    const std::string stream = Streams() + kPdf;
+    ASSERT_EQ(symlink(kDocument.c_str(), stream.c_str()), 0);
+    EXPECT_EQ(Content(cache, kPdf), "(none)") << "a link";
+    unlink(stream.c_str());
+    ASSERT_EQ(mkfifo(stream.c_str(), 0600), 0);
+    EXPECT_EQ(Content(cache, kPdf), "(none)") << "a pipe, whose writer nobody waits for";
+    unlink(stream.c_str());
+    ASSERT_EQ(link(kDocument.c_str(), stream.c_str()), 0);
+    EXPECT_EQ(Content(cache, kPdf), "(none)") << "a file that has another name too";
 }

@@ -23,7 +23,7 @@ namespace {
 constexpr auto kPriority = ContainerPoolManager::PRIORITY_HIGH;
 constexpr const char* kDocument = "/volume1/docs/report.docx";
 const std::string kScratch = "/volume1/docker/@tmp/Vellumo";
-const std::string kAttributes = std::string(kSourceDir) + ".navoea";
+const std::string kAttributes = "/volume1/@navoea/docker/@@tmp/Vellumo/@@tmp/source";
 const std::string kEnvironmentFailed =
     "Failed [! CreateConvertEnvironment(originPath, strFileType, _tmpSrcPath, _tmpTgtPath, "
     "IsNeedSameFolder())]";
@@ -367,16 +367,16 @@ TEST_F(ConvertRun, ExtendedAttributesOfTheScratchSourceAreRemoved) {
     EXPECT_THAT(Names(kAttributes), IsEmpty());
     const auto calls = PlatformDouble::Get().CallsOf("NLIBCExec");
     ASSERT_THAT(calls, SizeIs(1));
-    EXPECT_THAT(calls[0].arguments, ElementsAre("/usr/bin/rm", "-rf",
-                                                MatchesRegex(kAttributes + "/[A-Za-z0-9]{6}.docx"),
-                                                "(null)", "(null)"));
+    EXPECT_THAT(calls[0].arguments,
+                ElementsAre("/usr/bin/rm", "-rf", MatchesRegex(kAttributes + "/@[0-9a-f-]+"),
+                            "(null)", "(null)"));
 }
 
 TEST_F(ConvertRun, ExtendedAttributesThatCannotBeRemovedAreLoggedOnly) {
     PlatformDouble::Get().Always("NLIBCExec", -1);
     EXPECT_EQ(ConvertDocument(), 1000);
     EXPECT_THAT(Failures(), ElementsAre(Logged("Converter", 194, "remove eadir failed")));
-    EXPECT_THAT(ScratchFiles(), ElementsAre(StartsWith("source/.navoea/"), StartsWith("target/")));
+    EXPECT_THAT(ScratchFiles(), ElementsAre(StartsWith("streams/"), StartsWith("target/")));
 }
 
 TEST_F(ConvertRun, SameJobWaitingAndRunningIsRefusedWithItsScratchFilesGone) {

@@ -270,8 +270,8 @@ private:
     };
     static void ExpectLeft(const Json::Value& report, const Left& left) {
         if (left.hasAttributes) {
-            EXPECT_THAT(ScratchFiles(), ElementsAre(StartsWith("source/.navoea/")));
-            std::filesystem::remove_all(std::string(kSourceDir) + ".navoea");
+            EXPECT_THAT(ScratchFiles(), ElementsAre(StartsWith("streams/")));
+            std::filesystem::remove_all("/volume1/@navoea");
         }
         EXPECT_THAT(ScratchFiles(), IsEmpty());
         EXPECT_EQ(report["leakedDescriptors"].asUInt64(), left.descriptors);

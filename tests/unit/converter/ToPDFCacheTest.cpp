@@ -1,10 +1,15 @@
 // SPDX-License-Identifier: Apache-2.0
+#include <fcntl.h>
 #include <unistd.h>
+
+#include <cstdio>
+#include <fstream>
 
 #include "../cache/Cache.h"
 #include "PlatformDouble.h"
 #include "StateFile.h"
 #include "SyslogSink.h"
+#include "vellumo/CacheManager.h"
 #include "vellumo/Constants.h"
 #include "vellumo/Converter.h"
 
@@ -19,7 +24,10 @@ using testing::SizeIs;
 namespace {
 
 constexpr const char* kDocument = "/volume1/docs/a.docx";
-constexpr const char* kCached = "/volume1/docs/.navoea/a.docx/NAVODOC_THUMB.pdf";
+
+std::string Cached() {
+    return StreamOf(kDocument, "NAVODOC_THUMB.pdf");
+}
 
 class CachedPdf : public CacheTest {
 protected:
@@ -38,9 +46,9 @@ protected:
 
 }  // namespace
 
-TEST_F(CachedPdf, IsKeptBesideTheDocumentWithOneRow) {
+TEST_F(CachedPdf, IsKeptForTheDocumentWithOneRow) {
     EXPECT_EQ(Convert(), 1000);
-    EXPECT_EQ(ReadFile(kCached), std::string(100, 'p'));
+    EXPECT_EQ(ReadFile(Cached()), std::string(100, 'p'));
     EXPECT_THAT(Column("SELECT stream FROM cache", "stream"), ElementsAre("NAVODOC_THUMB.pdf"));
     EXPECT_THAT(Column("SELECT path FROM cache_target", "path"), ElementsAre(kDocument));
     EXPECT_THAT(SyslogSink::Get().Texts(), IsEmpty());
@@ -76,7 +84,7 @@ TEST_F(CachedPdf, UnsupportedTypeCachesNothingAndLeavesNoMark) {
 TEST_F(CachedPdf, FailedConversionLeavesNoMark) {
     PlayTool({.exitStatus = 124});
     EXPECT_EQ(Convert(), 1001);
-    EXPECT_FALSE(Exists(kCached));
+    EXPECT_FALSE(Exists(Cached()));
     ExpectNothingLeft();
 }
 
@@ -106,7 +114,7 @@ TEST_F(CachedPdf, BrokenDatabaseKeepsTheConversionsResultAndNothingElse) {
     EXPECT_THAT(SyslogSink::Get().Texts(),
                 Contains(HasSubstr("Converter:375 (" + std::to_string(getpid()) +
                                    ") CacheManager's DB is broken")));
-    EXPECT_FALSE(Exists(kCached));
+    EXPECT_FALSE(Exists(Cached()));
     ExpectNothingLeft();
 }
 
@@ -126,7 +134,7 @@ TEST_F(CachedPdf, ThatCannotBeKeptIsLoggedWithItsPlaces) {
 TEST_F(CachedPdf, ThatCouldNotBeMovedLeavesNothingInTheScratchDirectories) {
     PlatformDouble::Get().Always("NAVOFileCopy", -1);
     EXPECT_EQ(Convert(), 1000);
-    EXPECT_FALSE(Exists(kCached));
+    EXPECT_FALSE(Exists(Cached()));
     ExpectNothingLeft();
 }
 
@@ -140,4 +148,107 @@ TEST_F(CachedPdf, MarksOfAWrongKindAreReplaced) {
     WriteState(R"({"navo1":{},"runningFiles":["x"]})");
     EXPECT_EQ(Convert(), 1000);
     ExpectNothingLeft();
+}
+
+// Somebody exchanges the document for another file and back, in the moment of that platform call.
+class ExchangedDocument : public CachedPdf {
+protected:
+    ExchangedDocument() { WriteFile(kSecret, "a document of somebody else"); }
+
+    static void Exchange() {
+        ASSERT_EQ(renameat2(AT_FDCWD, kDocument, AT_FDCWD, kSecret, RENAME_EXCHANGE), 0);
+    }
+    // Whatever is kept, of whichever file.
+    static std::vector<std::string> Kept() {
+        std::vector<std::string> kept;
+        for (const char* document : {kDocument, kSecret}) {
+            const std::vector<std::string> names = Names(EADirectoryOf(document));
+            kept.insert(kept.end(), names.begin(), names.end());
+        }
+        return kept;
+    }
+
+    static constexpr const char* kSecret = "/volume1/docs/secret.docx";
+};
+
+TEST_F(ExchangedDocument, ForTheMomentOfTheLinkIsNotConverted) {
+    PlatformDouble::Get().SetAnswer([](const PlatformCall& call) -> std::optional<int> {
+        if (call.operation != "NLIBCExecl") {
+            return std::nullopt;
+        }
+        Exchange();
+        unlink(call.arguments[4].c_str());
+        EXPECT_EQ(link(kDocument, call.arguments[4].c_str()), 0);
+        Exchange();
+        return 0;
+    });
+    EXPECT_EQ(Convert(), 1003);
+    EXPECT_THAT(DockerCalls(), IsEmpty());
+    EXPECT_THAT(
+        SyslogSink::Get().Texts(),
+        testing::Contains(HasSubstr(std::string("another file has the name ") + kDocument)));
+    EXPECT_THAT(Kept(), IsEmpty());
+    ExpectNothingLeft();
+}
+
+TEST_F(ExchangedDocument, BeforeTheLinkIsNotConverted) {
+    PlatformDouble::Get().SetAnswer([](const PlatformCall& call) -> std::optional<int> {
+        if (call.operation == "NLIBCExecl") {
+            Exchange();
+        }
+        return std::nullopt;
+    });
+    EXPECT_EQ(Convert(), 1003);
+    EXPECT_THAT(Kept(), IsEmpty());
+    ExpectNothingLeft();
+}
+
+TEST_F(ExchangedDocument, WhileTheToolRunsIsConvertedAndNotKept) {
+    PlatformDouble::Get().SetAnswer([](const PlatformCall& call) -> std::optional<int> {
+        if (call.operation == "NLIBCExecv") {
+            Exchange();
+        }
+        return std::nullopt;
+    });
+    EXPECT_EQ(Convert(), 1000);
+    EXPECT_THAT(SyslogSink::Get().Texts(), testing::Contains(HasSubstr("Failed to cache")));
+    EXPECT_THAT(Kept(), IsEmpty());
+    EXPECT_THAT(Rows("SELECT * FROM cache"), IsEmpty());
+    ExpectNothingLeft();
+}
+
+TEST_F(ExchangedDocument, ForTheFileThatIsMeantIsNotConverted) {
+    path::Path source;
+    source.SetData("realPath", kDocument, true);
+    source.SetData("EADirectory", EADirectoryOf(kDocument), true);
+    Exchange();
+    EXPECT_EQ(converter::ToPDFCache(source), 1003);
+    EXPECT_EQ(converter::ToThumbnail(source), 1003);
+    path::Path product;
+    EXPECT_EQ(converter::ToPDF(source, product, nullptr), 1003);
+    EXPECT_THAT(DockerCalls(), IsEmpty());
+    EXPECT_THAT(Kept(), IsEmpty());
+    Exchange();
+    EXPECT_EQ(converter::ToPDFCache(source), 1000);
+}
+
+TEST_F(ExchangedDocument, GivesItsThumbnailToNobodyElse) {
+    PlatformDouble::Get().SetAnswer([](const PlatformCall& call) -> std::optional<int> {
+        if (call.operation == "NLIBCFileTouch") {
+            Exchange();
+        }
+        return std::nullopt;
+    });
+    path::Path source;
+    source.SetData("realPath", kDocument, true);
+    EXPECT_EQ(converter::ToThumbnail(source), 1003);
+    EXPECT_THAT(Kept(), testing::Not(testing::Contains("NAVODOC_THUMB.png")));
+}
+
+TEST_F(ExchangedDocument, IsNotServedAsTheOtherFile) {
+    ASSERT_EQ(Convert(), 1000);
+    Exchange();
+    CacheManager cache(false, 0);
+    std::ifstream in;
+    EXPECT_FALSE(cache.Get(kDocument, "NAVODOC_THUMB.pdf", in));
 }

@@ -19,9 +19,16 @@ using testing::SizeIs;
 namespace {
 
 constexpr const char* kDocument = "/volume1/docs/a.docx";
-constexpr const char* kStreams = "/volume1/docs/.navoea/a.docx/";
-constexpr const char* kThumbnail = "/volume1/docs/.navoea/a.docx/NAVODOC_THUMB.png";
-constexpr const char* kMarker = "/volume1/docs/.navoea/a.docx/NAVODOC_THUMB.png.err.0063";
+
+std::string Streams() {
+    return EADirectoryOf(kDocument);
+}
+std::string ThumbnailPath() {
+    return StreamOf(kDocument, "NAVODOC_THUMB.png");
+}
+std::string MarkerPath() {
+    return ThumbnailPath() + ".err.0063";
+}
 
 class Thumbnail : public DeviceTest {
 protected:
@@ -46,8 +53,8 @@ protected:
         });
     }
     static void ExpectFailureRemembered() {
-        EXPECT_TRUE(Exists(kMarker));
-        EXPECT_FALSE(Exists(kThumbnail));
+        EXPECT_TRUE(Exists(MarkerPath()));
+        EXPECT_FALSE(Exists(ThumbnailPath()));
         ExpectNothingLeft();
     }
     static void ExpectNothingLeft() {
@@ -60,7 +67,7 @@ protected:
 
 TEST_F(Thumbnail, IsCutAndRenderedAtLowPriorityAndPutBesideTheDocument) {
     EXPECT_EQ(Make(), 1000);
-    EXPECT_THAT(Names(kStreams), ElementsAre("NAVODOC_THUMB.png"));
+    EXPECT_THAT(Names(Streams()), ElementsAre("NAVODOC_THUMB.png"));
     ASSERT_THAT(DockerCalls(), SizeIs(2));
     EXPECT_EQ(DockerCalls()[0].at(6), "unoconv");
     EXPECT_THAT(DockerCalls()[0], Contains("PageRange=1-1"));
@@ -72,8 +79,8 @@ TEST_F(Thumbnail, IsCutAndRenderedAtLowPriorityAndPutBesideTheDocument) {
 }
 
 TEST_F(Thumbnail, IsCutFromTheCachedPdfWhereThereIsOne) {
-    MakeDirectory(kStreams);
-    WriteFile(std::string(kStreams) + "NAVODOC_THUMB.pdf", "the cached pdf");
+    MakeEADirectory(kDocument);
+    WriteFile(StreamOf(kDocument, "NAVODOC_THUMB.pdf"), "the cached pdf");
     PlayTool({.keepSource = true});
     std::string firstSource;
     PlatformDouble::Get().SetAnswer([&](const PlatformCall& call) -> std::optional<int> {
@@ -85,15 +92,16 @@ TEST_F(Thumbnail, IsCutFromTheCachedPdfWhereThereIsOne) {
     EXPECT_EQ(Make(), 1000);
     EXPECT_EQ(DockerCalls().at(0).at(6), "pdftk");
     EXPECT_EQ(firstSource, "the cached pdf");
-    EXPECT_TRUE(Exists(std::string(kStreams) + "NAVODOC_THUMB.pdf"));
+    EXPECT_TRUE(Exists(StreamOf(kDocument, "NAVODOC_THUMB.pdf")));
 }
 
 TEST_F(Thumbnail, MarkerIsThereBeforeTheAttemptAndGoneAfterASuccess) {
     bool marked = false;
     Json::Value running;
+    const std::string marker = MarkerPath();
     PlatformDouble::Get().SetAnswer([&](const PlatformCall& call) -> std::optional<int> {
         if (call.operation == "NLIBCExecv") {
-            marked = Exists(kMarker);
+            marked = Exists(marker);
             running = State()["runningFiles"];
         }
         return std::nullopt;
@@ -101,7 +109,7 @@ TEST_F(Thumbnail, MarkerIsThereBeforeTheAttemptAndGoneAfterASuccess) {
     EXPECT_EQ(Make(), 1000);
     EXPECT_TRUE(marked);
     EXPECT_EQ(running, Parsed(R"({"/volume1/docs/a.docx:thumbnail":{}})"));
-    EXPECT_FALSE(Exists(kMarker));
+    EXPECT_FALSE(Exists(MarkerPath()));
 }
 
 TEST_F(Thumbnail, FailedCutLeavesTheMarkerAndALaterSuccessRemovesIt) {
@@ -110,8 +118,8 @@ TEST_F(Thumbnail, FailedCutLeavesTheMarkerAndALaterSuccessRemovesIt) {
     ExpectFailureRemembered();
     PlatformDouble::Get().Reset();
     EXPECT_EQ(Make(), 1000);
-    EXPECT_FALSE(Exists(kMarker));
-    EXPECT_TRUE(Exists(kThumbnail));
+    EXPECT_FALSE(Exists(MarkerPath()));
+    EXPECT_TRUE(Exists(ThumbnailPath()));
 }
 
 TEST_F(Thumbnail, FailedRenderingLeavesTheMarkerAndTakesThePageAway) {
@@ -134,8 +142,9 @@ TEST_F(Thumbnail, ThatCannotBeMovedIntoPlaceFails) {
 }
 
 TEST_F(Thumbnail, MarkerThatCannotBeTouchedFails) {
-    PlatformDouble::Get().SetAnswer([](const PlatformCall& call) -> std::optional<int> {
-        return call.operation == "NLIBCFileTouch" && call.arguments[0] == kMarker
+    const std::string marker = MarkerPath();
+    PlatformDouble::Get().SetAnswer([&](const PlatformCall& call) -> std::optional<int> {
+        return call.operation == "NLIBCFileTouch" && call.arguments[0] == marker
                    ? std::optional(-1)
                    : std::nullopt;
     });
@@ -144,13 +153,13 @@ TEST_F(Thumbnail, MarkerThatCannotBeTouchedFails) {
     EXPECT_THAT(SyslogSink::Get().Texts(),
                 ElementsAre(HasSubstr("Converter:403 (" + std::to_string(getpid()) +
                                       ") Failed [! errMgr.Touch()]")));
-    EXPECT_FALSE(Exists(kThumbnail));
+    EXPECT_FALSE(Exists(ThumbnailPath()));
     EXPECT_THAT(DockerCalls(), IsEmpty());
     EXPECT_EQ(State()["runningFiles"], Parsed("{}"));
 }
 
 TEST_F(Thumbnail, WithoutAPlaceTouchesNothingInTheWorkingDirectory) {
-    WriteFile("/volume1/docs/.navoea", "a file in the directory's place");
+    WriteFile("/volume1/@navoea", "a file in the directory's place");
     EXPECT_EQ(Make(), 1003);
     EXPECT_FALSE(Exists(".err.0063"));
     EXPECT_THAT(SyslogSink::Get().Texts(), Contains(HasSubstr("! errMgr.Touch()")));
@@ -163,13 +172,14 @@ TEST_F(Thumbnail, OfADocumentThatAnotherProcessIsAtIsLeftToIt) {
     EXPECT_EQ(Make(), 1000);
     EXPECT_EQ(State(), before);
     EXPECT_THAT(DockerCalls(), IsEmpty());
-    EXPECT_THAT(Names(kStreams), IsEmpty());
+    EXPECT_THAT(Names(Streams()), IsEmpty());
 }
 
 TEST_F(Thumbnail, OfAnUnsupportedTypeFailsWithItsMarker) {
     WriteFile("/volume1/docs/a.zip", "zip");
     EXPECT_EQ(Make("/volume1/docs/a.zip"), 1003);
-    EXPECT_THAT(Names("/volume1/docs/.navoea/a.zip"), ElementsAre("NAVODOC_THUMB.png.err.0063"));
+    EXPECT_THAT(Names(EADirectoryOf("/volume1/docs/a.zip")),
+                ElementsAre("NAVODOC_THUMB.png.err.0063"));
 }
 
 TEST_F(Thumbnail, OfABookIsItsCover) {

@@ -127,14 +127,14 @@ TEST_F(PathMapping, DotDotIsMappedAsItStands) {
     EXPECT_EQ(_out, "/volume1/docs/../x.pdf");
 }
 
-TEST_F(PathMapping, ExtendedAttributeStreamLiesBesideTheFile) {
+TEST_F(PathMapping, ExtendedAttributeStreamLiesInTheFilesDirectory) {
     EXPECT_TRUE(path::RealPathToEAPath("/volume1/docs/a.docx", _out, "NAVODOC_THUMB.png"));
-    EXPECT_EQ(_out, "/volume1/docs/.navoea/a.docx/NAVODOC_THUMB.png");
+    EXPECT_EQ(_out, StreamOf("/volume1/docs/a.docx", "NAVODOC_THUMB.png"));
 }
 
 TEST_F(PathMapping, EmptyStreamIsTheDirectoryItself) {
     EXPECT_TRUE(path::RealPathToEAPath("/volume1/docs/a.docx", _out, ""));
-    EXPECT_EQ(_out, "/volume1/docs/.navoea/a.docx");
+    EXPECT_EQ(_out, EADirectoryOf("/volume1/docs/a.docx"));
 }
 
 TEST_F(PathMapping, MissingExtendedAttributeDirectoryIsCreatedOnceAsRoot) {
@@ -146,7 +146,7 @@ TEST_F(PathMapping, MissingExtendedAttributeDirectoryIsCreatedOnceAsRoot) {
     EXPECT_TRUE(path::RealPathToEAPath("/volume1/docs/a.docx", _out, "y"));
     EXPECT_EQ(geteuid(), 65534U);
     ASSERT_TRUE(SetEffectiveUser(0));
-    EXPECT_EQ(StatusOf("/volume1/docs/.navoea/a.docx").st_uid, 0U);
+    EXPECT_EQ(StatusOf(EADirectoryOf("/volume1/docs/a.docx")).st_uid, 0U);
     EXPECT_EQ(PlatformDouble::Get().CallsOf("NAVOEAMKDir").size(), 1U);
 }
 
@@ -154,10 +154,11 @@ TEST_F(PathMapping, ExistingExtendedAttributeDirectoryIsUsedWhoeverOwnsIt) {
     if (!HasOtherUsers()) {
         GTEST_SKIP() << "needs real root: other users cannot be taken here";
     }
-    MakeDirectory("/volume1/docs/.navoea/a.docx");
-    ASSERT_EQ(chown("/volume1/docs/.navoea/a.docx", 12345, 12345), 0);
+    MakeEADirectory("/volume1/docs/a.docx");
+    PlatformDouble::Get().Reset();
+    ASSERT_EQ(chown(EADirectoryOf("/volume1/docs/a.docx").c_str(), 12345, 12345), 0);
     EXPECT_TRUE(path::RealPathToEAPath("/volume1/docs/a.docx", _out, "x"));
-    EXPECT_EQ(StatusOf("/volume1/docs/.navoea/a.docx").st_uid, 12345U);
+    EXPECT_EQ(StatusOf(EADirectoryOf("/volume1/docs/a.docx")).st_uid, 12345U);
     EXPECT_THAT(PlatformDouble::Get().CallsOf("NAVOEAMKDir"), IsEmpty());
 }
 
@@ -175,10 +176,9 @@ TEST_F(PathMapping, DirectoryThatCannotBeMadeFails) {
     PlatformDouble::Get().Always("NAVOEAMKDir", -1, EROFS);
     EXPECT_FALSE(path::RealPathToEAPath("/volume1/docs/a.docx", _out, "x"));
     EXPECT_EQ(_out, "untouched");
-    EXPECT_THAT(
-        SyslogSink::Get().Texts(),
-        ElementsAre(MatchesRegex(
-            "Path:[0-9]+ Make ea dir path error. eaDir path: /volume1/docs/.navoea/a.docx")));
+    EXPECT_THAT(SyslogSink::Get().Texts(),
+                ElementsAre(MatchesRegex("Path:[0-9]+ Make ea dir path error. eaDir path: " +
+                                         EADirectoryOf("/volume1/docs/a.docx"))));
     EXPECT_EQ(errno, EROFS) << "a message without process id leaves errno alone";
 }
 
@@ -192,7 +192,7 @@ TEST_F(PathMapping, DirectoryIsNotMadeByWhoCannotBecomeRoot) {
     EXPECT_FALSE(path::RealPathToEAPath("/volume1/docs/a.docx", _out, "x"));
     PlatformDouble::Get().Reset();
     ASSERT_TRUE(SetEffectiveUser(0));
-    EXPECT_FALSE(Exists("/volume1/docs/.navoea"));
+    EXPECT_FALSE(Exists("/volume1/@navoea"));
     EXPECT_THAT(SyslogSink::Get().Texts(),
                 ElementsAre(MatchesRegex("Path:[0-9]+ ERROR: IF_RUN_AS\\(0, 0\\)"),
                             MatchesRegex(PathMessage("failed to change root.*"))));

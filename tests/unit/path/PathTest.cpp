@@ -29,7 +29,7 @@ TEST_F(PathObject, WithARealPathNeedsNoShare) {
     EXPECT_EQ(_path.GetRealPath(), "/volume1/docs/Report.DOCX");
     EXPECT_EQ(_path.GetFileName(), "Report.DOCX");
     EXPECT_EQ(_path.GetFileType(), "docx");
-    EXPECT_EQ(_path.GetEAPathWithType("s"), "/volume1/docs/.navoea/Report.DOCX/s");
+    EXPECT_EQ(_path.GetEAPathWithType("s"), StreamOf("/volume1/docs/Report.DOCX", "s"));
     EXPECT_EQ(ShareLookUps(), 0U);
 }
 
@@ -55,7 +55,7 @@ TEST_F(PathObject, ComputesEachAttributeOnceAndRemembersIt) {
     for (int i = 0; i < 2; ++i) {
         EXPECT_EQ(_path.GetRealPath(), "/volume1/docs/a.docx");
         EXPECT_EQ(_path.GetFileType(), "docx");
-        EXPECT_EQ(_path.GetEAPath(), "/volume1/docs/.navoea/a.docx/s");
+        EXPECT_EQ(_path.GetEAPath(), StreamOf("/volume1/docs/a.docx", "s"));
     }
     EXPECT_EQ(ShareLookUps(), 1U);
     EXPECT_EQ(PlatformDouble::Get().CallsOf("NAVOEADirPath").size(), 1U);
@@ -82,14 +82,14 @@ TEST_F(PathObject, ThatCouldNotComputeTriesAgain) {
 
     WriteFile("/etc/samba/smb.conf", "[late]\npath = /volume1/docs\n");
     EXPECT_EQ(_path.GetRealPath("none"), "/volume1/docs/a.docx");
-    EXPECT_EQ(_path.GetEAPath("none"), "/volume1/docs/.navoea/a.docx/s");
+    EXPECT_EQ(_path.GetEAPath("none"), StreamOf("/volume1/docs/a.docx", "s"));
     EXPECT_EQ(_path.GetFileType("none"), "docx");
 }
 
 TEST_F(PathObject, EAPathWithTypeIsNeverRemembered) {
     _path.SetData("realPath", "/volume1/docs/a.docx", true);
-    EXPECT_EQ(_path.GetEAPathWithType("one"), "/volume1/docs/.navoea/a.docx/one");
-    EXPECT_EQ(_path.GetEAPathWithType("two"), "/volume1/docs/.navoea/a.docx/two");
+    EXPECT_EQ(_path.GetEAPathWithType("one"), StreamOf("/volume1/docs/a.docx", "one"));
+    EXPECT_EQ(_path.GetEAPathWithType("two"), StreamOf("/volume1/docs/a.docx", "two"));
     EXPECT_FALSE(_path.HasData("EAPath"));
 }
 

@@ -74,7 +74,7 @@ constexpr ReasonMeaning kMeanings[] = {
      "'vellumo pdf --no-cache -o'."},
     {Reason::kIndexUnopenable, ExitCode::kDatabase,
      "The system log has the reason: journalctl -t vellumo. A damaged index may be removed: the "
-     "products beside the documents are still found."},
+     "products themselves are still found."},
     {Reason::kIndexUnreadable, ExitCode::kDatabase, nullptr},
 };
 

@@ -13,6 +13,7 @@
 
 #include "app/InvokingUser.h"
 #include "app/Messages.h"
+#include "cache/SweepView.h"
 #include "documents/Folder.h"
 #include "loader/Text.h"
 #include "loader/cache/CacheIndex.h"
@@ -27,6 +28,8 @@ namespace core = NAVO::VELLUMO;
 
 constexpr int64_t kServiceLimit = 1073741824;  // 1 GiB, the limit that conversions keep to
 
+constexpr int64_t kScratchAge = 3600;  // seconds; much longer than a tool may run
+
 constexpr const char* kExamples =
     "Examples:\n"
     "  vellumo cache size                             show the size of the cache, and its limit\n"
@@ -35,11 +38,11 @@ constexpr const char* kExamples =
     "  vellumo cache clean /docs/report.docx          remove its PDF and its thumbnail\n"
     "  vellumo cache remove --pdf /docs/report.docx   remove its PDF only\n"
     "  vellumo cache collect --limit 500000000        remove the oldest PDFs down to 500 MB\n"
-    "PDFs and thumbnails are kept beside their documents. An index lists the PDFs with their "
-    "sizes\n"
-    "and their last use; it does not count thumbnails. Removing is safe: the next conversion "
-    "makes\n"
-    "the product again.";
+    "  vellumo cache sweep --dry-run                  show what nobody needs any more\n"
+    "PDFs and thumbnails are kept in a tree that only root can enter. An index lists the PDFs "
+    "with\n"
+    "their sizes and their last use; it does not count thumbnails. Removing is safe: the next\n"
+    "conversion makes the product again.";
 
 // One product, or one mark of a failed thumbnail.
 struct Entry {
@@ -163,7 +166,8 @@ CacheCommand::CacheCommand(CLI::App& app)
     : ActionCommand(
           app.add_subcommand("cache", "Show and remove the PDFs and thumbnails that are kept")),
       _user(InvokingUser()),
-      _limit(kServiceLimit) {
+      _limit(kServiceLimit),
+      _age(kScratchAge) {
     Arguments()->footer(kExamples);
     Arguments()->require_subcommand(1);
     AddDocuments(AddAction("list", "List the products that are kept", [this] { return List(); }),
@@ -184,6 +188,13 @@ CacheCommand::CacheCommand(CLI::App& app)
         ->add_option("--limit", _limit, "Bytes that may stay; default: 1073741824 (1 GiB)")
         ->check(CLI::NonNegativeNumber)
         ->option_text("BYTES");
+    CLI::App* sweep =
+        AddAction("sweep", "Remove products without documents, and what killed processes have left",
+                  [this] { return Sweep(); });
+    sweep->add_flag("-n,--dry-run", _dryRun, "Only show what would be removed");
+    sweep->add_option("--age", _age, "How old a scratch file must be, in seconds; default: 3600")
+        ->check(CLI::NonNegativeNumber)
+        ->option_text("SECONDS");
 }
 
 CLI::Option* CacheCommand::AddDocuments(CLI::App* arguments, const std::string& description) {
@@ -325,6 +336,12 @@ CommandResult CacheCommand::Collect() const {
                   << " stay.\n";
     }
     return result;
+}
+
+CommandResult CacheCommand::Sweep() const {
+    SweepView view(_dryRun, Json());
+    loader::Sweep(_dryRun, _age, view);
+    return view.Result();
 }
 
 }  // namespace vellumo::cli

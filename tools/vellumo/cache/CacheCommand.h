@@ -12,7 +12,7 @@
 
 namespace vellumo::cli {
 
-// vellumo cache: shows and removes the products that are kept beside documents.
+// vellumo cache: shows and removes the products that are kept of documents.
 class CacheCommand final : public ActionCommand {
 public:
     explicit CacheCommand(CLI::App& app);
@@ -28,6 +28,7 @@ private:
     CommandResult Clean() const;
     CommandResult Remove() const;
     CommandResult Collect() const;
+    CommandResult Sweep() const;
 
     std::vector<std::string> _sharePaths;
     std::string _user;
@@ -35,6 +36,8 @@ private:
     bool _pdf = false;
     bool _thumbnail = false;
     int64_t _limit;
+    int64_t _age;
+    bool _dryRun = false;
 };
 
 }  // namespace vellumo::cli

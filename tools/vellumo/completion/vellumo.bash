@@ -9,7 +9,7 @@ _vellumo_candidates() {
     for word in "$@"; do
         case $command:$word in
             :pdf | :thumbnail | :cache | :path | :check | :pool | :queue | :record) command=$word ;;
-            cache:list | cache:size | cache:clean | cache:remove | cache:collect) action=$word ;;
+            cache:list | cache:size | cache:clean | cache:remove | cache:collect | cache:sweep) action=$word ;;
             pool:list | pool:add | pool:remove | pool:reset) action=$word ;;
             pool:up | pool:down) action=$word ;;
             pool:status | pool:doctor) action=$word ;;
@@ -36,12 +36,13 @@ _vellumo_candidates() {
             printf '%s\n' --user --output --recursive --refresh --force --quiet --progress --json \
                 --help
             ;;
-        cache:) printf '%s\n' list size clean remove collect --json --help ;;
+        cache:) printf '%s\n' list size clean remove collect sweep --json --help ;;
         cache:list) printf '%s\n' --user --json --help ;;
         cache:size) printf '%s\n' --json --help ;;
         cache:clean) printf '%s\n' --user --recursive --json --help ;;
         cache:remove) printf '%s\n' --user --pdf --thumbnail --json --help ;;
         cache:collect) printf '%s\n' --limit --json --help ;;
+        cache:sweep) printf '%s\n' --dry-run --age --json --help ;;
         path: | check:) printf '%s\n' --user --json --help ;;
         pool:) printf '%s\n' list add remove reset up down status doctor --json --help ;;
         pool:list | pool:status | pool:doctor) printf '%s\n' --json --help ;;

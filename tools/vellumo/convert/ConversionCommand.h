@@ -15,8 +15,8 @@
 
 namespace vellumo::cli {
 
-// A command that converts documents one after the other. The products are kept beside the
-// documents, written to the place that the caller names, or both.
+// A command that converts documents one after the other. The products are kept in the
+// cache, written to the place that the caller names, or both.
 //
 // Checks all documents and outputs before the first conversion starts, and does not convert again
 // what is fresh in the cache. After a failure it goes on with the next document.

@@ -24,7 +24,7 @@ struct Job {
     std::string sharePath;
     std::optional<loader::Document> document;  // set when the share path is resolved
     std::string output;  // absolute path for the product; "" when it is only kept
-    std::string kept;    // path of the product beside the document; "" when none is kept
+    std::string kept;    // path of the kept product; "" when none is kept
     State state = State::kOpen;
     std::optional<Problem> problem;  // why there is no product
     double seconds = 0;

@@ -17,7 +17,7 @@ constexpr const char* kExamples =
     "  vellumo thumbnail -r /docs --refresh           make all of them again\n"
     "The picture shows the first page, taken from the PDF in the cache if there is one. It is "
     "kept\n"
-    "beside the document; until the document changes, the next call takes it from there.\n"
+    "in the cache too; until the document changes, the next call takes it from there.\n"
     "With -r, a document whose thumbnail failed is not tried again until it changes, unless you\n"
     "give --refresh. Repeat an interrupted -r to go on where it stopped.\n"
     "Thumbnails have low priority, and the first container never takes them, so the pool needs at\n"
@@ -27,7 +27,7 @@ constexpr const char* kExamples =
 
 ThumbnailCommand::ThumbnailCommand(CLI::App& app)
     : ConversionCommand(app.add_subcommand("thumbnail", "Make thumbnails of documents"),
-                        "kept beside the document only") {
+                        "kept in the cache only") {
     Arguments()->footer(kExamples);
 }
 

@@ -8,7 +8,7 @@
 
 namespace vellumo::cli {
 
-// vellumo thumbnail: makes pictures of first pages, which are kept beside the documents.
+// vellumo thumbnail: makes pictures of first pages, which are kept in the cache.
 class ThumbnailCommand final : public ConversionCommand {
 public:
     explicit ThumbnailCommand(CLI::App& app);

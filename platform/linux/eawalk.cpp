@@ -1,0 +1,101 @@
+// SPDX-License-Identifier: Apache-2.0
+#include <fcntl.h>
+#include <navo/ea.h>
+
+#include <set>
+#include <string>
+#include <vector>
+
+#include "fail.h"
+#include "streamtree.h"
+#include "support/Directory.h"
+
+namespace NAVO::platform {
+namespace {
+
+using vellumo::support::Descriptor;
+using vellumo::support::NamesIn;
+using vellumo::support::OpenDirectory;
+
+// The names of the directories of streams that the files in `folder` have now, as far as the hashes
+// of their names are among `keys`.
+std::set<std::string> NamesFor(const std::string& folder, const std::set<std::string>& keys) {
+    std::set<std::string> names;
+    const Descriptor opened(open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+    for (const std::string& name : NamesIn(opened)) {
+        const std::string key = NameKey(name);
+        if (keys.count(key) == 0) {
+            continue;
+        }
+        if (const auto identity = IdentityOf(opened.Get(), name.c_str())) {
+            names.insert(StreamDirectory{"", {}, key, *identity}.Name());
+        }
+    }
+    return names;
+}
+
+// Visits the directories of streams in one tree, folder by folder.
+class Walk {
+public:
+    Walk(NAVOEAVISITOR visit, void* context) : _visit(visit), _context(context) {}
+
+    // Returns what the visitor has returned last.
+    int Through(const std::string& tree) {
+        std::vector<StreamDirectory> waiting{{tree, {}, "", {}}};
+        int result = 0;
+        while (!waiting.empty() && result == 0) {
+            const StreamDirectory folder = std::move(waiting.back());
+            waiting.pop_back();
+            result = Visit(folder, waiting);
+        }
+        return result;
+    }
+
+private:
+    int Visit(const StreamDirectory& folder, std::vector<StreamDirectory>& waiting) {
+        std::vector<StreamDirectory> found;
+        std::set<std::string> keys;
+        for (const std::string& name : NamesIn(OpenDirectory(folder.Parent()))) {
+            if (const auto directory = ParseName(folder, name)) {
+                found.push_back(*directory);
+                keys.insert(directory->key);
+            } else if (!IsStreamDirectoryName(name)) {
+                waiting.push_back(folder);
+                waiting.back().folders.push_back(FolderOutside(name));
+            }
+        }
+        return found.empty() ? 0 : Report(found, NamesFor(folder.FileFolder(), keys));
+    }
+
+    int Report(const std::vector<StreamDirectory>& found, const std::set<std::string>& present) {
+        int result = 0;
+        for (size_t i = 0; i < found.size() && result == 0; ++i) {
+            const std::string path = found[i].Path();
+            const std::string folder = found[i].FileFolder();
+            const NAVOEAENTRY entry{path.c_str(), folder.c_str(),
+                                    present.count(found[i].Name()) != 0 ? TRUE : FALSE};
+            result = _visit(&entry, _context);
+        }
+        return result;
+    }
+
+    NAVOEAVISITOR _visit;
+    void* _context;
+};
+
+}  // namespace
+}  // namespace NAVO::platform
+
+int NAVOEAWalk(NAVOEAVISITOR visit, void* context) {
+    const NAVO::platform::SuccessKeepsErrno success;
+    if (visit == nullptr) {
+        return NAVO::platform::Fail(NAVO_ERR_BAD_PARAMETERS, EINVAL);
+    }
+    NAVO::platform::Walk walk(visit, context);
+    for (const std::string& tree : NAVO::platform::AllTrees()) {
+        if (const int result = walk.Through(tree); result != 0) {
+            return result;
+        }
+    }
+    return 0;
+}
