@@ -23,12 +23,22 @@ enum class Reason {
     kShareAlone,       // the path names a share, not a document in it
     kMissing,          // there is no such file
     kUnreachable,      // the file's status cannot be read
+    kOutsideShare,     // a symbolic link on the way leads out of the share
+    kLinkInPath,       // a symbolic link is on the way, and the share follows none
     kFolder,           // it is a directory
     kNotRegular,       // it is a symbolic link, a pipe or a device
     kNoType,           // its name has no extension
     kUnsupportedType,  // no converter takes its type
     kUnreadable,       // the process may not read it
     kEmpty,            // it has no content
+
+    // Who may read the document.
+    kShareUnavailable,  // the share is switched off
+    kUserInvalid,       // the share's list of users to refuse names the user
+    kUserNotValid,      // the share's list of users to admit does not name the user
+    kHostRefused,       // the share's lists of hosts refuse the host that asks
+    kVetoed,            // the share hides a component of the path
+    kDenied,            // the kernel does not let the user read the file
 
     // The server and its pool.
     kNoRights,        // the process cannot become root

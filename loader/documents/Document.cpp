@@ -1,16 +1,15 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "loader/documents/Document.h"
 
-#include <fcntl.h>
 #include <navo/ea.h>
 #include <navo/error.h>
 #include <navo/share.h>
 #include <sys/stat.h>
-#include <unistd.h>
 
 #include <array>
 #include <cerrno>
 #include <cstring>
+#include <memory>
 #include <sstream>
 
 #include "loader/Problem.h"
@@ -27,10 +26,6 @@ constexpr size_t kPathSize = 4096;
 [[noreturn]] void Refuse(Reason reason, const std::string& sharePath, const std::string& why,
                          const std::string& next = "") {
     throw Failure({reason, "cannot use " + sharePath, why, next});
-}
-
-std::string ShareOf(const std::string& sharePath) {
-    return sharePath.substr(1, sharePath.find('/', 1) - 1);
 }
 
 bool NamesShareOnly(const std::string& sharePath) {
@@ -89,6 +84,26 @@ void CheckForm(const std::string& sharePath) {
     }
 }
 
+Place::Links LinksOf(unsigned bits) {
+    if ((bits & NAVO_SHARE_WIDE_LINKS) != 0) {
+        return Place::Links::kAnywhere;
+    }
+    return (bits & NAVO_SHARE_INSIDE_LINKS) != 0 ? Place::Links::kInside : Place::Links::kNone;
+}
+
+Place PlaceOf(const std::string& sharePath, const std::string& user) {
+    const std::string share = ShareOf(sharePath);
+    const std::string path = sharePath.substr(share.size() + 1);
+    const NAVOSHAREFILE file{share.c_str(), path.c_str(), user.c_str()};
+    PNAVOSHAREROOT found = nullptr;
+    if (NAVOShareRootGet(&file, &found) != 0) {
+        RefuseMapping(sharePath, user);
+    }
+    const std::unique_ptr<NAVOSHAREROOT, decltype(&NAVOShareRootFree)> root(found,
+                                                                            NAVOShareRootFree);
+    return {root->szRoot, root->szPath, LinksOf(root->links)};
+}
+
 // Calls a platform function that writes a path into a buffer; "" when the function fails.
 template <typename Ask>
 std::string PlatformPath(Ask ask) {
@@ -123,6 +138,22 @@ const char* KindOf(mode_t mode) {
            "Check the path and the permissions of the folders in it.");
 }
 
+// Explains, from the error of opening the place, which link is not followed; returns for others.
+void CheckLinks(const Document& document, int error) {
+    if (error == EXDEV) {
+        Refuse(Reason::kOutsideShare, document.sharePath,
+               "a symbolic link in it leads out of " + document.place.root,
+               "Name the document in the share where it lies. 'wide links' in "
+               "/etc/samba/smb.conf decides whether such links are followed.");
+    }
+    if (error == ELOOP && document.place.links == Place::Links::kNone) {
+        Refuse(Reason::kLinkInPath, document.sharePath,
+               "it contains a symbolic link, and the share follows none",
+               "Name the document without the link. 'follow symlinks' in /etc/samba/smb.conf "
+               "decides whether links are followed.");
+    }
+}
+
 void CheckKind(const Document& document, const std::string& kind) {
     if (kind == "directory") {
         Refuse(Reason::kFolder, document.sharePath, document.realPath + " is a directory");
@@ -153,33 +184,53 @@ void CheckType(const Document& document) {
 
 }  // namespace
 
+std::string ShareOf(const std::string& sharePath) {
+    return sharePath.substr(1, sharePath.find('/', 1) - 1);
+}
+
 Document Resolve(const std::string& sharePath, const std::string& user) {
     CheckForm(sharePath);
     core::path::Path path;
     path.SetData("sharePath", sharePath, true);
     path.SetData("user", user, true);
 
-    Document document{sharePath, user, path.GetRealPath(""), "", nullptr, ""};
+    Document document{sharePath, user, path.GetRealPath(""), "", nullptr, "", {}};
     if (document.realPath.empty()) {
         RefuseMapping(sharePath, user);
     }
+    document.place = PlaceOf(sharePath, user);
     document.type = path.GetFileType("");
     document.family = FamilyOf(document.type);
     document.eaDirectory = EADirectoryOf(document.realPath);
     return document;
 }
 
-FileFacts FactsOf(const std::string& realPath) {
+OpenedPlace OpenToExamine(const Document& document, LastLink last) {
+    OpenedPlace opened = OpenedPlace::Open(document.place, last);
+    CheckLinks(document, opened.Error());
+    return opened;
+}
+
+OpenedPlace OpenRegularFile(const Document& document, LastLink last) {
+    OpenedPlace opened = OpenToExamine(document, last);
+    if (!opened) {
+        RefuseMissing(document, opened.Error());
+    }
+    CheckKind(document, KindOf(opened.Status().st_mode));
+    return opened;
+}
+
+FileFacts FactsOf(const Document& document) {
     FileFacts facts;
-    struct stat status {};
-    if (lstat(realPath.c_str(), &status) != 0) {
-        facts.error = errno;
+    const OpenedPlace opened = OpenToExamine(document, LastLink::kOpened);
+    if (!opened) {
+        facts.error = opened.Error();
         return facts;
     }
     facts.exists = true;
-    facts.kind = KindOf(status.st_mode);
-    facts.size = status.st_size;
-    facts.readable = faccessat(AT_FDCWD, realPath.c_str(), R_OK, AT_EACCESS) == 0;
+    facts.kind = KindOf(opened.Status().st_mode);
+    facts.size = opened.Status().st_size;
+    facts.readable = opened.IsReadable();
     return facts;
 }
 
@@ -188,17 +239,13 @@ void CheckConvertible(const Document& document) {
         Refuse(Reason::kShareAlone, document.sharePath, "it is a share, not a document in one",
                "Name a document in it, as in " + document.sharePath + "/report.docx.");
     }
-    const FileFacts facts = FactsOf(document.realPath);
-    if (!facts.exists) {
-        RefuseMissing(document, facts.error);
-    }
-    CheckKind(document, facts.kind);
+    const OpenedPlace file = OpenRegularFile(document, LastLink::kOpened);
     CheckType(document);
-    if (!facts.readable) {
+    if (!file.IsReadable()) {
         Refuse(Reason::kUnreadable, document.sharePath, "you may not read " + document.realPath,
                "Ask its owner for permission, or act as a user who has it.");
     }
-    if (facts.size == 0) {
+    if (file.Status().st_size == 0) {
         Refuse(Reason::kEmpty, document.sharePath, document.realPath + " is empty",
                "There is nothing to convert in it; was it copied completely?");
     }

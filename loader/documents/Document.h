@@ -7,6 +7,7 @@
 #include <string>
 
 #include "loader/documents/Families.h"
+#include "loader/documents/Place.h"
 
 namespace vellumo::loader {
 
@@ -18,14 +19,25 @@ struct Document {
     std::string type;         // lower-case extension, "" for a name without one
     const Family* family;     // how it is converted; null for a type that no converter takes
     std::string eaDirectory;  // directory of its extended attributes; "" when it can have none
+    Place place{};            // the same as realPath, for a walk that cannot leave the share
 };
+
+// The name of the share in `sharePath`, a path of the right form: "docs" in "/docs/report.docx".
+std::string ShareOf(const std::string& sharePath);
 
 // Resolves `sharePath` for `user`. Accesses no document and creates nothing. Throws Failure for a
 // path that is malformed or leaves its share, for an unknown share, and for a home folder of an
 // unknown user.
 Document Resolve(const std::string& sharePath, const std::string& user);
 
-// What is at a real path. A symbolic link is not followed.
+// Opens what is at `document`, only to examine it. Throws Failure when a symbolic link leads out of
+// the share, or when there is one and the share follows none.
+OpenedPlace OpenToExamine(const Document& document, LastLink last);
+
+// The same for a regular file; throws Failure when there is none. No pipe or device is opened.
+OpenedPlace OpenRegularFile(const Document& document, LastLink last);
+
+// What is at a document's path. A symbolic link at its end is not followed.
 struct FileFacts {
     bool exists = false;
     int error = 0;                 // errno if its status cannot be read; 0 when it exists
@@ -33,7 +45,7 @@ struct FileFacts {
     off_t size = 0;
     bool readable = false;  // with the effective ids of this process
 };
-FileFacts FactsOf(const std::string& realPath);
+FileFacts FactsOf(const Document& document);  // throws Failure as OpenToExamine
 
 // Throws Failure unless `document` is a readable, non-empty regular file that a converter takes.
 void CheckConvertible(const Document& document);

@@ -41,9 +41,37 @@ std::string Normalized(std::string_view name) {
     return result;
 }
 
+struct Synonym {
+    std::string_view other;
+    const char* name;
+};
+
+constexpr Synonym kSynonyms[] = {
+    {"directory", "path"},
+    {"allowhosts", "hostsallow"},
+    {"denyhosts", "hostsdeny"},
+    {"casesignames", "casesensitive"},
+    {"unixextensions", "smb1unixextensions"},
+};
+
 std::string NormalizedParameter(std::string_view name) {
-    const std::string result = Normalized(name);
-    return result == "directory" ? "path" : result;
+    std::string result = Normalized(name);
+    for (const Synonym& synonym : kSynonyms) {
+        if (result == synonym.other) {
+            return synonym.name;
+        }
+    }
+    return result;
+}
+
+bool IsYes(std::string_view value) {
+    const std::string word = LowerCase(value);
+    return word == "yes" || word == "true" || word == "on" || word == "1";
+}
+
+bool IsNo(std::string_view value) {
+    const std::string word = LowerCase(value);
+    return word == "no" || word == "false" || word == "off" || word == "0";
 }
 
 std::string_view Unquoted(std::string_view value) {
@@ -173,8 +201,18 @@ private:
         if (Normalized(name) == "include") {
             return Include(Unquoted(value));
         }
+        if (Normalized(name) == "copy") {
+            Copy(Unquoted(value));
+        }
         _section->Set(name, value);
         return true;
+    }
+
+    void Copy(std::string_view name) {
+        const SmbConf::Section* source = _result.Find(name);
+        if (source != nullptr && source != _section) {
+            _section->Inherit(*source);
+        }
     }
 
     // Acts as if the file's text stood here: a section that begins in the file goes on after it.
@@ -198,8 +236,12 @@ private:
 }  // namespace
 
 std::string SmbConf::Section::Text(std::string_view parameter) const {
+    return std::string(Unquoted(Raw(parameter)));
+}
+
+std::string SmbConf::Section::Raw(std::string_view parameter) const {
     const auto found = _values.find(NormalizedParameter(parameter));
-    return found == _values.end() ? std::string() : std::string(Unquoted(found->second));
+    return found == _values.end() ? std::string() : found->second.text;
 }
 
 bool SmbConf::Section::Has(std::string_view parameter) const {
@@ -207,12 +249,27 @@ bool SmbConf::Section::Has(std::string_view parameter) const {
 }
 
 bool SmbConf::Section::IsTrue(std::string_view parameter) const {
-    const std::string value = LowerCase(Text(parameter));
-    return value == "yes" || value == "true" || value == "on" || value == "1";
+    return IsYes(Text(parameter));
 }
 
 void SmbConf::Section::Set(std::string_view parameter, std::string_view value) {
-    _values[NormalizedParameter(parameter)] = value;
+    _values[NormalizedParameter(parameter)] = {std::string(parameter), std::string(value)};
+}
+
+void SmbConf::Section::Inherit(const Section& other) {
+    _values.insert(other._values.begin(), other._values.end());
+}
+
+std::vector<std::pair<std::string, std::string>> SmbConf::Section::Parametric(
+    std::string_view type) const {
+    const std::string prefix = Normalized(type) + ":";
+    std::vector<std::pair<std::string, std::string>> found;
+    for (auto at = _values.lower_bound(prefix);
+         at != _values.end() && at->first.starts_with(prefix); ++at) {
+        const std::string_view spelling = at->second.spelling;
+        found.emplace_back(Trimmed(spelling.substr(spelling.find(':') + 1)), at->second.text);
+    }
+    return found;
 }
 
 std::optional<SmbConf> SmbConf::Load(const std::string& file) {
@@ -223,6 +280,20 @@ std::optional<SmbConf> SmbConf::Load(const std::string& file) {
 const SmbConf::Section* SmbConf::Find(std::string_view name) const {
     const auto found = _sections.find(Normalized(name));
     return found == _sections.end() ? nullptr : &found->second;
+}
+
+std::string SmbConf::Effective(const Section* section, std::string_view parameter) const {
+    if (section != nullptr && section->Has(parameter)) {
+        return section->Raw(parameter);
+    }
+    const Section* global = Find("global");
+    return global == nullptr ? std::string() : global->Raw(parameter);
+}
+
+bool SmbConf::Flag(const Section* section, std::string_view parameter, bool defaultValue) const {
+    const std::string value = Effective(section, parameter);
+    const std::string_view word = Unquoted(value);
+    return IsYes(word) || (defaultValue && !IsNo(word));
 }
 
 SmbConf::Section& SmbConf::Get(std::string_view name) {

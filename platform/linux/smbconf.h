@@ -6,15 +6,19 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <utility>
+#include <vector>
 
 namespace NAVO::platform {
 
 // Samba's configuration as its file contains it: sections of parameters, with unchanged values.
 //
 // In names of sections and parameters, case and whitespace do not matter. Of two values of one
-// parameter, the later is valid. Two sections with one name are one section. `directory` is another
-// name of `path`. Parameters before the first section belong to [global]. A line that neither
-// begins a section nor has a "=" is ignored, as the file service does.
+// parameter, the later is valid. Two sections with one name are one section. A parameter is found
+// by each of its names: `directory` is `path`, `allow hosts` is `hosts allow`. Parameters before
+// the first section belong to [global]. `copy = NAME` takes over what the section NAME has so far
+// and this one has not. A line that neither begins a section nor has a "=" is ignored, as the file
+// service does.
 class SmbConf {
 public:
     class Section {
@@ -27,6 +31,9 @@ public:
         // Returns the value of `parameter` without the quotes around it; "" when it is not set.
         std::string Text(std::string_view parameter) const;
 
+        // The same with all quotes, which matter in a list: one name may contain blanks.
+        std::string Raw(std::string_view parameter) const;
+
         // Whether `parameter` is set, even to an empty value.
         bool Has(std::string_view parameter) const;
 
@@ -35,9 +42,21 @@ public:
 
         void Set(std::string_view parameter, std::string_view value);
 
+        // Sets every parameter of `other` that is not set here.
+        void Inherit(const Section& other);
+
+        // The parameters whose names begin with `type` and a colon: what follows the colon, as it
+        // is spelled, and the values.
+        std::vector<std::pair<std::string, std::string>> Parametric(std::string_view type) const;
+
     private:
+        struct Value {
+            std::string spelling;  // of the parameter's name
+            std::string text;
+        };
+
         std::string _name;
-        std::map<std::string, std::string> _values;
+        std::map<std::string, Value> _values;
     };
 
     // Reads `file` and the files that it includes. Leaves out an included file that is missing,
@@ -50,6 +69,14 @@ public:
 
     // Returns the section `name`; null when there is none.
     const Section* Find(std::string_view name) const;
+
+    // Returns the value of `parameter` that is valid in `section`, with its quotes: the section's
+    // own, else that of [global]; "" when neither sets it. A null `section` sets nothing.
+    std::string Effective(const Section* section, std::string_view parameter) const;
+
+    // Returns the truth value of `parameter` that is valid in `section`. Like the file service,
+    // takes `defaultValue` for a value that is neither yes, true, on, 1 nor no, false, off, 0.
+    bool Flag(const Section* section, std::string_view parameter, bool defaultValue) const;
 
     // Returns the section `name`; creates it when there is none.
     Section& Get(std::string_view name);

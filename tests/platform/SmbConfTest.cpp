@@ -260,6 +260,64 @@ TEST_F(IncludeTest, EndsWhenIncludesMultiply) {
     EXPECT_EQ(Refusal(Include("0")), ELOOP);
 }
 
+TEST_F(SmbConfTest, FindsAParameterByEachOfItsNames) {
+    EXPECT_EQ(Value("[docs]\nallow hosts = a", "hosts allow"), "a");
+    EXPECT_EQ(Value("[docs]\ndeny hosts = a", "hosts deny"), "a");
+    EXPECT_EQ(Value("[docs]\ncasesignames = yes", "case sensitive"), "yes");
+    EXPECT_EQ(Value("[docs]\nunix extensions = no", "smb1 unix extensions"), "no");
+    EXPECT_EQ(Value("[docs]\nhosts allow = a\nallow hosts = b", "hosts allow"), "b");
+}
+
+TEST_F(SmbConfTest, KeepsQuotesForLists) {
+    EXPECT_EQ(Load("[docs]\nvalid users = \"domain users\"")->Find("docs")->Raw("valid users"),
+              "\"domain users\"");
+}
+
+TEST_F(SmbConfTest, CopiesWhatAnotherSectionHasSoFar) {
+    const std::string text =
+        "[base]\npath = /b\nvalid users = ann\n"
+        "[docs]\npath = /d\ncopy = BASE\n"
+        "[base]\ncomment = later\n";
+    EXPECT_EQ(Value(text), "/d");
+    EXPECT_EQ(Value(text, "valid users"), "ann");
+    EXPECT_EQ(Value(text, "comment"), "");
+    EXPECT_EQ(Value("[docs]\ncopy = docs\npath = /d\ncopy = none\n"), "/d");
+}
+
+TEST_F(SmbConfTest, TakesFromGlobalWhatASectionDoesNotSet) {
+    const auto configuration =
+        Load("valid users = ann\nveto files = /a/\n[docs]\nvalid users =\n[other]\n");
+    const auto value = [&](const char* section, const char* parameter) {
+        return configuration->Effective(configuration->Find(section), parameter);
+    };
+    EXPECT_EQ(value("docs", "valid users"), "");
+    EXPECT_EQ(value("docs", "veto files"), "/a/");
+    EXPECT_EQ(value("other", "valid users"), "ann");
+    EXPECT_EQ(value("none", "valid users"), "ann");
+}
+
+TEST_F(SmbConfTest, TakesTheDefaultForAFlagThatIsNone) {
+    const auto configuration = Load("a = no\nb = Yes\n[docs]\nc = 0\nd = on\ne = maybe\nb = off\n");
+    const auto* docs = configuration->Find("docs");
+    for (const bool defaultValue : {false, true}) {
+        EXPECT_FALSE(configuration->Flag(docs, "a", defaultValue));
+        EXPECT_FALSE(configuration->Flag(docs, "b", defaultValue));
+        EXPECT_TRUE(configuration->Flag(nullptr, "b", defaultValue));
+        EXPECT_FALSE(configuration->Flag(docs, "c", defaultValue));
+        EXPECT_TRUE(configuration->Flag(docs, "d", defaultValue));
+        EXPECT_EQ(configuration->Flag(docs, "e", defaultValue), defaultValue);
+        EXPECT_EQ(configuration->Flag(docs, "f", defaultValue), defaultValue);
+    }
+}
+
+TEST_F(SmbConfTest, ListsParametricOptionsAsTheyAreSpelled) {
+    using Options = std::vector<std::pair<std::string, std::string>>;
+    const auto configuration =
+        Load("[docs]\nveto files = /all/\nVeto Files : @Domain Users = /b/\nvetofiles:ann=/a/\n");
+    EXPECT_EQ(configuration->Find("docs")->Parametric("veto files"),
+              (Options{{"@Domain Users", "/b/"}, {"ann", "/a/"}}));
+}
+
 // Any bytes are either a configuration or refused with a reason.
 TEST_F(SmbConfTest, SurvivesAnyBytes) {
     constexpr int kRounds = 10000;

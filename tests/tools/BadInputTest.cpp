@@ -2,6 +2,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <filesystem>
 #include <fstream>
 
@@ -63,6 +64,16 @@ const BadInput kBadInputs[] = {
      ExitCode::kBadInput,
      "is a symbolic link",
      "readlink -f /volume1/docs/link.docx"},
+    {"LinkOutOfTheShare",
+     {"/docs/elsewhere/secret.docx"},
+     ExitCode::kBadInput,
+     "a symbolic link in it leads out of /volume1/docs",
+     "wide links"},
+    {"LinkToWhatIsNotThere",
+     {"/docs/elsewhere/none.docx"},
+     ExitCode::kBadInput,
+     "a symbolic link in it leads out of /volume1/docs",
+     "wide links"},
     {"EmptyFile", {"/docs/empty.docx"}, ExitCode::kBadInput, "is empty", "nothing to convert"},
     {"UnknownShare", {"/nope/a.docx"}, ExitCode::kBadInput, "there is no share 'nope'", "smb.conf"},
     {"RelativePath",
@@ -193,6 +204,8 @@ protected:
         MakeDocument("empty.docx", "");
         MakeDirectory("/volume1/docs/folder.docx");
         MakeDirectory("/volume1/homes/root");
+        WriteFile("/volume1/homes/root/secret.docx", "secret");
+        std::filesystem::create_symlink("/volume1/homes/root", "/volume1/docs/elsewhere");
         mkfifo("/volume1/docs/pipe.docx", 0666);
         std::filesystem::create_symlink("a.docx", "/volume1/docs/link.docx");
         WriteFile("/device/out/taken.pdf", "taken");
@@ -262,6 +275,54 @@ TEST_P(BadInputTest, IsOneJsonDocumentForPrograms) {
     EXPECT_THAT(json["error"]["why"].asString(), HasSubstr(GetParam().why));
     EXPECT_THAT(json["error"]["next"].asString(), HasSubstr(GetParam().next));
 }
+
+class OddFileTest : public ToolTest, public testing::WithParamInterface<const char*> {
+protected:
+    OddFileTest() {
+        MakeDocument("a.docx");
+        MakeDirectory("/volume1/homes/root");
+        WriteFile("/volume1/homes/root/a.docx", "secret");
+        std::filesystem::create_symlink("/volume1/homes/root", "/volume1/docs/elsewhere");
+        MakeDirectory("/volume1/docs/folder.docx");
+        EXPECT_EQ(mkfifo("/volume1/docs/pipe.docx", 0666), 0);
+    }
+};
+
+// Each command that opens a document refuses the same paths with the same reason.
+TEST_P(OddFileTest, AttackALinkOutOfTheShareIsRefused) {
+    const Json::Value json = RunForJson({GetParam(), "/docs/elsewhere/a.docx"});
+    EXPECT_EQ(json["exitCode"], static_cast<int>(ExitCode::kBadInput));
+    EXPECT_EQ(json["error"]["why"], "a symbolic link in it leads out of /volume1/docs");
+}
+
+TEST_P(OddFileTest, AttackAPipeIsRefusedAtOnce) {
+    const Outcome outcome = RunTool({GetParam(), "/docs/pipe.docx"});
+    ExpectStatus(outcome, ExitCode::kBadInput);
+    EXPECT_THAT(outcome.err, HasSubstr("/volume1/docs/pipe.docx is not a regular file"));
+    EXPECT_LT(outcome.took, kAtOnce);
+}
+
+TEST_P(OddFileTest, AttackAFolderNamedLikeADocumentIsRefused) {
+    const Outcome outcome = RunTool({GetParam(), "/docs/folder.docx"});
+    ExpectStatus(outcome, ExitCode::kBadInput);
+    EXPECT_THAT(outcome.err, HasSubstr("/volume1/docs/folder.docx is a directory"));
+}
+
+TEST_P(OddFileTest, AttackOddNamesStayOnOneLine) {
+    const std::string longest = std::string(250, 'x') + ".docx";
+    for (const std::string& name :
+         {std::string("line\nbreak.docx"), std::string("quo'te\".docx"), std::string("-r.docx"),
+          longest, std::string("\xff\xfe.docx")}) {
+        MakeDocument(name, "");
+        const Outcome outcome = RunTool({GetParam(), "/docs/" + name});
+        ExpectStatus(outcome, ExitCode::kBadInput);
+        EXPECT_THAT(outcome.err, HasSubstr(" is empty\n  There is nothing to convert")) << name;
+        EXPECT_EQ(std::count(outcome.err.begin(), outcome.err.end(), '\n'), 2) << outcome.err;
+    }
+}
+
+INSTANTIATE_TEST_SUITE_P(Commands, OddFileTest, testing::Values("pdf", "thumbnail"),
+                         [](const auto& command) { return std::string(command.param); });
 
 INSTANTIATE_TEST_SUITE_P(Pdf, BadInputTest, testing::ValuesIn(kBadInputs),
                          [](const auto& input) { return input.param.name; });

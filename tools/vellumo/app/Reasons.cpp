@@ -21,6 +21,8 @@ constexpr ReasonMeaning kMeanings[] = {
      "Name a document in it, as in /docs/report.docx, or convert all its documents with -r."},
     {Reason::kMissing, ExitCode::kBadInput, nullptr},
     {Reason::kUnreachable, ExitCode::kBadInput, nullptr},
+    {Reason::kOutsideShare, ExitCode::kBadInput, nullptr},
+    {Reason::kLinkInPath, ExitCode::kBadInput, nullptr},
     {Reason::kFolder, ExitCode::kBadInput, "Convert all documents in it with -r."},
     {Reason::kNotRegular, ExitCode::kBadInput, nullptr},
     {Reason::kNoType, ExitCode::kUnsupportedType, nullptr},
@@ -29,6 +31,13 @@ constexpr ReasonMeaning kMeanings[] = {
     {Reason::kUnreadable, ExitCode::kBadInput,
      "Ask its owner for permission, or run the command as a user who has it."},
     {Reason::kEmpty, ExitCode::kBadInput, nullptr},
+
+    {Reason::kShareUnavailable, ExitCode::kDenied, nullptr},
+    {Reason::kUserInvalid, ExitCode::kDenied, nullptr},
+    {Reason::kUserNotValid, ExitCode::kDenied, nullptr},
+    {Reason::kHostRefused, ExitCode::kDenied, nullptr},
+    {Reason::kVetoed, ExitCode::kDenied, nullptr},
+    {Reason::kDenied, ExitCode::kDenied, nullptr},
 
     {Reason::kNoRights, ExitCode::kNotPrepared,
      "Run the command with sudo, or in a device view, where you are root."},

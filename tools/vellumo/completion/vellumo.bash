@@ -21,7 +21,7 @@ _vellumo_candidates() {
     case $previous in
         --user) compgen -u && return ;;
         --progress) printf '%s\n' auto plain none && return ;;
-        --pages | -o | --output) return ;;
+        --pages | -o | --output | --address) return ;;
         --engine) printf '%s\n' docker embedded && return ;;
         --size | --image | --engine-scratch) return ;;
         --op | --type | --limit | --source | --converted | --uid | --code) return ;;
@@ -43,7 +43,8 @@ _vellumo_candidates() {
         cache:remove) printf '%s\n' --user --pdf --thumbnail --json --help ;;
         cache:collect) printf '%s\n' --limit --json --help ;;
         cache:sweep) printf '%s\n' --dry-run --age --json --help ;;
-        path: | check:) printf '%s\n' --user --json --help ;;
+        path:) printf '%s\n' --user --json --help ;;
+        check:) printf '%s\n' --user --address --json --help ;;
         pool:) printf '%s\n' list add remove reset up down status doctor --json --help ;;
         pool:list | pool:status | pool:doctor) printf '%s\n' --json --help ;;
         pool:up) printf '%s\n' --size --engine --image --engine-scratch --rebuild --json --help ;;

@@ -4,7 +4,6 @@
 #include <CLI/CLI.hpp>
 
 #include <navo/acl.h>
-#include <navo/file.h>
 #include <unistd.h>
 
 #include <cerrno>
@@ -13,9 +12,9 @@
 #include <optional>
 
 #include "app/Messages.h"
+#include "app/Reasons.h"
 #include "loader/Text.h"
-#include "loader/documents/Document.h"
-#include "vellumo/Path.h"
+#include "loader/documents/Access.h"
 #include "vellumo/utils_user_group.h"
 
 namespace vellumo::cli {
@@ -27,11 +26,13 @@ constexpr const char* kExamples =
     "Examples:\n"
     "  vellumo check /docs/report.docx --user ann          may ann read it?\n"
     "  vellumo check /docs/report.docx --user 'CORP\\ann'   the same for a user of a domain\n"
+    "  vellumo check /docs/a.odt --user ann --address 192.168.1.5    from that host?\n"
     "  vellumo check /home/a.odt --user ann --json         in ann's home folder; as JSON\n"
-    "The kernel decides, with the ids of that user, so access control lists and the permissions "
-    "of\n"
-    "all folders above count. The exit status is 0 for yes and 13 for no; a 'no' names the folder\n"
-    "or file that denies access. Needs the rights of root.";
+    "Samba's settings of the share decide ('valid users', 'veto files' and others), and the "
+    "kernel\n"
+    "does, with the ids of that user, so access control lists and the permissions of all folders\n"
+    "above count. The exit status is 0 for yes and 13 for no; a 'no' names the setting, or the\n"
+    "folder or file, that denies access. Needs the rights of root.";
 
 // The place on the path to a document that denies access.
 struct Refusal {
@@ -60,16 +61,6 @@ std::string AccountOf(const std::string& user) {
                        {}});
     }
     return account;
-}
-
-void CheckExists(const loader::Document& document) {
-    if (NLIBCFileExist(document.realPath.c_str()) == FALSE) {
-        throw Failure({ExitCode::kBadInput,
-                       "cannot use " + document.sharePath,
-                       "there is no file " + document.realPath,
-                       "Check the name, upper and lower case included.",
-                       {}});
-    }
 }
 
 bool Has(unsigned permission, const std::string& path) {
@@ -130,6 +121,48 @@ Json::Value ToJson(const loader::Document& document) {
     return value;
 }
 
+// A "no", and what it is for programs.
+struct Denial {
+    Problem problem;
+    Json::Value refusedBy;
+};
+
+Denial DenialByKernel(const loader::Document& document) {
+    const Refusal refusal = ExplainRefusal(document);
+    Json::Value by(Json::objectValue);
+    by["path"] = refusal.place;
+    by["permission"] = refusal.permission;
+    return {ToProblem(document, refusal), by};
+}
+
+Denial DenialBySetting(const loader::Document& document, const loader::Problem& reason) {
+    Json::Value by(Json::objectValue);
+    by["share"] = loader::SectionOf(document);
+    by["setting"] = loader::SettingOf(reason.reason);
+    Denial denial{InOwnTerms(reason), by};
+    denial.problem.code = ExitCode::kDenied;
+    return denial;
+}
+
+// Returns nothing when the user may read the document.
+std::optional<Denial> FindDenial(const loader::Document& document, const std::string& address) {
+    try {
+        loader::CheckAccess(document, address);
+        return std::nullopt;
+    } catch (const loader::Failure& failure) {
+        const loader::Problem& problem = failure.Details();
+        // The walk for the place of the refusal also explains why nobody else's ids can be taken.
+        if (problem.reason == loader::Reason::kDenied ||
+            problem.reason == loader::Reason::kNoRights) {
+            return DenialByKernel(document);
+        }
+        if (loader::SettingOf(problem.reason) == nullptr) {
+            throw;
+        }
+        return DenialBySetting(document, problem);
+    }
+}
+
 }  // namespace
 
 CheckCommand::CheckCommand(CLI::App& app)
@@ -143,28 +176,30 @@ CheckCommand::CheckCommand(CLI::App& app)
         ->add_option("--user", _user, "The user who wants to read it")
         ->required()
         ->option_text("NAME");
+    Arguments()
+        ->add_option("--address", _address,
+                     "The address of the host that asks, for 'hosts allow' and 'hosts deny';\n"
+                     "default: these are not asked")
+        ->option_text("ADDRESS");
 }
 
 CommandResult CheckCommand::Run(bool json) {
     NeedRoot();
     const loader::Document document = loader::Resolve(_sharePath, AccountOf(_user));
-    CheckExists(document);
     CommandResult result{ExitCode::kDone, ToJson(document)};
-    if (core::path::HasReadPermission(document.realPath, document.user)) {
+    const auto denial = FindDenial(document, _address);
+    if (!denial) {
         if (!json) {
             std::cout << Printable(document.user + " may read " + document.sharePath) << '\n';
         }
         return result;
     }
-    const Refusal refusal = ExplainRefusal(document);
-    const Problem problem = ToProblem(document, refusal);
     if (!json) {
-        Print(std::cerr, problem);
+        Print(std::cerr, denial->problem);
     }
-    result.FailWith(problem);
+    result.FailWith(denial->problem);
     result.json["mayRead"] = false;
-    result.json["refusedBy"]["path"] = refusal.place;
-    result.json["refusedBy"]["permission"] = refusal.permission;
+    result.json["refusedBy"] = denial->refusedBy;
     return result;
 }
 

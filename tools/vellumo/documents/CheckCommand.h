@@ -8,8 +8,8 @@
 
 namespace vellumo::cli {
 
-// vellumo check: shows whether a user may read a document, and what on its path denies that.
-// Changes nothing.
+// vellumo check: shows whether a user may read a document, and which setting of the share, or
+// what on its path, denies that. Changes nothing.
 class CheckCommand final : public Command {
 public:
     explicit CheckCommand(CLI::App& app);
@@ -20,6 +20,7 @@ public:
 private:
     std::string _sharePath;
     std::string _user;
+    std::string _address;
 };
 
 }  // namespace vellumo::cli

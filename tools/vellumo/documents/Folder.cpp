@@ -84,7 +84,7 @@ FolderContents ContentsOf(const loader::Document& folder) {
 }
 
 bool IsFolder(const loader::Document& document) {
-    return loader::FactsOf(document.realPath).kind == "directory";
+    return loader::FactsOf(document).kind == "directory";
 }
 
 }  // namespace vellumo::cli

@@ -110,7 +110,7 @@ PathCommand::PathCommand(CLI::App& app)
 
 CommandResult PathCommand::Run(bool json) {
     const loader::Document document = loader::Resolve(_sharePath, _user);
-    const loader::FileFacts facts = loader::FactsOf(document.realPath);
+    const loader::FileFacts facts = loader::FactsOf(document);
     if (!json) {
         Print(document, facts);
     }
