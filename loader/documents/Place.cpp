@@ -28,7 +28,7 @@ int FlagsFor(LastLink last) {
 
 Descriptor Failed(int error) {
     errno = error;
-    return Descriptor();
+    return {};
 }
 
 Descriptor OpenAt(const Descriptor& above, const std::string& path, int flags) {
@@ -48,7 +48,7 @@ Descriptor OpenBeneath(const Descriptor& root, const std::string& path, int flag
             return Descriptor(static_cast<int>(opened));
         }
     }
-    return Descriptor();
+    return {};
 }
 
 bool LacksOpenat2(int error) {
@@ -140,7 +140,7 @@ Descriptor OpenAtPlace(const Place& place, LastLink last, Lookup lookup) {
     const Descriptor root(
         Uninterrupted([&] { return open(place.root.c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC); }));
     if (!root) {
-        return Descriptor();
+        return {};
     }
     const std::string path = place.path.empty() ? "." : place.path;
     switch (place.links) {

@@ -39,7 +39,7 @@ Address Unmapped(const Address& address) {
 }
 
 std::optional<Address> AddressOf(const std::string& text) {
-    if (const auto address = Parsed(AF_INET, kIPv4Size, text)) {
+    if (auto address = Parsed(AF_INET, kIPv4Size, text)) {
         return address;
     }
     const auto address = Parsed(AF_INET6, kIPv6Size, text.substr(0, text.find('%')));

@@ -2,6 +2,7 @@
 #include "smbusers.h"
 
 #include <algorithm>
+#include <array>
 #include <string_view>
 #include <utility>
 
@@ -52,13 +53,11 @@ bool ServiceUser::IsIn(const std::string& list) const {
 // domain in one and without it in the other. Both are tried; the result is a whole name in either
 // case, so ann of a domain is never taken for the local ann.
 bool ServiceUser::Is(const std::string& entry) const {
-    for (const Form form : {Form::kWithDomain, Form::kWithoutDomain}) {
+    constexpr std::array kForms{Form::kWithDomain, Form::kWithoutDomain};
+    return std::any_of(kForms.begin(), kForms.end(), [&](Form form) {
         const auto name = Expanded(entry, form);
-        if (name && IsNamed(*name)) {
-            return true;
-        }
-    }
-    return false;
+        return name && IsNamed(*name);
+    });
 }
 
 std::string ServiceUser::Name(Form form) const {

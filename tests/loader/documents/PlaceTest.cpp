@@ -228,6 +228,8 @@ TEST_P(Places, AttackAFolderThatIsSwappedForALinkAndBackNeverWins) {
         EXPECT_GT(tries.found, 0) << "the attack never paused";
         EXPECT_GT(tries.refused, 0) << "the attack never struck";
     }
+    EXPECT_GT(OpenWhileItIsSwapped(Links::kAnywhere, GetParam()).stolen, 0)
+        << "the attack wins nowhere, so the test shows nothing";
 }
 
 INSTANTIATE_TEST_SUITE_P(Lookups, Places, testing::Values(Lookup::kByKernel, Lookup::kByWalk),
