@@ -48,9 +48,7 @@ std::string KeptProducts::MarkPath() const {
 bool KeptProducts::IsOutOfDate(const std::string& path) const {
     const auto product = TimeOf(path);
     const auto document = TimeOf(Target());
-    timespec now{};
-    clock_gettime(CLOCK_REALTIME, &now);
-    return !product || !document || (IsBefore(*product, *document) && !IsBefore(now, *document));
+    return !product || !document || loader::IsOutOfDate(*product, *document);
 }
 
 bool KeptProducts::IsFresh(const std::string& stream, core::CacheManager& cache) const {
@@ -92,6 +90,12 @@ size_t KeptProducts::RemoveAll(core::CacheManager& cache) const {
     }
     cache.CleanCacheInDB(Target());
     return removed;
+}
+
+bool IsOutOfDate(const timespec& product, const timespec& document) {
+    timespec now{};
+    clock_gettime(CLOCK_REALTIME, &now);
+    return IsBefore(product, document) && !IsBefore(now, document);
 }
 
 std::unique_ptr<core::CacheManager> OpenCache(const std::string& what) {

@@ -2,6 +2,7 @@
 #ifndef VELLUMO_LOADER_KEPTPRODUCTS_H
 #define VELLUMO_LOADER_KEPTPRODUCTS_H
 
+#include <ctime>
 #include <memory>
 #include <string>
 
@@ -51,6 +52,10 @@ private:
     const std::string& Target() const { return _document.realPath; }
     const Document& _document;
 };
+
+// Whether a product with the modification time `product` is older than its document, and the
+// document's time does not lie in the future.
+bool IsOutOfDate(const timespec& product, const timespec& document);
 
 // Opens the cache for lookups and removals, without its garbage collection. Throws Failure, with
 // `what` as its Problem::what, when the index cannot be opened.

@@ -123,6 +123,9 @@ void ConvertAndReport(const Document& document, const Assignment& assignment, in
     core::path::Path source;
     source.SetData("sharePath", document.sharePath, true);
     source.SetData("user", document.user, true);
+    if (!document.checkedDirectory.empty()) {
+        source.SetData("EADirectory", document.checkedDirectory, true);
+    }
     core::path::Path output;
     const int result = CarryOut(assignment, source, output);
 

@@ -74,27 +74,32 @@ bool KernelGrantsReading(const OpenedPlace& file) {
     return NAVOACLPermGet(file.Name().c_str(), &mask) == 0 && (mask & NAVO_ACL_READ) != 0;
 }
 
-void CheckAsUser(const Document& document) {
+OpenedPlace OpenAsUser(const Document& document) {
     const ActingUser user(document.user);
     if (!user) {
         throw Failure({Reason::kNoRights, "cannot act as " + document.user,
                        std::strerror(user.Error()), "Only root can act as somebody else."});
     }
-    const OpenedPlace seen = OpenedPlace::Open(document.place, LastLink::kFollowed);
+    OpenedPlace seen = OpenedPlace::Open(document.place, LastLink::kFollowed);
     if (!seen || !S_ISREG(seen.Status().st_mode) || !KernelGrantsReading(seen)) {
         Refuse(Reason::kDenied, document,
                "the permissions of the file or of a folder above it do not allow it",
                "Ask its owner for permission.");
     }
+    return seen;
 }
 
 }  // namespace
 
-void CheckAccess(const Document& document, const std::string& address) {
+OpenedPlace OpenFor(const Document& document, const std::string& address) {
     CheckShare(document, address);
     // As root first: who may not enter a folder cannot be told that a file is missing in it.
     OpenRegularFile(document, LastLink::kFollowed);
-    CheckAsUser(document);
+    return OpenAsUser(document);
+}
+
+void CheckAccess(const Document& document, const std::string& address) {
+    OpenFor(document, address);
 }
 
 const char* SettingOf(Reason reason) {

@@ -18,6 +18,10 @@ namespace vellumo::loader {
 // `address`: of the host that asks; "" when it is not known, and then no list of hosts is asked.
 void CheckAccess(const Document& document, const std::string& address = "");
 
+// The same, and returns the very file that the user may read. Whatever is given out for the
+// document must belong to this file: its path may be another file's by now.
+OpenedPlace OpenFor(const Document& document, const std::string& address = "");
+
 // The setting of /etc/samba/smb.conf behind `reason`, such as "valid users"; null for a reason that
 // no setting of a share is behind.
 const char* SettingOf(Reason reason);

@@ -251,6 +251,12 @@ void CheckConvertible(const Document& document) {
     }
 }
 
+std::string DirectoryOfChecked(const Document& document, const OpenedPlace& file) {
+    return PlatformPath([&](char* buffer, size_t size) {
+        return NAVOEADirPathOfFile(file.File().Get(), document.realPath.c_str(), buffer, size);
+    });
+}
+
 std::string StreamPath(const Document& document, const std::string& stream) {
     return PlatformPath([&](char* buffer, size_t size) {
         return NAVOEAPath(0, document.realPath.c_str(), stream.c_str(), buffer, size, 0);

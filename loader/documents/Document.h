@@ -20,6 +20,10 @@ struct Document {
     const Family* family;     // how it is converted; null for a type that no converter takes
     std::string eaDirectory;  // directory of its extended attributes; "" when it can have none
     Place place{};            // the same as realPath, for a walk that cannot leave the share
+
+    // The directory of the extended attributes of the one file that a user may read, from
+    // DirectoryOfChecked(): a conversion refuses every other file. "" for whatever has the path.
+    std::string checkedDirectory{};
 };
 
 // The name of the share in `sharePath`, a path of the right form: "docs" in "/docs/report.docx".
@@ -49,6 +53,10 @@ FileFacts FactsOf(const Document& document);  // throws Failure as OpenToExamine
 
 // Throws Failure unless `document` is a readable, non-empty regular file that a converter takes.
 void CheckConvertible(const Document& document);
+
+// The directory of the extended attributes of `file`, which was found at `document`; "" when it can
+// have none.
+std::string DirectoryOfChecked(const Document& document, const OpenedPlace& file);
 
 // The path of the stream `stream` of `document`; "" when it can have none. Creates nothing.
 std::string StreamPath(const Document& document, const std::string& stream);

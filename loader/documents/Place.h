@@ -47,6 +47,9 @@ public:
     // there, so this counts no folder.
     bool IsReadable() const;
 
+    // For calls that take a descriptor of a file that is not open.
+    const support::Descriptor& File() const { return _file; }
+
     // A path of this very file for calls that take no descriptor; valid while the object lives.
     std::string Name() const;
 

@@ -109,7 +109,7 @@ protected:
     FailureSweep() {
         using std::filesystem::perms;
         for (const char* path : {"/volume1", "/volume1/docker", "/volume1/docs", "/device",
-                                 "/device/tool-script", kStateFile}) {
+                                 "/device/tool-script", "/var/packages/Vellumo/etc", kStateFile}) {
             std::filesystem::permissions(path, perms::all);
         }
         WriteFile("/volume1/docs/a.docx", "document");
