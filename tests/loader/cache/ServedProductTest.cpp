@@ -99,17 +99,20 @@ TEST_F(Served, IsNotTheSecretWhenItsNameGoesToAnotherFileOfTheSameTime) {
 }
 
 TEST_F(Served, IsNeverTheSecretWhileSomebodyExchangesTheFiles) {
+    // The secret has the name for which its product is kept, and ann puts her file there at times.
+    Exchange();
+    Keep(kMine, "made of the secret", 0600);
     const Attacker attacker(Exchange);
     ASSERT_TRUE(attacker);
     core::CacheManager cache(false, 0);
-    std::array<int, 3> seen{};  // mine, denied, anything else but the secret
+    std::array<int, 2> seen{};
     for (int i = 0; i < 10000; ++i) {
         const std::string got = ForAnn(cache, "/docs/mine.docx");
         ASSERT_NE(got, "made of the secret") << "in round " << i;
-        ++seen[got == "made of mine" ? 0 : got == "denied" ? 1 : 2];
+        ++seen[got == "denied" ? 0 : 1];
     }
-    EXPECT_GT(seen[1], 0) << "the files were not exchanged";
-    EXPECT_GT(seen[0] + seen[2], 0) << "the files were not exchanged";
+    EXPECT_GT(seen[0], 0) << "the secret never had the name";
+    EXPECT_GT(seen[1], 0) << "ann's file never had the name";
 }
 
 TEST_F(Served, IsNotMadeOfTheSecretByAConversionForTheCheckedFile) {

@@ -144,9 +144,8 @@ TEST_F(Thumbnail, ThatCannotBeMovedIntoPlaceFails) {
 TEST_F(Thumbnail, MarkerThatCannotBeTouchedFails) {
     const std::string marker = MarkerPath();
     PlatformDouble::Get().SetAnswer([&](const PlatformCall& call) -> std::optional<int> {
-        return call.operation == "NLIBCFileTouch" && call.arguments[0] == marker
-                   ? std::optional(-1)
-                   : std::nullopt;
+        return call.operation == "NLIBCFileTouch" && call.arguments[0] == marker ? std::optional(-1)
+                                                                                 : std::nullopt;
     });
     errno = 0;
     EXPECT_EQ(Make(), 1003);
