@@ -84,44 +84,51 @@ bool RemoveIfEmpty(const Descriptor& above, const std::string& name) {
            errno == EEXIST || errno == ENOENT;
 }
 
+bool EmptyFolder(const Descriptor& old, const std::string& name) {
+    const Descriptor folder = OpenDirectoryAt(old, name);
+    return !folder || !IsRoots(folder) || (RemoveProducts(folder) && RemoveIfEmpty(old, name));
+}
+
 bool Empty(const Descriptor& old) {
-    for (const std::string& name : NamesIn(old)) {
-        const Descriptor folder = OpenDirectoryAt(old, name);
-        if (folder && IsRoots(folder) && (!RemoveProducts(folder) || !RemoveIfEmpty(old, name))) {
-            return false;
-        }
-    }
-    return true;
+    const std::vector<std::string> names = NamesIn(old);
+    return std::all_of(names.begin(), names.end(),
+                       [&](const std::string& name) { return EmptyFolder(old, name); });
 }
 
 std::string Joined(const std::string& above, const std::string& name) {
     return above.empty() ? name : above + '/' + name;
 }
 
+using Found = std::function<bool(const OldFolder&)>;
+
+// Looks at the entries of one directory, and adds the directories among them to `waiting`. Returns
+// what `found` has returned last.
+bool LookInto(const Descriptor& top, const std::string& path, const Found& found,
+              std::vector<std::string>& waiting) {
+    const Descriptor directory = OpenBeneath(top, path);
+    for (const std::string& name : NamesIn(directory)) {
+        const bool isTree = path.empty() && name == kTree;
+        const Descriptor entry = isTree ? Descriptor() : OpenDirectoryAt(directory, name);
+        if (entry && name != kName) {
+            waiting.push_back(Joined(path, name));
+        } else if (entry && IsRoots(entry) && !found({Joined(path, name), SizeOf(entry)})) {
+            return false;
+        }
+    }
+    return true;
+}
+
 }  // namespace
 
-void FindOldFolders(const std::string& top, const std::function<bool(const OldFolder&)>& found,
+void FindOldFolders(const std::string& top, const Found& found,
                     const std::function<bool()>& enters) {
     const Descriptor opened = OpenDirectory(top);
     std::vector<std::string> waiting{""};
-    while (opened && !waiting.empty() && enters()) {
+    bool goesOn = static_cast<bool>(opened);
+    while (goesOn && !waiting.empty() && enters()) {
         const std::string path = std::move(waiting.back());
         waiting.pop_back();
-        const Descriptor directory = OpenBeneath(opened, path);
-        for (const std::string& name : NamesIn(directory)) {
-            if (path.empty() && name == kTree) {
-                continue;
-            }
-            const Descriptor entry = OpenDirectoryAt(directory, name);
-            if (!entry) {
-                continue;
-            }
-            if (name != kName) {
-                waiting.push_back(Joined(path, name));
-            } else if (IsRoots(entry) && !found({Joined(path, name), SizeOf(entry)})) {
-                return;
-            }
-        }
+        goesOn = LookInto(opened, path, found, waiting);
     }
 }
 

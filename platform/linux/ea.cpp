@@ -175,7 +175,8 @@ Descriptor OpenOrMake(const Descriptor& above, const std::string& name, mode_t m
 Descriptor OpenTree(const std::string& tree) {
     Descriptor directory = OpenDirectory("/");
     size_t at = 1;
-    for (size_t end = tree.find('/', at); directory && end != tree.npos; end = tree.find('/', at)) {
+    for (size_t end = tree.find('/', at); directory && end != std::string::npos;
+         end = tree.find('/', at)) {
         directory = OpenOrMake(directory, tree.substr(at, end - at), kModeAbove);
         at = end + 1;
     }
@@ -309,11 +310,12 @@ int NAVOEARMDir(int flags, const char* directory) {
     if (flags != NAVO::platform::kFlags || !place) {
         return Fail(NAVO_ERR_BAD_PARAMETERS, EINVAL);
     }
-    const auto opened = NAVO::platform::OpenDirectory(directory);
+    const std::string path = place->Path();
+    const auto opened = NAVO::platform::OpenDirectory(path);
     if (!opened) {
         return errno == ENOENT ? 0 : Fail(NAVO_ERR_IO);
     }
-    if (!NAVO::platform::RemoveContents(opened) || rmdir(directory) != 0) {
+    if (!NAVO::platform::RemoveContents(opened) || rmdir(path.c_str()) != 0) {
         return Fail(NAVO_ERR_IO);
     }
     NAVO::platform::RemoveEmptyFolders(*place);

@@ -24,7 +24,7 @@ std::set<std::string> NamesFor(const std::string& folder, const std::set<std::st
     const Descriptor opened(open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
     for (const std::string& name : NamesIn(opened)) {
         const std::string key = NameKey(name);
-        if (keys.count(key) == 0) {
+        if (!keys.contains(key)) {
             continue;
         }
         if (const auto identity = IdentityOf(opened.Get(), name.c_str())) {
@@ -73,7 +73,7 @@ private:
             const std::string path = found[i].Path();
             const std::string folder = found[i].FileFolder();
             const NAVOEAENTRY entry{path.c_str(), folder.c_str(),
-                                    present.count(found[i].Name()) != 0 ? TRUE : FALSE};
+                                    present.contains(found[i].Name()) ? TRUE : FALSE};
             result = _visit(&entry, _context);
         }
         return result;

@@ -49,7 +49,8 @@ std::string TreeOf(const std::string& volume) {
 }
 
 bool IsKey(std::string_view text) {
-    return text.size() == kKeyLength && text.find_first_not_of("0123456789abcdef") == text.npos;
+    return text.size() == kKeyLength &&
+           text.find_first_not_of("0123456789abcdef") == std::string_view::npos;
 }
 
 std::optional<uint64_t> Number(std::string_view text) {
@@ -131,7 +132,8 @@ StreamDirectory PlaceFor(std::string_view file) {
 std::optional<StreamDirectory> ParseName(const StreamDirectory& folder, std::string_view name) {
     const size_t inode = name.find('-');
     const size_t birth = name.find('-', std::min(inode, name.size() - 1) + 1);
-    if (!IsStreamDirectoryName(name) || birth == name.npos || !IsKey(name.substr(1, inode - 1))) {
+    if (!IsStreamDirectoryName(name) || birth == std::string_view::npos ||
+        !IsKey(name.substr(1, inode - 1))) {
         return std::nullopt;
     }
     const auto inodeNumber = Number(name.substr(inode + 1, birth - inode - 1));

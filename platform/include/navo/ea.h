@@ -53,14 +53,14 @@ NAVO_API int NAVOEAMKDir(int flags, const char* directory);
 NAVO_API int NAVOEARMDir(int flags, const char* directory);
 
 // An extended-attribute directory that exists. The texts are valid during the visit.
-typedef struct {
+struct NAVOEAENTRY {
     const char* szDirectory;  // its path
     const char* szFolder;     // the folder of its file
     BOOL hasFile;             // FALSE: the file is no longer in that folder, or has another name
-} NAVOEAENTRY;
+};
 
 // Is called with an entry, and with the `context` of NAVOEAWalk. Returns 0 to go on.
-typedef int (*NAVOEAVISITOR)(const NAVOEAENTRY* entry, void* context);
+using NAVOEAVISITOR = int (*)(const NAVOEAENTRY* entry, void* context);
 
 // Visits all extended-attribute directories, in no particular order; `visit` may remove the one
 // that it is called with. Needs root. Returns 0, the first other result of `visit`, or -1 with
