@@ -5,10 +5,8 @@
 #include <unistd.h>
 
 #include <algorithm>
-#include <cstring>
 #include <string>
 #include <string_view>
-#include <vector>
 
 #include "fail.h"
 #include "readrights.h"
@@ -25,11 +23,10 @@ using vellumo::support::OpenDirectoryAt;
 using vellumo::support::RemoveContents;
 
 constexpr mode_t kMode = S_IRWXU;
-constexpr mode_t kModeAbove = 0755;  // of folders above the tree that are missing
+constexpr mode_t kModeAbove = 0755;  // of the folder above kTreeElsewhere
 constexpr mode_t kForOthers = S_IRWXG | S_IRWXO;
-constexpr int kFlags = 1;  // the only value of NAVOEAMKDir's and NAVOEARMDir's flags
-constexpr size_t kBlock = size_t{256} * 1024;  // bytes that are compared at a time
-constexpr int kTries = 5;  // to make a directory while another process removes empty folders
+constexpr int kFlags = 1;    // the only value of NAVOEAMKDir's and NAVOEARMDir's flags
+constexpr int kTries = 100;  // to make a directory while another process removes empty folders
 
 bool HasParentComponent(std::string_view path) {
     while (!path.empty()) {
@@ -113,50 +110,6 @@ int Find(const char* file, std::string& directory) {
     return 0;
 }
 
-constexpr int kToRead = O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY | O_CLOEXEC;
-
-bool HaveSameBytes(const Descriptor& one, const Descriptor& other, off_t size) {
-    std::vector<char> left(kBlock);
-    std::vector<char> right(kBlock);
-    for (off_t at = 0; at < size;) {
-        const ssize_t length = pread(one.Get(), left.data(), left.size(), at);
-        if (length <= 0 ||
-            pread(other.Get(), right.data(), static_cast<size_t>(length), at) != length ||
-            std::memcmp(left.data(), right.data(), static_cast<size_t>(length)) != 0) {
-            return false;
-        }
-        at += length;
-    }
-    return true;
-}
-
-bool IsCopy(const Descriptor& one, const Descriptor& other) {
-    struct stat left {};
-    struct stat right {};
-    return fstat(one.Get(), &left) == 0 && fstat(other.Get(), &right) == 0 &&
-           S_ISREG(left.st_mode) && S_ISREG(right.st_mode) && left.st_size == right.st_size &&
-           HaveSameBytes(one, other, left.st_size);
-}
-
-// Opens only a regular file: opening a device may have effects.
-Descriptor OpenToRead(const char* path) {
-    struct stat status {};
-    const Descriptor found(open(path, O_PATH | O_NOFOLLOW | O_CLOEXEC));
-    if (!found || fstat(found.Get(), &status) != 0 || !S_ISREG(status.st_mode)) {
-        return {};
-    }
-    return Descriptor(open(path, kToRead));
-}
-
-bool HasContent(const FileIdentity& identity, const char* path, const char* copy) {
-    if (IdentityOf(AT_FDCWD, copy) == identity) {
-        return true;
-    }
-    const Descriptor file = OpenToRead(path);
-    const Descriptor copied = OpenToRead(copy);
-    return file && copied && IdentityOf(file.Get()) == identity && IsCopy(file, copied);
-}
-
 // Opens the directory `name` in `above`, and creates it first if it is missing.
 Descriptor OpenOrMake(const Descriptor& above, const std::string& name, mode_t mode) {
     const bool isNew = mkdirat(above.Get(), name.c_str(), mode) == 0;
@@ -171,18 +124,16 @@ Descriptor OpenOrMake(const Descriptor& above, const std::string& name, mode_t m
     return directory;
 }
 
-// Opens the tree, and creates it, with the folders above it, if it is missing.
+// Opens the tree, and creates it if it is missing. The folder above it is root's, and may be a
+// link.
 Descriptor OpenTree(const std::string& tree) {
-    Descriptor directory = OpenDirectory("/");
-    size_t at = 1;
-    for (size_t end = tree.find('/', at); directory && end != std::string::npos;
-         end = tree.find('/', at)) {
-        directory = OpenOrMake(directory, tree.substr(at, end - at), kModeAbove);
-        at = end + 1;
+    const std::string above = tree.substr(0, tree.rfind('/'));
+    if (tree == kTreeElsewhere) {
+        mkdir(above.c_str(), kModeAbove);  // if it fails, so does the next call
     }
-    if (directory) {
-        directory = OpenOrMake(directory, tree.substr(at), kMode);
-    }
+    const Descriptor folder(open(above.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+    Descriptor directory =
+        folder ? OpenOrMake(folder, tree.substr(above.size() + 1), kMode) : Descriptor();
     struct stat status {};
     if (directory && (fstat(directory.Get(), &status) != 0 || !IsRootsAlone(status))) {
         errno = EPERM;
@@ -272,22 +223,10 @@ int NAVOEADirPathOfFile(int file, const char* path, char* buffer, size_t size) {
     return NAVO::platform::Give(place.Path(), buffer, size);
 }
 
-BOOL NAVOEAHasContent(const char* directory, const char* path, const char* copy) {
-    const NAVO::platform::SuccessKeepsErrno success;
-    const auto place =
-        directory == nullptr ? std::nullopt : NAVO::platform::ParseStreamDirectory(directory);
-    if (!place || path == nullptr || copy == nullptr) {
-        NAVO::platform::Fail(NAVO_ERR_BAD_PARAMETERS, EINVAL);
-        return FALSE;
-    }
-    return NAVO::platform::HasContent(place->identity, path, copy) ? TRUE : FALSE;
-}
-
 int NAVOEAMKDir(int flags, const char* directory) {
     using NAVO::platform::Fail;
     const NAVO::platform::SuccessKeepsErrno success;
-    const auto place =
-        directory == nullptr ? std::nullopt : NAVO::platform::ParseStreamDirectory(directory);
+    const auto place = NAVO::platform::ParseStreamDirectory(directory);
     if (flags != NAVO::platform::kFlags || !place) {
         return Fail(NAVO_ERR_BAD_PARAMETERS, EINVAL);
     }
@@ -305,8 +244,7 @@ int NAVOEAMKDir(int flags, const char* directory) {
 int NAVOEARMDir(int flags, const char* directory) {
     using NAVO::platform::Fail;
     const NAVO::platform::SuccessKeepsErrno success;
-    const auto place =
-        directory == nullptr ? std::nullopt : NAVO::platform::ParseStreamDirectory(directory);
+    const auto place = NAVO::platform::ParseStreamDirectory(directory);
     if (flags != NAVO::platform::kFlags || !place) {
         return Fail(NAVO_ERR_BAD_PARAMETERS, EINVAL);
     }

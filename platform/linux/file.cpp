@@ -69,7 +69,7 @@ BOOL NLIBCFileExist(const char* path) {
 
 BOOL NLIBCFileCheckDir(const char* path) {
     std::optional<NAVO::platform::ReadRights> rights;
-    if (path != nullptr && NAVO::platform::ParseStreamDirectory(path)) {
+    if (NAVO::platform::ParseStreamDirectory(path)) {
         rights.emplace();
     }
     const auto status = NAVO::platform::Look(path);

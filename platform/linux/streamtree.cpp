@@ -18,7 +18,6 @@ namespace NAVO::platform {
 namespace {
 
 constexpr std::string_view kTreeName = "/@navoea";
-constexpr std::string_view kElsewhere = "/var/lib/navo/@navoea";
 constexpr std::string_view kVolume = "volume";
 constexpr size_t kKeyLength = 16;
 constexpr int kHexadecimal = 16;
@@ -65,7 +64,8 @@ std::optional<uint64_t> Number(std::string_view text) {
 std::optional<StreamDirectory> InTree(std::string_view path, std::string_view& rest) {
     const size_t end = path.find('/', 1);
     const std::string_view first = path.substr(0, end).substr(path.empty() ? 0 : 1);
-    const std::string tree = IsVolume(first) ? TreeOf(std::string(first)) : std::string(kElsewhere);
+    const std::string tree =
+        IsVolume(first) ? TreeOf(std::string(first)) : std::string(kTreeElsewhere);
     if (!path.starts_with(tree) || path.substr(tree.size(), 1) != "/") {
         return std::nullopt;
     }
@@ -109,7 +109,7 @@ std::string StreamDirectory::Parent() const {
 }
 
 std::string StreamDirectory::FileFolder() const {
-    std::string path = tree == kElsewhere ? "" : tree.substr(0, tree.size() - kTreeName.size());
+    std::string path = tree == kTreeElsewhere ? "" : tree.substr(0, tree.size() - kTreeName.size());
     for (const std::string& folder : folders) {
         path.append("/").append(folder);
     }
@@ -121,7 +121,7 @@ StreamDirectory PlaceFor(std::string_view file) {
     place.folders = ComponentsOf(file);
     place.key = NameKey(place.folders.back());
     place.folders.pop_back();
-    place.tree = kElsewhere;
+    place.tree = kTreeElsewhere;
     if (!place.folders.empty() && IsVolume(place.folders.front())) {
         place.tree = TreeOf(place.folders.front());
         place.folders.erase(place.folders.begin());
@@ -147,9 +147,9 @@ std::optional<StreamDirectory> ParseName(const StreamDirectory& folder, std::str
     return found;
 }
 
-std::optional<StreamDirectory> ParseStreamDirectory(std::string_view path) {
+std::optional<StreamDirectory> ParseStreamDirectory(const char* path) {
     std::string_view rest;
-    auto folder = InTree(path, rest);
+    auto folder = path != nullptr ? InTree(path, rest) : std::nullopt;
     if (!folder) {
         return std::nullopt;
     }
@@ -182,7 +182,7 @@ std::string FolderOutside(const std::string& name) {
 }
 
 std::vector<std::string> AllTrees() {
-    std::vector<std::string> trees{std::string(kElsewhere)};
+    std::vector<std::string> trees{std::string(kTreeElsewhere)};
     for (const std::string& name :
          vellumo::support::NamesIn(vellumo::support::OpenDirectory("/"))) {
         if (IsVolume(name)) {

@@ -23,6 +23,9 @@
 // Only root can enter a tree, so nobody else can put anything into it or find anything in it.
 namespace NAVO::platform {
 
+// The tree of files that are on no volume.
+inline constexpr std::string_view kTreeElsewhere = "/var/lib/navo/@navoea";
+
 // What tells one file from another that had its name before. Both are 0 for a file that does not
 // exist; the birth is 0 where the file system does not record it.
 struct FileIdentity {
@@ -56,8 +59,8 @@ struct StreamDirectory {
 // The directory for the absolute path `file`, without the identity. `file` has no component "..".
 StreamDirectory PlaceFor(std::string_view file);
 
-// Reads a path made by StreamDirectory::Path(); nothing for any other path.
-std::optional<StreamDirectory> ParseStreamDirectory(std::string_view path);
+// Reads a path made by StreamDirectory::Path(); nothing for any other path, and for null.
+std::optional<StreamDirectory> ParseStreamDirectory(const char* path);
 
 // The same for the name of a directory below `folder`, which has `tree` and `folders`.
 std::optional<StreamDirectory> ParseName(const StreamDirectory& folder, std::string_view name);

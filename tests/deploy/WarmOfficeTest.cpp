@@ -184,6 +184,22 @@ TEST_P(WarmOffice, HasAForkForEachDocumentAndKeepsNoneOfThem) {
     EXPECT_THAT(said, Says(0, "5\n"));
 }
 
+TEST_P(WarmOffice, CarriesNothingFromOneDocumentToTheNext) {
+    // One that would run a program, one that would show another document, and one whose office ends
+    // in the middle and could be recovered.
+    const Said said = Warm(R"sh(
+        document text other.fodt 'Of somebody else'; document text next.fodt 'Only this'
+        document macro macro.fodt /tmp/ran; document long broken.fodt 300
+        document links links.fodt 'With links' file://$source/other.fodt
+        for name in macro links broken; do
+            office $name.fodt >/dev/null 2>&1 & call=$!
+            [ $name != broken ] || { await works broken.fodt; kill -KILL $(child_process); }
+            wait $call; rm -f $T/*
+            office next.fodt; pdftotext $T/next.pdf - | tr -d '\f'; rm $T/*
+        done; next_is_good)sh");
+    EXPECT_THAT(said, Says(0, "Only this\n\nOnly this\n\nOnly this\n\n"));
+}
+
 TEST_P(WarmOffice, IsFollowedByAColdOneWhenItFailsInTheMiddle) {
     const Said said = Warm(R"sh(
         document long long.fodt 300

@@ -390,7 +390,7 @@ TEST_F(EADirectoryOnDevice, HasNotTheContentOfAnotherFileOfThatName) {
     EXPECT_FALSE(NAVOEAHasContent(directory.c_str(), file.c_str(), "/volume1/docs/copy"));
     EXPECT_FALSE(NAVOEAHasContent(directory.c_str(), file.c_str(), file.c_str()));
     ExpectFailure([&] { return NAVOEAHasContent("/etc", file.c_str(), file.c_str()); }, FALSE,
-                  kBadParameters);
+                  {NAVO_ERR_BAD_PARAMETERS, EINVAL, "eacontent.cpp"});
 }
 
 TEST_F(EADirectoryOnDevice, IsMadeWhileOthersRemoveEmptyFolders) {
