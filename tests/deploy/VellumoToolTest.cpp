@@ -60,7 +60,7 @@ TEST_F(VellumoTool, EndsItsToolWhenItIsEnded) {
     const Said said = Do(R"sh(
         document a.pdf x; long="sleep 600.$$"
         tool pdftk <<<"$long & "'touch "${5%/*}/.begun"; wait'
-        by pdftk A=$S/a.pdf cat A1-1 output $T/x.pdf &
+        opt/tools/pdftk A=$S/a.pdf cat A1-1 output $T/x.pdf &
         await eval 'ls rooms/*/out/.begun 2>/dev/null'
         kill -TERM $!; wait $!; echo $?
         await eval '! pgrep -f "^$long"'; ls -A $T rooms)sh");
