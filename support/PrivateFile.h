@@ -23,8 +23,7 @@ bool RemovePermissions(const Descriptor& file, mode_t bits);
 
 // Leaves the file or directory at `path`, if it belongs to the caller, to its owner alone. Does
 // not follow a link. Leaves errno as it is, and ignores failures: the next use of the file reports
-// them. Does not open the
-// file, so that the process keeps its record locks on it.
+// them. Does not open the file, so that the process keeps its record locks on it.
 void KeepForOwner(const std::string& path);
 
 // Makes sure that the regular file `path` (absolute) exists: creates a missing one empty with mode

@@ -7,7 +7,6 @@
 #include <syslog.h>
 #include <unistd.h>
 
-#include <algorithm>
 #include <array>
 #include <climits>
 #include <cstdio>
@@ -16,6 +15,7 @@
 #include <utility>
 #include <vector>
 
+#include "components.h"
 #include "fail.h"
 #include "support/Directory.h"
 #include "support/PrivateFile.h"
@@ -49,7 +49,7 @@ Descriptor OpenTarget(const Descriptor& above, const Descriptor& link) {
 
 // Returns the directory that the opened `entry` is or, as a link, leads to. A link of another user
 // could lead root anywhere, so it is refused.
-Descriptor AsDirectory(const Descriptor& above, Descriptor entry, Links links) {
+Descriptor AsDirectory(const Descriptor& above, Descriptor entry) {
     struct stat status {};
     if (fstat(entry.Get(), &status) != 0) {
         return {};
@@ -57,7 +57,7 @@ Descriptor AsDirectory(const Descriptor& above, Descriptor entry, Links links) {
     if (S_ISDIR(status.st_mode)) {
         return entry;
     }
-    if (!S_ISLNK(status.st_mode) || links == Links::Refused) {
+    if (!S_ISLNK(status.st_mode)) {
         errno = ENOTDIR;
         return {};
     }
@@ -146,7 +146,7 @@ Descriptor Make(const Descriptor& above, const std::string& name,
 // Returns the directory `name` in `above`, made if it is missing; an empty descriptor, with errno,
 // on failure.
 Descriptor Ensure(const Descriptor& above, const std::string& name,
-                  const DirectoryAttributes& attributes, Links links) {
+                  const DirectoryAttributes& attributes) {
     Descriptor entry = OpenEntry(above, name);
     if (!entry && errno == ENOENT) {
         Descriptor made = Make(above, name, attributes);
@@ -155,19 +155,7 @@ Descriptor Ensure(const Descriptor& above, const std::string& name,
         }
         entry = OpenEntry(above, name);  // another process was faster
     }
-    return entry ? AsDirectory(above, std::move(entry), links) : Descriptor();
-}
-
-std::vector<std::string> Components(std::string_view path) {
-    std::vector<std::string> components;
-    while (!path.empty()) {
-        const size_t end = std::min(path.find('/'), path.size());
-        if (end > 0) {
-            components.emplace_back(path.substr(0, end));
-        }
-        path.remove_prefix(std::min(end + 1, path.size()));
-    }
-    return components;
+    return entry ? AsDirectory(above, std::move(entry)) : Descriptor();
 }
 
 // Leaves a directory above scratch files to its owner. False, with errno, when it belongs to a user
@@ -188,14 +176,14 @@ bool KeepForOwner(const Descriptor& directory, const std::string& name, const st
 
 // Goes down from the root by descriptors, so that what was checked above is what is used below.
 bool EnsureTree(const std::string& path, const DirectoryAttributes& attributes) {
-    const std::vector<std::string> names = Components(path);
+    const std::vector<std::string> names = ComponentsOf(path);
     Descriptor place(open("/", O_PATH | O_DIRECTORY | O_CLOEXEC));
     bool isScratch = false;
     for (size_t i = 0; place && i < names.size(); ++i) {
         const bool isPrivate = isScratch && i + 1 < names.size();
         DirectoryAttributes own = attributes;
         own.mode &= isPrivate ? ~kOthers : ~mode_t{0};
-        place = Ensure(place, names[i], own, Links::Followed);
+        place = Ensure(place, names[i], own);
         if (isPrivate && place && !KeepForOwner(place, names[i], path)) {
             return false;
         }
@@ -206,7 +194,7 @@ bool EnsureTree(const std::string& path, const DirectoryAttributes& attributes) 
 
 }  // namespace
 
-bool EnsureDirectory(const std::string& path, const DirectoryAttributes& attributes, Links links) {
+bool EnsureDirectory(const std::string& path, const DirectoryAttributes& attributes) {
     const std::string trimmed = path.substr(0, path.find_last_not_of('/') + 1);
     const size_t slash = trimmed.rfind('/');
     if (trimmed.empty()) {
@@ -215,7 +203,7 @@ bool EnsureDirectory(const std::string& path, const DirectoryAttributes& attribu
     }
     const std::string folder = slash == std::string::npos ? "." : trimmed.substr(0, slash + 1);
     const Descriptor above(open(folder.c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC));
-    return above && Ensure(above, trimmed.substr(slash + 1), attributes, links);
+    return above && Ensure(above, trimmed.substr(slash + 1), attributes);
 }
 
 }  // namespace NAVO::platform

@@ -16,15 +16,11 @@ struct DirectoryAttributes {
     gid_t group = UID_ERR;
 };
 
-enum class Links { Followed, Refused };
-
 // Makes sure that `path` is a directory; its parent must exist. Leaves an existing directory as it
-// is. Never changes a directory that somebody else puts in the place of the new one. `links`:
-// whether a symbolic link to a directory counts as one, if it belongs to root or to the caller.
-// Returns false, with errno, on failure. Removes a new directory again when its attributes cannot
-// be set.
-bool EnsureDirectory(const std::string& path, const DirectoryAttributes& attributes,
-                     Links links = Links::Followed);
+// is. Never changes a directory that somebody else puts in the place of the new one. A symbolic
+// link to a directory counts as one if the link belongs to root or to the caller. Returns false,
+// with errno, on failure. Removes a new directory again when its attributes cannot be set.
+bool EnsureDirectory(const std::string& path, const DirectoryAttributes& attributes);
 
 }  // namespace NAVO::platform
 

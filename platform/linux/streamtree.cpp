@@ -12,6 +12,7 @@
 #include <cinttypes>
 #include <cstdio>
 
+#include "components.h"
 #include "support/Directory.h"
 
 namespace NAVO::platform {
@@ -22,20 +23,6 @@ constexpr std::string_view kVolume = "volume";
 constexpr size_t kKeyLength = 16;
 constexpr int kHexadecimal = 16;
 constexpr uint64_t kNanoseconds = 1000000000;
-
-// The components of a path; empty ones and "." mean nothing and are left out.
-std::vector<std::string> ComponentsOf(std::string_view path) {
-    std::vector<std::string> components;
-    while (!path.empty()) {
-        const size_t end = std::min(path.find('/'), path.size());
-        const std::string_view component = path.substr(0, end);
-        if (!component.empty() && component != ".") {
-            components.emplace_back(component);
-        }
-        path.remove_prefix(std::min(end + 1, path.size()));
-    }
-    return components;
-}
 
 bool IsVolume(std::string_view name) {
     return name.size() > kVolume.size() && name.starts_with(kVolume) &&

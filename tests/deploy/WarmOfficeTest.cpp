@@ -184,6 +184,17 @@ TEST_P(WarmOffice, HasAForkForEachDocumentAndKeepsNoneOfThem) {
     EXPECT_THAT(said, Says(0, "5\n"));
 }
 
+TEST_P(WarmOffice, GivesAForkNoWayButTheConnectionToItsCaller) {
+    // No socket to its parent, and no file of the caller's but in the fork's own room.
+    const Said said = Warm(R"sh(
+        document slow slow.fods
+        limit=3 office slow.fods >/dev/null 2>&1 & call=$!
+        await works slow.fods; ls -l /proc/$(child_process)/fd >$folder/files
+        grep -c 'socket:' $folder/files; grep -c "$S/\|$T/" $folder/files
+        wait $call; next_is_good)sh");
+    EXPECT_THAT(said, Says(0, "1\n0\n"));
+}
+
 TEST_P(WarmOffice, CarriesNothingFromOneDocumentToTheNext) {
     // One that would run a program, one that would show another document, and one whose office ends
     // in the middle and could be recovered.
