@@ -15,7 +15,7 @@ build_packages=(g++ cmake ninja-build pkg-config libjsoncpp-dev libboost-filesys
 tool_packages=(libreoffice-writer libreoffice-calc libreoffice-impress libreoffice-draw
     libreoffice-math python3-uno unoconv pdftk-java qpdf imagemagick ghostscript calibre
     fonts-dejavu fonts-liberation)
-test_packages=(procps poppler-utils abigail-tools mandoc acl shellcheck)
+test_packages=(procps poppler-utils abigail-tools mandoc acl shellcheck samba smbclient)
 # A container engine, which only root can run, and the programs that build the converters' image.
 engine_packages=(docker.io debootstrap docker-compose)
 check_packages=(clang clang-format clang-tidy libclang-rt-dev)
@@ -28,9 +28,10 @@ missing_packages() {
     done
 }
 
-# The services that the packages of a container engine would start together with the machine. The
-# tests do not need them: they start an engine of their own.
-engine_units=(docker.service docker.socket containerd.service)
+# The services that these packages would start together with the machine. The tests do not need them:
+# they start an engine and a Samba of their own.
+service_units=(docker.service docker.socket containerd.service smbd.service nmbd.service
+    samba-ad-dc.service)
 
 # Every installation script of a package asks this program whether it may start a service. The first
 # function makes the answer no, the second restores what was there before.
@@ -48,7 +49,7 @@ allow_starts() {
 # Installs packages without starting their services, neither now nor at the machine's next start.
 install_packages() {
     local unit new=()
-    for unit in "${engine_units[@]}"; do
+    for unit in "${service_units[@]}"; do
         [ -e "/lib/systemd/system/$unit" ] || new+=("$unit")
     done
     (
