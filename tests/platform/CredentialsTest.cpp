@@ -53,7 +53,7 @@ protected:
             return;
         }
         if (!_accounts) {
-            GTEST_SKIP() << "skipped: the device view has no /etc of its own";
+            GTEST_SKIP() << "skipped: no accounts of its own: the test may not mount them here";
         }
         if (const OrdinaryUser user; !user) {
             GTEST_SKIP() << "skipped: needs real root: other users cannot be taken here";

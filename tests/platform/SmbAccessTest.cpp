@@ -99,7 +99,7 @@ protected:
     void SetUp() override {
         OnDeviceTest::SetUp();
         if (!IsSkipped() && !_accounts) {
-            GTEST_SKIP() << "skipped: the device view has no /etc of its own";
+            GTEST_SKIP() << "skipped: no accounts of its own: the test may not mount them here";
         }
     }
 

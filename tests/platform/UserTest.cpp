@@ -45,7 +45,7 @@ protected:
             return;
         }
         if (!_accounts) {
-            GTEST_SKIP() << "skipped: the device view has no /etc of its own";
+            GTEST_SKIP() << "skipped: no accounts of its own: the test may not mount them here";
         }
         WriteFile(kSmbConf, "[global]\n workgroup = CORP\n realm = Corp.Example.Com\n");
     }

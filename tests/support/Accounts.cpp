@@ -1,8 +1,10 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "Accounts.h"
 
-#include <algorithm>
-#include <array>
+#include <sched.h>
+#include <sys/mount.h>
+
+#include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
@@ -12,25 +14,19 @@ namespace {
 
 namespace fs = std::filesystem;
 
-constexpr std::array<const char*, 3> kFiles = {"passwd", "group", "nsswitch.conf"};
-constexpr const char* kEtc = "/etc/";
-constexpr const char* kHostEtc = "/.host-etc/";  // the targets of the view's links
-
-bool IsViewsLink(const char* file) {
-    std::error_code error;
-    return fs::read_symlink(std::string(kEtc) + file, error) == std::string(kHostEtc) + file;
-}
+const std::string kEtc = "/etc/";
+constexpr const char* kContents = "/device/accounts/";
 
 std::string HostContent(const char* file) {
-    std::ifstream content(std::string(kHostEtc) + file);
+    std::ifstream content(kEtc + file);
     return {std::istreambuf_iterator<char>(content), {}};
 }
 
-// Renames a new file to the path, which replaces the link itself, not its target.
-void Replace(const char* file, const std::string& content) {
-    const std::string path = std::string(kEtc) + file;
-    std::ofstream(path + ".new") << content;
-    fs::rename(path + ".new", path);
+// Mounts that are made from now on are seen by this process and its children alone, even where the
+// device view is no view but the machine itself.
+bool HasMountsOfItsOwn() {
+    return std::getenv("VELLUMO_DEVICE") != nullptr && unshare(CLONE_NEWNS) == 0 &&
+           mount("none", "/", nullptr, MS_REC | MS_PRIVATE, nullptr) == 0;
 }
 
 std::string Line(const TestAccount& account) {
@@ -57,24 +53,32 @@ std::string Lines(const std::vector<Entry>& entries) {
 
 }  // namespace
 
-Accounts::Accounts(const std::vector<TestAccount>& accounts, const std::vector<TestGroup>& groups)
-    : _isInstalled(std::all_of(kFiles.begin(), kFiles.end(), IsViewsLink)) {
-    if (_isInstalled) {
-        Replace("nsswitch.conf", "passwd: files\ngroup: files\n");
-        Replace("passwd", HostContent("passwd") + Lines(accounts));
-        Replace("group", HostContent("group") + Lines(groups));
+Accounts::Accounts(const std::vector<TestAccount>& accounts, const std::vector<TestGroup>& groups) {
+    if (!HasMountsOfItsOwn()) {
+        return;
     }
+    std::error_code error;  // ignored: then the next calls fail
+    fs::create_directories(kContents, error);
+    const std::string passwd = HostContent("passwd") + Lines(accounts);
+    const std::string group = HostContent("group") + Lines(groups);
+    _isInstalled = Covers("nsswitch.conf", "passwd: files\ngroup: files\n") &&
+                   Covers("passwd", passwd) && Covers("group", group);
+}
+
+bool Accounts::Covers(const char* file, const std::string& content) {
+    const std::string source = std::string(kContents) + file;
+    const std::string target = kEtc + file;
+    std::ofstream(source) << content;
+    if (mount(source.c_str(), target.c_str(), nullptr, MS_BIND, nullptr) != 0) {
+        return false;
+    }
+    _covered.push_back(target);
+    return true;
 }
 
 Accounts::~Accounts() {
-    if (!_isInstalled) {
-        return;
-    }
-    for (const char* file : kFiles) {
-        const std::string path = std::string(kEtc) + file;
-        std::error_code error;  // ignored: the view ends soon, with all these files
-        fs::create_symlink(std::string(kHostEtc) + file, path + ".new", error);
-        fs::rename(path + ".new", path, error);
+    for (const std::string& path : _covered) {
+        umount2(path.c_str(), MNT_DETACH);
     }
 }
 

@@ -22,9 +22,9 @@ struct TestGroup {
     std::vector<std::string> members;
 };
 
-// A device view has its own /etc with links to the machine's files. While this object lives, files
-// replace three of the links: passwd and group with additional lines, and an nsswitch.conf that
-// reads only these files.
+// While this object lives, this process and its children see files of the tests' own at three
+// places in /etc: passwd and group with additional lines, and an nsswitch.conf that reads only
+// these files.
 class Accounts {
 public:
     Accounts(const std::vector<TestAccount>& accounts, const std::vector<TestGroup>& groups);
@@ -32,11 +32,14 @@ public:
     Accounts(const Accounts&) = delete;
     Accounts& operator=(const Accounts&) = delete;
 
-    // Whether the accounts exist. False where /etc is not that of a view; nothing is changed then.
+    // Whether the accounts exist: false outside a device view and where the process may not mount.
     explicit operator bool() const { return _isInstalled; }
 
 private:
-    bool _isInstalled;
+    bool Covers(const char* file, const std::string& content);
+
+    std::vector<std::string> _covered;
+    bool _isInstalled = false;
 };
 
 // Accounts for every kind of permission: ann (1001, in staff2), bob (1002), carl (1003, in g1 to

@@ -22,7 +22,7 @@ protected:
             GTEST_SKIP() << "skipped: needs real root: other users cannot be taken here";
         }
         if (!_accounts) {
-            GTEST_SKIP() << "skipped: the device view has no /etc of its own";
+            GTEST_SKIP() << "skipped: no accounts of its own: the test may not mount them here";
         }
         MakeDocument("a.docx");
         MakeDirectory("/volume1/docs/closed/inner");

@@ -33,7 +33,7 @@ protected:
             GTEST_SKIP() << "skipped: needs real root: other users cannot be taken here";
         }
         if (!_accounts) {
-            GTEST_SKIP() << "skipped: the device view has no /etc of its own";
+            GTEST_SKIP() << "skipped: no accounts of its own: the test may not mount them here";
         }
         chmod("/volume1/docs", 0777);
         Keep(kMine, "made of mine", 0644);

@@ -25,7 +25,7 @@ protected:
             GTEST_SKIP() << "skipped: needs real root: other users cannot be taken here";
         }
         if (!_accounts) {
-            GTEST_SKIP() << "skipped: the device view has no /etc of its own";
+            GTEST_SKIP() << "skipped: no accounts of its own: the test may not mount them here";
         }
         WriteFile("/volume1/docs/a.docx", "content");
         MakeDirectory("/volume1/homes/bob");

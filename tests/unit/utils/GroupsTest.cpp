@@ -25,7 +25,7 @@ protected:
     }
     void SetUp() override {
         if (!_accounts) {
-            GTEST_SKIP() << "skipped: the device view has no /etc of its own";
+            GTEST_SKIP() << "skipped: no accounts of its own: the test may not mount them here";
         }
     }
     NAVOUSER* User(const char* name) {

@@ -24,7 +24,7 @@ protected:
     ~Users() override { PlatformDouble::Get().Reset(); }
     void SetUp() override {
         if (!_accounts) {
-            GTEST_SKIP() << "skipped: the device view has no /etc of its own";
+            GTEST_SKIP() << "skipped: no accounts of its own: the test may not mount them here";
         }
         WriteFile("/etc/samba/smb.conf",
                   "[global]\n workgroup = CORP\n realm = corp.example.com\n");

@@ -129,7 +129,7 @@ TEST_F(ViewLogging, OfAVisitorWithoutAnAccountIsChargedToTheOwnerAndBeginsWithAB
 TEST_F(ViewLogging, OfAVisitorWithAnAccountNamesTheVisitor) {
     const Accounts accounts(SomeAccounts(), SomeGroups());
     if (!accounts) {
-        GTEST_SKIP() << "skipped: the device view has no /etc of its own";
+        GTEST_SKIP() << "skipped: no accounts of its own: the test may not mount them here";
     }
     Share("bob", 1005);
     EXPECT_TRUE(View("a.docx"));
