@@ -15,7 +15,8 @@ build_packages=(g++ cmake ninja-build pkg-config libjsoncpp-dev libboost-filesys
 tool_packages=(libreoffice-writer libreoffice-calc libreoffice-impress libreoffice-draw
     libreoffice-math python3-uno unoconv pdftk-java qpdf imagemagick ghostscript calibre
     fonts-dejavu fonts-liberation)
-test_packages=(procps poppler-utils abigail-tools mandoc acl shellcheck samba smbclient)
+test_packages=(procps poppler-utils abigail-tools mandoc acl shellcheck samba samba-vfs-modules
+    smbclient)
 # A container engine, which only root can run, and the programs that build the converters' image.
 engine_packages=(docker.io debootstrap docker-compose)
 check_packages=(clang clang-format clang-tidy libclang-rt-dev)

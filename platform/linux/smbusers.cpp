@@ -16,18 +16,9 @@ constexpr char kDomainEnd = '\\';
 constexpr std::string_view kSigns = "@+&";
 
 // Looks a name up as it is spelled, then in lower case, in which local names usually are.
-template <typename Find>
-auto FindAnyCase(Find find, const std::string& name) {
-    auto found = find(name);
-    return found ? found : find(LowerCase(name));
-}
-
 std::optional<Account> AccountCalled(const std::string& name) {
-    return FindAnyCase([](const std::string& spelled) { return FindAccount(spelled); }, name);
-}
-
-std::optional<Group> GroupCalled(const std::string& name) {
-    return FindAnyCase([](const std::string& spelled) { return FindGroup(spelled); }, name);
+    auto found = FindAccount(name);
+    return found ? found : FindAccount(LowerCase(name));
 }
 
 std::string GroupName(gid_t group) {
@@ -71,6 +62,7 @@ std::string ServiceUser::Domain() const {
     return end == std::string::npos ? _workgroup : _account.name.substr(0, end);
 }
 
+// Samba replaces no other variable in a list of users, not %u and %g either.
 std::optional<std::string> ServiceUser::ValueOf(char variable, Form form) const {
     switch (variable) {
         case '%':
@@ -79,10 +71,8 @@ std::optional<std::string> ServiceUser::ValueOf(char variable, Form form) const 
             // A home is called like its owner.
             return _service == _account.name ? Name(form) : _service;
         case 'U':
-        case 'u':
             return Name(form);
         case 'G':
-        case 'g':
             return GroupName(_account.gid);
         case 'D':
             return Domain();
@@ -122,19 +112,22 @@ bool ServiceUser::IsNamed(std::string_view entry) const {
     if (LowerCase(name) == LowerCase(_account.name)) {
         return true;
     }
+    // Samba takes a name without a sign for a user's alone, also when only a group has it.
     const auto account = AccountCalled(name);
-    return account ? account->uid == _account.uid : IsInGroup(name);
+    return account && account->uid == _account.uid;
 }
 
-// A name service may know a name in one spelling only, so the names of the user's own groups are
-// compared too.
+// The letters of a local group's name have to be as they are written. Those of a domain's group do
+// not, but a name service may know it in one spelling only, so the names of the user's own groups
+// are compared too.
 bool ServiceUser::IsInGroup(const std::string& name) const {
-    if (const auto group = GroupCalled(name)) {
+    if (const auto group = FindGroup(name)) {
         return std::find(_groups.begin(), _groups.end(), group->gid) != _groups.end();
     }
-    return std::any_of(_groups.begin(), _groups.end(), [&name](gid_t group) {
-        return LowerCase(GroupName(group)) == LowerCase(name);
-    });
+    return name.find(kDomainEnd) != std::string::npos &&
+           std::any_of(_groups.begin(), _groups.end(), [&name](gid_t group) {
+               return LowerCase(GroupName(group)) == LowerCase(name);
+           });
 }
 
 }  // namespace NAVO::platform

@@ -18,12 +18,11 @@ public:
     ServiceUser(Account account, std::string service, std::string workgroup);
 
     // Whether `list` names the user: one entry is the user's account, or a group that the user is
-    // in. The case of letters does not matter.
+    // in. The case of letters does not matter, except in the name of a local group.
     //
-    // A name after "+" or "@" is that of a group; one without a sign is that of an account or, when
-    // there is no such account, of a group. Netgroups ("&NAME", and the first meaning of "@NAME")
-    // are unknown here and name nobody. %S, %U, %u, %g, %G, %D and %w are replaced; an entry with
-    // another variable, whose value only a session knows, names nobody.
+    // A name after "+" or "@" is that of a group, one without a sign that of an account. Netgroups
+    // ("&NAME", and the first meaning of "@NAME") are unknown here and name nobody. %S, %U, %G, %D
+    // and %w are replaced, as in Samba; an entry with another variable names nobody.
     bool IsIn(const std::string& list) const;
 
     // The same for one entry.

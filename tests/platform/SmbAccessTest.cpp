@@ -153,12 +153,19 @@ TEST_F(SmbAccessOnDevice, IsNotGivenToInvalidUsers) {
 }
 
 TEST_F(SmbAccessOnDevice, IsGivenToGroupsInEverySpelling) {
-    for (const char* list : {"@staff2", "+staff2", "+&staff2", "&+staff2", "staff2", "@Staff2"}) {
+    for (const char* list : {"@staff2", "+staff2", "+&staff2", "&+staff2"}) {
         EXPECT_EQ(Ask(std::string("valid users = ") + list, "ann"), NAVO_SHARE_NOT_REFUSED) << list;
         EXPECT_EQ(Ask(std::string("valid users = ") + list, "bob"), NAVO_SHARE_USER_NOT_VALID)
             << list;
         EXPECT_EQ(Ask(std::string("invalid users = ") + list, "ann"), NAVO_SHARE_USER_INVALID)
             << list;
+    }
+}
+
+TEST_F(SmbAccessOnDevice, AGroupWithoutASignOrInAnotherCaseNamesNobody) {
+    for (const char* list : {"staff2", "@Staff2"}) {
+        EXPECT_EQ(Ask(std::string("valid users = ") + list, "ann"), NAVO_SHARE_USER_NOT_VALID);
+        EXPECT_EQ(Ask(std::string("invalid users = ") + list, "ann"), NAVO_SHARE_NOT_REFUSED);
     }
 }
 
@@ -186,8 +193,9 @@ TEST_F(SmbAccessOnDevice, KnowsUsersAndGroupsOfADomain) {
 
 TEST_F(SmbAccessOnDevice, ReplacesVariables) {
     EXPECT_EQ(Ask("valid users = %U", "ann"), NAVO_SHARE_NOT_REFUSED);
-    EXPECT_EQ(Ask("valid users = %u", "ann"), NAVO_SHARE_NOT_REFUSED);
-    EXPECT_EQ(Ask("valid users = @%g", "ann"), NAVO_SHARE_NOT_REFUSED);
+    EXPECT_EQ(Ask("valid users = @%G", "ann"), NAVO_SHARE_NOT_REFUSED);
+    EXPECT_EQ(Ask("valid users = %u", "ann"), NAVO_SHARE_USER_NOT_VALID);
+    EXPECT_EQ(Ask("valid users = @%g", "ann"), NAVO_SHARE_USER_NOT_VALID);
     EXPECT_EQ(Ask("valid users = %S", "ann"), NAVO_SHARE_USER_NOT_VALID);
     EXPECT_EQ(Ask("valid users = %I", "ann"), NAVO_SHARE_USER_NOT_VALID);
     EXPECT_EQ(Ask("valid users = ann%", "ann"), NAVO_SHARE_USER_NOT_VALID);

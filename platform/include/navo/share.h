@@ -96,8 +96,7 @@ enum NAVOShareRefusal : int {
 //
 // The settings of [global] are valid in each share that does not set them itself; the lists of
 // hosts in [global] always are. Entries of the lists of users are accounts, groups ("@NAME",
-// "+NAME") and the variables %S, %U, %u, %G, %g, %D and %w; netgroups are not known here and name
-// nobody.
+// "+NAME") and the variables %S, %U, %G, %D and %w; netgroups are not known here and name nobody.
 NAVO_API int NAVOShareAccessGet(const NAVOSHAREFILE* file, const char* address,
                                 NAVOShareRefusal* refusal);
 
