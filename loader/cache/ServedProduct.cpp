@@ -26,7 +26,7 @@ std::optional<ServedProduct> OpenServed(const Document& document, const std::str
                                         const std::string& address) {
     const OpenedPlace checked = OpenFor(document, address);
     const std::string directory = DirectoryOfChecked(document, checked);
-    auto served = OpenProduct(directory + '/' + stream);
+    auto served = directory.empty() ? std::nullopt : OpenProduct(directory + '/' + stream);
     if (!served || IsOutOfDate(served->product.st_mtim, checked.Status().st_mtim) ||
         cache.IsTargetModified(document.realPath)) {
         return std::nullopt;

@@ -25,6 +25,7 @@ using vellumo::support::RemoveContents;
 constexpr mode_t kMode = S_IRWXU;
 constexpr mode_t kModeAbove = 0755;  // of the folder above kTreeElsewhere
 constexpr mode_t kForOthers = S_IRWXG | S_IRWXO;
+constexpr mode_t kForOthersToWrite = S_IWGRP | S_IWOTH;
 constexpr int kFlags = 1;    // the only value of NAVOEAMKDir's and NAVOEARMDir's flags
 constexpr int kTries = 100;  // to make a directory while another process removes empty folders
 
@@ -67,14 +68,28 @@ bool IsRootsAlone(const struct stat& status) {
     return S_ISDIR(status.st_mode) && status.st_uid == 0 && (status.st_mode & kForOthers) == 0;
 }
 
-// False, with errno, when something else than a tree that only root can enter is in its place.
+// Whether nobody but root can rename what is root's in the directory, and put something else there.
+bool KeepsRootsNames(const struct stat& status) {
+    return S_ISDIR(status.st_mode) && status.st_uid == 0 &&
+           ((status.st_mode & kForOthersToWrite) == 0 || (status.st_mode & S_ISVTX) != 0);
+}
+
+// The folder above is root's, and may be a link.
+std::string FolderAbove(const std::string& tree) {
+    return tree.substr(0, tree.rfind('/'));
+}
+
+// False, with errno, when something else than a tree that only root can enter is in its place, or
+// when somebody else could put it there at any time.
 bool IsUsable(const std::string& tree) {
+    struct stat above {};
     struct stat status {};
-    if (fstatat(AT_FDCWD, tree.c_str(), &status, AT_SYMLINK_NOFOLLOW) != 0) {
+    if (stat(FolderAbove(tree).c_str(), &above) != 0 ||
+        (KeepsRootsNames(above) && lstat(tree.c_str(), &status) != 0)) {
         return errno == ENOENT || errno == ENOTDIR;
     }
     errno = EPERM;
-    return IsRootsAlone(status);
+    return KeepsRootsNames(above) && IsRootsAlone(status);
 }
 
 // The identity of a file that is gone, if there is just one directory of its name.
@@ -124,22 +139,17 @@ Descriptor OpenOrMake(const Descriptor& above, const std::string& name, mode_t m
     return directory;
 }
 
-// Opens the tree, and creates it if it is missing. The folder above it is root's, and may be a
-// link.
+// Opens the tree, and creates it if it is missing.
 Descriptor OpenTree(const std::string& tree) {
-    const std::string above = tree.substr(0, tree.rfind('/'));
+    if (!IsUsable(tree)) {
+        return {};
+    }
+    const std::string above = FolderAbove(tree);
     if (tree == kTreeElsewhere) {
         mkdir(above.c_str(), kModeAbove);  // if it fails, so does the next call
     }
     const Descriptor folder(open(above.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
-    Descriptor directory =
-        folder ? OpenOrMake(folder, tree.substr(above.size() + 1), kMode) : Descriptor();
-    struct stat status {};
-    if (directory && (fstat(directory.Get(), &status) != 0 || !IsRootsAlone(status))) {
-        errno = EPERM;
-        return {};
-    }
-    return directory;
+    return folder ? OpenOrMake(folder, tree.substr(above.size() + 1), kMode) : Descriptor();
 }
 
 // Removes what was kept of other files that had this name.
@@ -249,6 +259,9 @@ int NAVOEARMDir(int flags, const char* directory) {
         return Fail(NAVO_ERR_BAD_PARAMETERS, EINVAL);
     }
     const std::string path = place->Path();
+    if (!NAVO::platform::IsUsable(place->tree)) {
+        return Fail(NAVO_ERR_IO);
+    }
     const auto opened = NAVO::platform::OpenDirectory(path);
     if (!opened) {
         return errno == ENOENT ? 0 : Fail(NAVO_ERR_IO);

@@ -288,6 +288,27 @@ TEST_F(EADirectoryOnDevice, IsRefusedInATreeThatIsNotRootsAlone) {
     ExpectFailure(ask, -1, kNotRootsAlone);
 }
 
+TEST_F(EADirectoryOnDevice, IsRefusedWhereOthersMayExchangeTheTree) {
+    const std::string stream = Keep(file);
+    const std::string made = DirectoryOf(file);
+    std::array<char, 4096> buffer{};
+    const auto ask = [&] { return NAVOEADirPath(0, file.c_str(), buffer.data(), buffer.size()); };
+    for (const mode_t mode : {0775U, 0757U, 0777U}) {
+        chmod("/volume1", mode);
+        ExpectFailure(ask, -1, kNotRootsAlone);
+        EXPECT_EQ(NAVOEAMKDir(1, made.c_str()), -1);
+        EXPECT_EQ(NAVOEARMDir(1, made.c_str()), -1);
+    }
+    chmod("/volume1", 01777);
+    ExpectSuccess(ask, 0);
+    chmod("/volume1", 0755);
+    if (chown("/volume1", 12345, 0) == 0) {
+        ExpectFailure(ask, -1, kNotRootsAlone);
+        chown("/volume1", 0, 0);
+    }
+    EXPECT_TRUE(Exists(stream));
+}
+
 TEST_F(EADirectoryOnDevice, IsNotMadeInATreeOfSomebodyElse) {
     const std::string made = DirectoryOf(file);
     ASSERT_EQ(mkdir(kTree, 0755), 0);

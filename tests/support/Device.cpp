@@ -194,6 +194,7 @@ bool HasOtherUsers() {
 void PrepareFreshDevice(const std::string& kept) {
     Empty("/volume1", kept);
     Empty("/volume2");
+    chmod("/volume1", 0755);
     Empty("/usr/navo");
     Empty("/var/log/navo");
     for (const char* directory : {"/volume1/docs", "/volume1/docker", "/volume1/homes/ann",

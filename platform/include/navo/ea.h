@@ -15,8 +15,8 @@
 // These operations refuse a file's path (NAVO_ERR_BAD_PARAMETERS, EINVAL) that is null, empty or
 // relative, ends in a slash or in "/." or has a component "..". A result that does not fit into its
 // buffer is NAVO_ERR_NAME_TOO_LONG (ENAMETOOLONG). When something else is in the place of the tree,
-// or others than root may enter it, they fail with NAVO_ERR_NO_PERMISSION (EPERM). Several threads
-// and processes may call them at once.
+// others than root may enter it, or others than root may put something in its place, they fail with
+// NAVO_ERR_NO_PERMISSION (EPERM). Several threads and processes may call them at once.
 
 // Fills `buffer` (`size` bytes) with the NUL-terminated path of the directory of the file `path`.
 // Root's process may act as any user meanwhile. The directory need not exist. The path stays the

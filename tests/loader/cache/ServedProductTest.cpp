@@ -6,6 +6,8 @@
 
 #include <array>
 #include <cstdio>
+#include <cstring>
+#include <filesystem>
 
 #include "Accounts.h"
 #include "Device.h"
@@ -20,8 +22,10 @@ namespace {
 
 using namespace vellumo::test;
 namespace core = NAVO::VELLUMO;
+namespace fs = std::filesystem;
 
 constexpr const char* kPdf = "NAVODOC_THUMB.pdf";
+constexpr const char* kTree = "/volume1/@navoea";
 constexpr const char* kMine = "/volume1/docs/mine.docx";
 constexpr const char* kSecret = "/volume1/docs/secret.docx";
 
@@ -113,6 +117,25 @@ TEST_F(Served, IsNeverTheSecretWhileSomebodyExchangesTheFiles) {
     }
     EXPECT_GT(seen[0], 0) << "the secret never had the name";
     EXPECT_GT(seen[1], 0) << "ann's file never had the name";
+}
+
+// On a volume whose root users may write to, ann exchanges the tree of the products for one of her
+// own, in which the directory of her document is a link to that of the secret.
+TEST_F(Served, AttackATreeThatIsExchangedForAForgeryIsNeverServed) {
+    const std::string mine = EADirectoryOf(kMine);
+    const std::string secret = EADirectoryOf(kSecret);
+    const std::string link = "/volume1/forged" + mine.substr(std::strlen(kTree));
+    MakeDirectory(fs::path(link).parent_path());
+    fs::create_directory_symlink("/volume1/forged" + secret.substr(std::strlen(kTree)), link);
+    ASSERT_EQ(RunProgram({"chown", "-Rh", "65534", "/volume1/forged"}).status, 0);
+    chmod("/volume1", 0777);
+    const Attacker ann(
+        [] { renameat2(AT_FDCWD, kTree, AT_FDCWD, "/volume1/forged", RENAME_EXCHANGE); });
+    ASSERT_TRUE(ann);
+    core::CacheManager cache(false, 0);
+    for (int i = 0; i < 10000; ++i) {
+        ASSERT_NE(ForAnn(cache, "/docs/mine.docx"), "made of the secret") << "in round " << i;
+    }
 }
 
 TEST_F(Served, IsNotMadeOfTheSecretByAConversionForTheCheckedFile) {
