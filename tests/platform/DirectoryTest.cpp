@@ -197,6 +197,33 @@ TEST_F(ScratchTreeTest, IsRefusedWhenItBelongsToAnotherAccount) {
     EXPECT_EQ(StatusOf(package).st_uid, 65534U);
 }
 
+// An account tries to open the tree for as long as it is made, and keeps the way in for later.
+TEST_F(ScratchTreeTest, CannotBeEnteredInItsFirstMomentEither) {
+    constexpr int kRounds = 10000;
+    const Umask mask(0);
+    const std::string won = At("won");
+    const vellumo::test::Attacker other([&] {
+        if (chdir(package.c_str()) == 0) {
+            WriteFile(won, "");
+            chdir("/");
+        }
+    });
+    if (!other) {
+        GTEST_SKIP() << "no other user to be";
+    }
+    for (int round = 0; round < kRounds && !Exists(won); ++round) {
+        ASSERT_EQ(Make(package + "/@tmp", TRUE), 0);
+        rmdir((package + "/@tmp").c_str());
+        rmdir(package.c_str());
+    }
+    EXPECT_FALSE(Exists(won));
+    ASSERT_EQ(mkdir(package.c_str(), 0755), 0);
+    for (int i = 0; i < 1000 && !Exists(won); ++i) {
+        usleep(10000);
+    }
+    EXPECT_TRUE(Exists(won)) << "the attack does not work at all";
+}
+
 TEST_F(MakeDirectoryTest, DoesNotFollowTheLinkOfAnotherAccount) {
     ASSERT_EQ(mkdir(At("roots").c_str(), 0700), 0);
     const auto made = vellumo::test::AsOther(

@@ -170,6 +170,23 @@ TEST_F(XferLogOnDevice, SomebodyElsesLockIsWaitedForAndThenGivenUp) {
     EXPECT_EQ(Entries().size(), 2U);
 }
 
+TEST_F(XferLogOnDevice, CannotBeLockedByAnotherAccount) {
+    EXPECT_EQ(Log("a"), 0);
+    const auto lock = [] {
+        return vellumo::test::AsOther([] {
+            const int opened = open(kLog, O_RDONLY | O_CLOEXEC);
+            return opened >= 0 && flock(opened, LOCK_EX | LOCK_NB) == 0 ? 0 : errno;
+        });
+    };
+    const auto error = lock();
+    if (!error) {
+        GTEST_SKIP() << "no other user to be";
+    }
+    EXPECT_EQ(*error, EACCES);
+    chmod(kLog, 0644);
+    EXPECT_EQ(lock(), 0) << "the attack does not work at all";
+}
+
 TEST_F(XferLogOnDevice, EntriesOfSeveralProcessesAreAllThere) {
     constexpr int kProcesses = 4;
     constexpr int kEntries = 50;

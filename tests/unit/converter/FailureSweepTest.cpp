@@ -110,7 +110,7 @@ protected:
         using std::filesystem::perms;
         for (const char* path : {"/volume1", "/volume1/docker", "/volume1/docs", "/device",
                                  "/device/tool-script", "/var/packages/Vellumo/etc", kStateFile}) {
-            std::filesystem::permissions(path, perms::all);
+            std::filesystem::permissions(path, perms::all | perms::sticky_bit);
         }
         WriteFile("/volume1/docs/a.docx", "document");
         std::filesystem::permissions("/volume1/docs/a.docx", perms::all);
