@@ -31,6 +31,8 @@ missing_packages() {
 
 # The services that these packages would start together with the machine. The tests do not need them:
 # they start an engine and a Samba of their own.
+unit_files=/lib/systemd/system
+init_scripts=/etc/init.d
 service_units=(docker.service docker.socket containerd.service smbd.service nmbd.service
     samba-ad-dc.service)
 
@@ -51,7 +53,7 @@ allow_starts() {
 install_packages() {
     local unit new=()
     for unit in "${service_units[@]}"; do
-        [ -e "/lib/systemd/system/$unit" ] || new+=("$unit")
+        [ -e "$unit_files/$unit" ] || new+=("$unit")
     done
     (
         trap allow_starts EXIT
@@ -59,9 +61,9 @@ install_packages() {
         apt-get install -y -qq --no-install-recommends "$@" >/dev/null
     )
     for unit in "${new[@]}"; do
-        [ -e "/lib/systemd/system/$unit" ] || continue
+        [ -e "$unit_files/$unit" ] || continue
         ! command -v systemctl >/dev/null || systemctl --quiet disable "$unit"
-        [ ! -e "/etc/init.d/${unit%.service}" ] || update-rc.d "${unit%.service}" disable
+        [ ! -e "$init_scripts/${unit%.service}" ] || update-rc.d "${unit%.service}" disable
     done
 }
 

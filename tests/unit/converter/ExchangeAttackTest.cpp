@@ -20,7 +20,7 @@ namespace fs = std::filesystem;
 
 constexpr const char* kMine = "/volume1/docs/mine.docx";
 constexpr const char* kSecret = "/volume1/docs/secret.docx";
-constexpr const char* kSecretContent = "the secret";
+constexpr const char* kSecretContent = "the content of the secret";
 
 class ExchangeAttack : public CacheTest {
 protected:
@@ -29,7 +29,7 @@ protected:
             GTEST_SKIP() << "skipped: needs real root: other users cannot be taken here";
         }
         chmod("/volume1/docs", 0777);
-        WriteFile(kMine, "of the user");
+        WriteFile(kMine, "the content of the user");
         WriteFile(kSecret, kSecretContent);
         chmod(kSecret, 0600);
         source.SetData("realPath", kMine, true);
@@ -60,7 +60,7 @@ protected:
 };
 
 TEST_F(ExchangeAttack, NeverConvertsTheSecretForTheFileThatTheUserMayRead) {
-    constexpr int kRounds = 1000;
+    constexpr int kRounds = 1500;
     const Attacker user(Exchange);
     ASSERT_TRUE(user);
     std::array<int, 2> seen{};
