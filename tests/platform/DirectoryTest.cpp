@@ -205,7 +205,7 @@ TEST_F(ScratchTreeTest, CannotBeEnteredInItsFirstMomentEither) {
     const vellumo::test::Attacker other([&] {
         if (chdir(package.c_str()) == 0) {
             WriteFile(won, "");
-            chdir("/");
+            static_cast<void>(chdir("/"));
         }
     });
     if (!other) {
