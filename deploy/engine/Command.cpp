@@ -5,6 +5,7 @@
 #include <string_view>
 
 #include "Failure.h"
+#include "support/ChildProcess.h"
 #include "vellumo/Constants.h"
 
 namespace vellumo::engine {
@@ -64,6 +65,17 @@ Command ParseCommand(const std::vector<std::string>& words) {
     Command command{words[1], {words.begin() + 2, words.end()}, ""};
     command.document = FindDocument(command.arguments);
     return command;
+}
+
+products ProductsOf(const Command& command) {
+    using NAVO::VELLUMO::SZF_COVERT_SOURCE_DIR;
+    using NAVO::VELLUMO::SZF_COVERT_TARGET_DIR;
+    products names{};
+    std::vector<std::string> arguments = command.arguments;
+    const std::vector<char*> words = support::ArgumentVector(arguments);
+    products_find(static_cast<int>(arguments.size()), words.data(), SZF_COVERT_SOURCE_DIR,
+                  SZF_COVERT_TARGET_DIR, &names);
+    return names;
 }
 
 }  // namespace vellumo::engine

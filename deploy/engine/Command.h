@@ -5,6 +5,8 @@
 #include <string>
 #include <vector>
 
+#include "exchange/products.h"
+
 namespace vellumo::engine {
 
 // The words of `docker exec NAME COMMAND…`.
@@ -17,6 +19,9 @@ struct Command {
 // Reads the words after the program's own name: `exec`, a container name and a command. Throws
 // Failure when one of them is missing, and for a command that names two documents.
 Command ParseCommand(const std::vector<std::string>& words);
+
+// Returns the names that the command's products may have.
+products ProductsOf(const Command& command);
 
 // Throws Failure when `name` is not a valid container name.
 void CheckContainerName(const std::string& name);

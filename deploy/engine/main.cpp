@@ -62,13 +62,14 @@ int ExecuteCold(const Command& command, const ScratchTree& tree, ChildProcess& c
     if (!command.document.empty()) {
         CopyDocument(tree.source + command.document, scratch.Source() + command.document);
     }
-    const int status = RunInSandbox(command.arguments, scratch, child);
-    if (status == kTooLarge) {
+    int status = RunInSandbox(command.arguments, scratch, child);
+    if (status == kTooLarge || (status != 0 && scratch.IsFull())) {
+        status = kTooLarge;
         std::cerr
             << "vellumo-engine: the command made more than 768 MiB, of which nothing is kept\n";
     }
     if (status != kTimeLimit && status < kKilled) {
-        scratch.Publish(tree.target);
+        scratch.Publish(tree.target, ProductsOf(command));
     }
     return status;
 }

@@ -11,15 +11,16 @@ above=${T%/*}
 cold() { local container=cold; "$@"; }
 without_cold() { mount --bind /usr/bin/false /usr/bin/bwrap; }
 processes() { pgrep -x $1; }
+obey() { mount --bind $folder/obedient "$(dirname "$engine")/engine-data/bin/pdftk"; }
 list_office() { ps ax -o comm= | grep -e office -e keep; }
 in_office() { nsenter -t $(keeper_process) -m "$@"; }
 office_socket() { echo $above/.warm-navo1/run/office; }
 end_caller() { kill -$1 $(pgrep -f "^docker exec .*/$2$"); }
 left() {
     docker exec none true  # takes away what killed engines have left
-    ls -A $T; ls -A $above | grep engine
+    ls -A $T; [ $(ls -dA $above/.engine-* | wc -l) -eq $(ls -dA $above/.warm-* | wc -l) ] || ls -A $above
     processes soffice.bin; processes office-child
-    in_office ls -A /tmp /dev/shm | awk '!/^(home|vellumo-office-.*|\/.*:|)$/'
+    in_office ls -A /tmp /dev/shm | awk '!/^(home|vellumo-rooms|vellumo-office-.*|\/.*:|)$/'
     in_office sh -c 'ls -d /tmp/vellumo-office-*' | tail -n +2
     in_office sh -c 'ls -A /tmp/vellumo-office-*' | awk '!/^(own|profile|room-[0-9]*)$/ || /room/ && ++rooms > 1'
 }

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 // What a command run by the engine can do and cannot, with ordinary programs in the tools' place.
 #include "Shell.h"
+#include "jail/users.h"
 
 namespace vellumo::test {
 namespace {
@@ -170,11 +171,18 @@ TEST_F(Engine, GivesTheCommandNoPowers) {
                      "CapEff:\t0000000000000000\nCapAmb:\t0000000000000000\nNoNewPrivs:\t1\n"));
 }
 
-TEST_F(Engine, RunsTheCommandAsNobodyWhereThereIsOne) {
+TEST_F(Engine, RunsEachCommandAsAUserOfItsOwn) {
     if (!IsRoot()) {
         GTEST_SKIP() << "an ordinary user's view has root alone";
     }
-    EXPECT_THAT(InView("tool id -un; tool id -gn"), Says(0, "nobody\nnogroup\n"));
+    // The first waits for the second.
+    const Said said = InView(R"sh(
+        docker exec navo1 sh -c 'id -u; id -g; sleep 60' >$folder/one & one=$!
+        await grep -qs . $folder/one
+        tool id -u; kill $one; wait $one; sort -u $folder/one)sh");
+    const uid_t first = users_block(0) + USERS_OF_OFFICE;
+    EXPECT_THAT(said, Says(0, std::to_string(first + USERS_IN_BLOCK) + "\n" +
+                                  std::to_string(first) + "\n"));
 }
 
 TEST_F(Engine, LetsTheCommandWriteToNothingButItsTargetAndMemory) {

@@ -16,8 +16,10 @@ protected:
 private:
     static constexpr const char* kTools = R"sh(
         log=$folder/log
+        # A stock office looks for its profile in the home directory of its user's account.
+        profile=-env:UserInstallation=file:///tmp/home/.config/libreoffice/4
         stock_office() {
-            tool /usr/bin/soffice --headless --convert-to pdf --outdir $target/ $source/$1
+            tool /usr/bin/soffice $profile --headless --convert-to pdf --outdir $target/ $source/$1
         }
         cut() { tool pdftk A=$source/$1 cat $2 output $target/$3; }
         render() {
@@ -184,9 +186,9 @@ TEST_F(EngineTools, OfficeDoesNotTryItsGraphicsFirst) {
             "document text a.fodt x; tool sh -c '" + office +
             " --headless --convert-to pdf --outdir /tmp/ $0 >/dev/null 2>&1; ls /tmp/*.pdf; "
             "cd ~/.config/libreoffice/4/user; ls GraphicsRenderTests.log 2>/dev/null; true' "
-            "$source/a.fodt");
+            "$source/a.fodt $profile");
     };
-    ASSERT_THAT(lookAfter("/usr/bin/soffice"), Says(0, "/tmp/a.pdf\nGraphicsRenderTests.log\n"));
+    ASSERT_THAT(lookAfter("/usr/bin/soffice $1"), Says(0, "/tmp/a.pdf\nGraphicsRenderTests.log\n"));
     EXPECT_THAT(lookAfter("soffice"), Says(0, "/tmp/a.pdf\n"));
 }
 
@@ -197,10 +199,10 @@ std::string OpenWithMacro(const std::string& prepare, const std::string& looks) 
         document macro a.fodt /tmp/ran
         tool sh -c ')sh" +
            prepare + R"sh(
-            /usr/bin/soffice --headless "$0" >/dev/null 2>&1 &
+            /usr/bin/soffice $1 --headless "$0" >/dev/null 2>&1 &
             for i in $(seq )sh" +
            looks + R"sh(); do [ ! -e /tmp/ran ] || exit 0; sleep 0.05; done; exit 1
-        ' $source/a.fodt && echo ran || echo not)sh";
+        ' $source/a.fodt $profile && echo ran || echo not)sh";
 }
 
 TEST_F(EngineTools, OfficeRunsNoMacro) {

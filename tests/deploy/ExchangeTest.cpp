@@ -2,16 +2,19 @@
 // What the engine and the tools have in common: a document on its way in, products on their way
 // out.
 #include "exchange/exchange.h"
+#include "exchange/products.h"
 
 #include <gmock/gmock.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <array>
 #include <cerrno>
 #include <cstring>
 #include <filesystem>
 #include <fstream>
+#include <iterator>
 #include <sstream>
 #include <stdexcept>
 #include <string>
@@ -71,7 +74,8 @@ protected:
     std::string Publish(const Descriptor& target) const {
         std::array<char, EXCHANGE_NAME> failed{};
         const Descriptor made = support::OpenDirectory(In("made"));
-        const int result = exchange_publish(made.Get(), target.Get(), failed.data());
+        const products all{.stems = {}, .count = 0, .any = true};
+        const int result = exchange_publish(made.Get(), target.Get(), &all, failed.data());
         const int error = errno;
         return result == 0 ? "" : std::string(failed.data()) + ": " + std::strerror(error);
     }
@@ -84,6 +88,51 @@ protected:
 private:
     std::string _place;
 };
+
+// The names that products of a command may have, of those in `names`.
+std::vector<std::string> Permitted(std::vector<std::string> words,
+                                   const std::vector<std::string>& names) {
+    std::vector<char*> argv;
+    for (std::string& word : words) {
+        argv.push_back(word.data());
+    }
+    products found{};
+    products_find(static_cast<int>(argv.size()), argv.data(), "/s/", "/t/", &found);
+    std::vector<std::string> permitted;
+    std::copy_if(names.begin(), names.end(), std::back_inserter(permitted),
+                 [&](const std::string& name) { return products_has(&found, name.c_str()); });
+    return permitted;
+}
+
+TEST(Products, HaveTheNameThatTheCommandGives) {
+    EXPECT_THAT(Permitted({"convert", "-resize", "35%", "/s/a.pdf", "/t/x.png"},
+                          {"x.png", "x-0.png", "x-12.png", "x", "x.jpg", "x-.png", "x-0", "x1.png",
+                           "xy.png", "a.png", "other.pdf", "", ".x.png"}),
+                testing::ElementsAre("x.png", "x-0.png", "x-12.png", "x", "x.jpg"));
+}
+
+TEST(Products, HaveTheDocumentsNameInADirectory) {
+    for (const std::string directory : {"/t/", "/t"}) {
+        EXPECT_THAT(Permitted({"soffice", "--outdir", directory, "/s/a.b.docx"},
+                              {"a.b.pdf", "a.pdf", "b.pdf", "other.pdf"}),
+                    testing::ElementsAre("a.b.pdf"));
+    }
+}
+
+TEST(Products, AreFoundBehindAnEqualsSign) {
+    EXPECT_THAT(Permitted({"ebook-meta", "--get-cover=/t/x.jpg", "/s/a.epub"}, {"x.jpg", "a.jpg"}),
+                testing::ElementsAre("x.jpg"));
+}
+
+TEST(Products, HaveAnyNameWithoutADocument) {
+    EXPECT_THAT(Permitted({"sh", "-c", "true", "/t"}, {"a", "b.pdf"}),
+                testing::ElementsAre("a", "b.pdf"));
+}
+
+TEST(Products, AreNoneOfACommandThatNamesNone) {
+    EXPECT_THAT(Permitted({"pdftk", "A=/s/a.pdf", "/t/../x.pdf"}, {"a.pdf", "x.pdf"}),
+                testing::IsEmpty());
+}
 
 TEST_F(Exchange, CopiesNoMoreOfADocumentThanWasThereWhenItWasOpened) {
     Write("a", "document");

@@ -35,6 +35,7 @@
 #include "Room.h"
 #include "Settings.h"
 #include "Shell.h"
+#include "jail/users.h"
 #include "support/Descriptor.h"
 
 namespace vellumo::office {
@@ -51,8 +52,8 @@ constexpr char kContent[] = "private";
 // Tests that run at the same time have different users, because the end of a room removes
 // everything of its user.
 uid_t FirstUser() {
-    constexpr uid_t kFirst = 20000;
-    return kFirst + static_cast<uid_t>(getpid() % 1000) * kUsers;
+    constexpr unsigned kBlock = 20000;
+    return users_block(kBlock + static_cast<unsigned>(getpid()) % 10000);
 }
 
 // Where the kernel has no Landlock, only users and the call filter separate.

@@ -4,6 +4,7 @@
 #include <unistd.h>
 
 #include "Shell.h"
+#include "jail/users.h"
 
 namespace vellumo::test {
 namespace {
@@ -41,7 +42,9 @@ TEST_F(VellumoTool, GivesAToolACopyOfItsDocumentAndPublishesWhatItMakes) {
             touch "$out/.hidden" "$out/lu1.tmp"'
         by pdftk A=$S/a.pdf cat A1-1 output $T/x.pdf; echo $?
         ls -A $T; cat $T/x.pdf; stat -c ' %a %u' $T/x.pdf; ls -A rooms)sh");
-    const std::string user = IsRoot() ? "65534\n" : std::to_string(geteuid()) + "\n";
+    const uid_t first = users_block(USERS_FIRST_CONTAINER);
+    const std::string user =
+        std::to_string(IsRoot() ? first + USERS_OF_OFFICE : geteuid()) + "\n";
     EXPECT_THAT(said, Says(0, "a.pdf\n" + user + "0\nx.pdf\n%PDF-hello 644 " +
                                   std::to_string(geteuid()) + "\n"));
 }

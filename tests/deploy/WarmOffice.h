@@ -25,6 +25,7 @@ public:
     // Starts a warm office with `settings`, each VARIABLE=VALUE, then runs `script`.
     // The script can use the functions of kOfficeScript and
     //   office_socket           prints the path of the office's socket
+    //   obey                    puts $folder/obedient in pdftk's place, see `order`
     //   without_cold            makes cold conversions impossible from now on
     //   end_caller SIGNAL NAME  sends the signal to the process that waits for that document
     virtual Said RunWarm(const std::vector<std::string>& settings, const std::string& script) = 0;
@@ -61,6 +62,12 @@ protected:
 
 private:
     std::unique_ptr<WarmPlace> _place;
+};
+
+// Tests of a tool that a document has taken over: a pdftk that does what its document says.
+class WorstTool : public WarmOffice {
+protected:
+    Said Obey(const std::string& script) const { return Warm("obey\n" + script); }
 };
 
 }  // namespace vellumo::test

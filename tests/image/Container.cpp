@@ -18,11 +18,6 @@ tool() {
         ${VELLUMO_COLD_STATUS+-e VELLUMO_COLD_STATUS} $container \
         timeout --kill-after=5 ${limit:-120} "$@"
 }
-# A document that tells the pdftk of a container that has $folder/obedient in its place what to do.
-order() { printf '%%PDF-\n%s\n' "$2" >$S/$1.pdf; hide $S/$1.pdf; }
-printf '#!/bin/sh\ntail -n +2 "${1#A=}" >"$HOME/orders"\n. "$HOME/orders"\n' >$folder/obedient
-chmod 755 $folder/obedient
-cut() { tool pdftk A=$source/$2 cat A1-1 output $target/$1; }
 render() {
     tool convert -define pdf:use-cropbox=true -density 72 -resize 35% $source/$2 $target/$1
 }
@@ -37,10 +32,10 @@ in_view() {
 }
 left() {
     ls -A $T
-    docker exec $container ls -A /tmp /dev/shm | grep -v -e "^$" -e ":$" | awk '!/^vellumo-office-/ || ++offices > 1'
+    docker exec $container ls -A /tmp /dev/shm /tmp/vellumo-rooms | grep -v -e "^$" -e ":$" | awk '!/^vellumo-(rooms$|office-)/ || /office/ && ++offices > 1'
     docker exec $container sh -c 'ls /tmp/vellumo-office-*' | grep room | tail -n +2
     docker top $container -eo pid,uid,args | tail -n +2 | grep -v ' 0 .*\(tini\|keep\)' |
-        awk '!/ 65[0-9]* .*vellumo-office keep/ || ++forks > 1'
+        awk '!/ 1[89][0-9]* .*vellumo-office keep/ || ++forks > 1'
 }
 )sh";
 

@@ -24,9 +24,7 @@ public:
     //   $container, $image      the name of the container and of its image
     //   $source, $target        the scratch directories in the container; $S and $T, on the host
     //   run NAME OPTION…        starts another container with the same scratch directories
-    //   cut PRODUCT NAME, render PRODUCT NAME      further commands of converters
-    //   order NAME COMMANDS     makes NAME.pdf; `cut` runs these commands in a container that has
-    //                           $folder/obedient as its /opt/vellumo/bin/pdftk
+    //   render PRODUCT NAME     a further command of converters
     //   process WORD            prints the id, on the host, of a process with WORD in its command
     //   in_view SCRIPT          runs SCRIPT in a device view over $folder/root, with the real
     //                           engine; SCRIPT can also use $vellumo, $samples and $make

@@ -20,6 +20,10 @@ public:
 
 private:
     static constexpr const char* kVocabulary = R"sh(
+        obey() {
+            docker rm -f $container >/dev/null
+            run $container -v $folder/obedient:/opt/vellumo/bin/pdftk:ro; warm
+        }
         without_cold() { export VELLUMO_COLD_STATUS=77; }
         office_socket() { echo /proc/$(keeper_process)/root/run/vellumo/office; }
         end_caller() {
@@ -30,6 +34,8 @@ private:
 };
 
 INSTANTIATE_TEST_SUITE_P(Container, WarmOffice,
+                         testing::Values(KindOf<ContainerOffice>("container")));
+INSTANTIATE_TEST_SUITE_P(Container, WorstTool,
                          testing::Values(KindOf<ContainerOffice>("container")));
 
 class WarmContainer : public ContainerTest {};

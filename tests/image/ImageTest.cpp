@@ -50,7 +50,7 @@ TEST_F(Image, RunsEachToolAsTheCoreHasItRun) {
         pdftotext $T/b.pdf - | head -1
         tool ebook-meta --get-cover=$target/b.jpg $source/b.epub >/dev/null 2>&1
         /usr/bin/identify -format '%m\n' $T/b.jpg
-        docker exec $container ls -A /tmp | grep room)sh");
+        docker exec $container ls -A /tmp/vellumo-rooms)sh");
     EXPECT_THAT(said.text, testing::StartsWith("Pages:           1\n"));
     EXPECT_THAT(said.text, EndsWith("PNG 70x140 1\nHello chapter 0\nJPEG\n"));
 }

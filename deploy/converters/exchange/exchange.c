@@ -14,6 +14,8 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include "exchange/products.h"
+
 enum { SIGNATURE_RANGE = 1024 };  // PDF readers look for the signature in so many first bytes
 
 static const char SIGNATURE[] = "%PDF-";
@@ -147,11 +149,8 @@ static bool publish_file(int file, off_t size, const char* name, int target) {
     return published;
 }
 
-// False only for a product that cannot be published; files that are not products are skipped.
+// False only for a product that cannot be published; what is no file of the owner's is skipped.
 static bool publish(int made, const char* name, uid_t owner, int target) {
-    if (!is_product(name)) {
-        return true;
-    }
     const int file = openat(made, name, AS_INPUT);
     if (file < 0) {
         return errno != EACCES;
@@ -174,7 +173,8 @@ static DIR* list(int directory) {
     return entries;
 }
 
-int exchange_publish(int made, int target, char failed[EXCHANGE_NAME]) {
+int exchange_publish(int made, int target, const struct products* products,
+                     char failed[EXCHANGE_NAME]) {
     struct stat directory;
     failed[0] = '\0';
     DIR* entries = fstat(made, &directory) == 0 ? list(made) : NULL;
@@ -184,7 +184,8 @@ int exchange_publish(int made, int target, char failed[EXCHANGE_NAME]) {
     bool done = true;
     const struct dirent* entry = NULL;
     while (done && (entry = readdir(entries)) != NULL) {
-        done = publish(made, entry->d_name, directory.st_uid, target);
+        done = !is_product(entry->d_name) || !products_has(products, entry->d_name) ||
+               publish(made, entry->d_name, directory.st_uid, target);
     }
     if (!done) {
         (void)snprintf(failed, EXCHANGE_NAME, "%s", entry->d_name);

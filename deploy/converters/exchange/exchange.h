@@ -12,6 +12,8 @@ extern "C" {
 
 enum { EXCHANGE_NAME = 256 };  // bytes of a file name with its terminating zero byte
 
+struct products;  // the names that products may have, see products.h
+
 // A document that a tool may read.
 struct exchange_document {
     int file;    // descriptor open for reading; the caller closes it
@@ -31,13 +33,14 @@ int exchange_copy(const struct exchange_document* document, const char* copy);
 
 // Publishes the products in the directory `made`, both arguments being open descriptors: each
 // product becomes a file of the caller with mode 0644 in the directory `target`, appears there in
-// one step, and replaces a file of the same name. Products are regular files that belong to the
-// owner of `made`, are not hidden and are not temporary files of an office. The owner of `made` may
-// be writing there.
+// one step, and replaces a file of the same name. Products are regular files with a name in
+// `products` that belong to the owner of `made`, are not hidden and are not temporary files of an
+// office. The owner of `made` may be writing there.
 //
 // Returns 0, or -1 with errno. On failure, `failed` is the name of the product that could not be
 // published, or empty; the products after it are not published.
-int exchange_publish(int made, int target, char failed[EXCHANGE_NAME]);
+int exchange_publish(int made, int target, const struct products* products,
+                     char failed[EXCHANGE_NAME]);
 
 // Publishes the content of the open file `product` as `name` in the directory `target`, in the same
 // way. Others may be writing to the file. Returns 0, or -1 with errno, which is EINVAL if it is no

@@ -15,6 +15,9 @@ LOAD_FAILED = 5
 OFFICE_FAILED = 6
 
 OFFICE = os.path.dirname(os.path.realpath('/usr/bin/soffice')) + '/soffice.bin'
+# By default the office looks for its profile in the home directory of its user's account, and its user
+# has none.
+PROFILE = '-env:UserInstallation=file://' + os.environ['HOME'] + '/.config/libreoffice/4'
 PROFILE_MAKER = os.path.dirname(os.path.abspath(__file__)) + '/../bin/office-profile'
 START_AGAIN = 81  # the office's exit status after it has set up a new profile
 START_LIMIT = 60  # seconds
@@ -66,7 +69,7 @@ class Office:
 
     def start(self):
         self.process = subprocess.Popen(
-            [OFFICE, '--headless', '--invisible', '--norestore', '--nologo', '--nodefault',
+            [OFFICE, PROFILE, '--headless', '--invisible', '--norestore', '--nologo', '--nodefault',
              '--nolockcheck', '--nofirststartwizard', '--accept=' + self.address],
             stdin=subprocess.DEVNULL, **self.options)
 

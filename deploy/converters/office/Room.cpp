@@ -10,11 +10,11 @@
 #include <cstdint>
 #include <cstring>
 #include <filesystem>
-#include <fstream>
 
 #include "Failure.h"
-#include "Settings.h"
 #include "Statuses.h"
+#include "jail/rooms.h"
+#include "jail/users.h"
 #include "support/Directory.h"
 
 namespace vellumo::office {
@@ -25,30 +25,9 @@ using support::Descriptor;
 
 constexpr size_t kMostFiles = 20000;  // in one room
 constexpr const char* kPrefix = "vellumo-office-";
-// Where every user of a container may write. Where the kernel has Landlock, a child cannot.
-constexpr const char* kShared[] = {"/tmp", "/dev/shm"};
 
 [[noreturn]] void FailAt(const std::string& path) {
     throw Failure(kOfficeFailed, path + ": " + std::strerror(errno));
-}
-
-// A user namespace lists the ids that it has, as ranges: FIRST OUTSIDE COUNT.
-bool HasIds(const char* map, uid_t first) {
-    std::ifstream file(map);
-    uint64_t start = 0;
-    uint64_t outside = 0;
-    uint64_t count = 0;
-    while (file >> start >> outside >> count) {
-        if (start <= first && first + kUsers <= start + count) {
-            return true;
-        }
-    }
-    return false;
-}
-
-bool MayBecomeUsers(uid_t first) {
-    return geteuid() == 0 && HasIds("/proc/self/uid_map", first) &&
-           HasIds("/proc/self/gid_map", first);
 }
 
 bool IsOf(const Descriptor& directory, const std::string& name, uid_t owner) {
@@ -88,21 +67,10 @@ void MakeFolder(const std::string& path, uid_t owner) {
 
 }  // namespace
 
-void RemoveAllOf(uid_t owner) {
-    for (const char* path : kShared) {
-        const Descriptor directory = support::OpenDirectory(path);
-        for (const std::string& name : support::NamesIn(directory)) {
-            if (IsOf(directory, name, owner)) {
-                Remove(directory, name);
-            }
-        }
-    }
-}
-
 Home::Home(const std::string& above, uid_t firstUser)
     : _path(above + "/" + kPrefix + "XXXXXX"),
       _firstUser(firstUser),
-      _hasUsers(MayBecomeUsers(firstUser)) {
+      _hasUsers(firstUser != static_cast<uid_t>(-1)) {
     RemoveHomes(above);
     // Others may pass through it to a room, but not list it.
     if (mkdtemp(_path.data()) == nullptr ||
@@ -122,7 +90,7 @@ Room::Room(Home& home) : _home(home) {
     while (home._taken.contains(_number)) {
         ++_number;
     }
-    if (_number >= kUsers) {
+    if (_number >= USERS_OF_OFFICE) {
         throw Failure(kOfficeFailed, "too many documents at a time");
     }
     _owner = home._hasUsers ? home._firstUser + _number : geteuid();
@@ -134,7 +102,7 @@ Room::Room(Home& home) : _home(home) {
 Room::~Room() {
     Remove(support::OpenDirectory(_home._path), fs::path(_path).filename());
     if (_home._hasUsers) {
-        RemoveAllOf(_owner);
+        rooms_remove_files_of(_owner);
     }
     _home._taken.erase(_number);
 }

@@ -15,8 +15,8 @@ namespace vellumo::office {
 // owner of a room can enter it. The destructor removes the directory.
 class Home {
 public:
-    // Makes the directory in `above`. The rooms' owners are the user ids from `firstUser` on. If
-    // this process cannot become another user, it owns the rooms itself.
+    // Makes the directory in `above`. The rooms' owners are the user ids from `firstUser` on; with
+    // -1, this process owns them itself, because it cannot become another user.
     Home(const std::string& above, uid_t firstUser);
     ~Home();
     Home(const Home&) = delete;
@@ -34,9 +34,6 @@ private:
     bool _hasUsers;
     std::set<unsigned> _taken;  // numbers of the rooms
 };
-
-// Removes everything of the user `owner` in the directories where every user may write.
-void RemoveAllOf(uid_t owner);
 
 // The directory of one child, with a user id that no other living child has. The destructor removes
 // it, and everything else of the user in shared directories.

@@ -23,6 +23,7 @@
 #include "Packets.h"
 #include "Statuses.h"
 #include "exchange/request.h"
+#include "jail/rooms.h"
 #include "support/Directory.h"
 
 namespace vellumo::office {
@@ -388,7 +389,7 @@ bool Server::MustRenew() const {
 }
 
 void Server::Tidy() {
-    SweepRooms(_settings.rooms);
+    rooms_sweep(_settings.rooms.c_str(), _settings.users);
     _tidied = Clock::now();
 }
 

@@ -15,7 +15,6 @@
 #include "Pulse.h"
 #include "Room.h"
 #include "Settings.h"
-#include "Sweep.h"
 #include "support/Descriptor.h"
 
 namespace vellumo::office {

@@ -6,6 +6,8 @@
 #include <algorithm>
 #include <cstdlib>
 
+#include "jail/users.h"
+
 namespace vellumo::office {
 namespace {
 
@@ -27,7 +29,7 @@ double Processors() {
 
 // Each document in work, each spare child and each child that is ending needs a user id.
 size_t Children(const char* variable, double otherwise) {
-    return static_cast<size_t>(std::clamp(Number(variable, otherwise), 1.0, kUsers / 3.0));
+    return static_cast<size_t>(std::clamp(Number(variable, otherwise), 1.0, int{USERS_OF_OFFICE} / 3.0));
 }
 
 }  // namespace
@@ -36,8 +38,8 @@ Settings ReadSettings() {
     return {
         .socket = Value("VELLUMO_OFFICE_SOCKET", "/run/vellumo/office"),
         .above = "/tmp",  // its size is limited
-        .rooms = Value("VELLUMO_ROOMS", "/tmp"),
-        .firstUser = static_cast<uid_t>(Number("VELLUMO_OFFICE_UID", 65000)),
+        .rooms = Value("VELLUMO_ROOMS", "/tmp/vellumo-rooms"),
+        .users = static_cast<unsigned>(Number("VELLUMO_USERS", USERS_FIRST_CONTAINER)),
         .spares = Children("VELLUMO_OFFICE_SPARES", 1),
         .atOnce = Children("VELLUMO_OFFICE_AT_ONCE", Processors()),
         .deadline = std::chrono::seconds(static_cast<int>(Number("VELLUMO_OFFICE_DEADLINE", 118))),

@@ -23,6 +23,7 @@
 #include "State.h"
 #include "Statuses.h"
 #include "WarmUp.h"
+#include "jail/users.h"
 
 namespace vellumo::office {
 namespace {
@@ -40,14 +41,13 @@ kept in memory here, the reason is on standard error; 64 wrong usage.
 
 Environment:
   VELLUMO_OFFICE_SOCKET    path of the socket (/run/vellumo/office)
-  VELLUMO_OFFICE_UID       first of 32 user ids for documents (65000)
+  VELLUMO_USERS            number of the block of user ids for documents (1024)
   VELLUMO_OFFICE_AT_ONCE   documents that are converted at a time (processors, from 2 to 8)
   VELLUMO_OFFICE_SPARES    forks that wait for a document (1)
   VELLUMO_OFFICE_DEADLINE  time limit for a document, in seconds (118)
   VELLUMO_OFFICE_MEMORY    memory limit for a document, in MiB (1024)
   VELLUMO_OFFICE_SPACE     limit of what is made of a document, in MiB (768)
-  VELLUMO_ROOMS            directory in which vellumo-tool makes its rooms (/tmp)
-  VELLUMO_TOOL_UID         user id of the other tools
+  VELLUMO_ROOMS            directory of vellumo-tool's rooms (/tmp/vellumo-rooms)
 )";
 
 constexpr unsigned kStartLimit = 60;  // seconds after which SIGALRM ends an office that hangs
@@ -103,7 +103,7 @@ int KeepOffice() {
     alarm(kStartLimit);
     try {
         CheckMemory();
-        keeping.home.emplace(keeping.settings.above, keeping.settings.firstUser);
+        keeping.home.emplace(keeping.settings.above, users_block(keeping.settings.users));
         keeping.folder = MakeOwnFolder(keeping.home->Path());
         keeping.profile = MakeProfile(keeping.home->Path());
         keeping.server.emplace(keeping.settings, *keeping.home,

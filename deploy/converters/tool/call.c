@@ -6,31 +6,9 @@
 #include <stdlib.h>
 #include <string.h>
 
+#include "exchange/words.h"
 #include "settings.h"
 #include "signals.h"
-
-const char* file_name(const char* path) {
-    const char* slash = strrchr(path, '/');
-    return slash != NULL ? slash + 1 : path;
-}
-
-const char* within(const char* path, const char* directory) {
-    size_t length = strlen(directory);
-    while (length > 0 && directory[length - 1] == '/') {
-        --length;
-    }
-    if (strncmp(path, directory, length) != 0 || path[length] != '/') {
-        return NULL;
-    }
-    const char* name = path + length + 1;
-    return strchr(name, '/') == NULL && strcmp(name, "..") != 0 && strcmp(name, ".") != 0 ? name
-                                                                                          : NULL;
-}
-
-const char* path_in(const char* word) {
-    const char* equals = strchr(word, '=');
-    return word[0] != '/' && equals != NULL ? equals + 1 : word;
-}
 
 void finish(Call* call, int status) {
     leave_room(&call->room);
@@ -56,8 +34,8 @@ void locate(Call* call, char* place, const char* path) {
 
 static void find_document(Call* call) {
     for (int i = 1; i < call->count; ++i) {
-        const char* path = path_in(call->words[i]);
-        const char* name = within(path, source_directory());
+        const char* path = words_path_in(call->words[i]);
+        const char* name = words_within(path, source_directory());
         if (name == NULL || *name == '\0' ||
             (call->document != NULL && strcmp(call->document, path) == 0)) {
             continue;
@@ -79,7 +57,7 @@ static void open_document(Call* call) {
 }
 
 Call begin_call(int count, char** words) {
-    Call call = {.tool = file_name(words[0]), .words = words, .count = count};
+    Call call = {.tool = words_file_name(words[0]), .words = words, .count = count};
     if (count > MAX_WORDS) {
         fail(&call, REFUSED, call.tool, "too many arguments");
     }

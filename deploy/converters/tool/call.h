@@ -41,14 +41,4 @@ void join(Call* call, char* path, const char* directory, const char* name);
 // Writes to `place`, likewise, where this program finds `path`, a path in the scratch directories.
 void locate(Call* call, char* place, const char* path);
 
-// The part of a path after its last slash.
-const char* file_name(const char* path);
-
-// The file name in the path of a file directly in `directory`; "" for the directory itself; null
-// for every other path.
-const char* within(const char* path, const char* directory);
-
-// The path in an argument of the form PATH, A=PATH or --option=PATH.
-const char* path_in(const char* word);
-
 #endif

@@ -17,6 +17,7 @@
 #include <unistd.h>
 
 #include "exchange/request.h"
+#include "exchange/words.h"
 #include "settings.h"
 #include "signals.h"
 
@@ -54,11 +55,11 @@ static void read_soffice(const Call* call, Request* request) {
         strcmp(words[4], "--outdir") != 0 || words[6] != call->document) {
         return;
     }
-    const char* directory = within(words[5], target_directory());
+    const char* directory = words_within(words[5], target_directory());
     if (directory == NULL || *directory != '\0') {
         return;
     }
-    const char* document = file_name(call->document);
+    const char* document = words_file_name(call->document);
     const char* dot = strrchr(document, '.');
     const int stem = (int)(dot != NULL ? (size_t)(dot - document) : strlen(document));
     (void)snprintf(request->product, sizeof request->product, "%.*s.pdf", stem, document);
@@ -81,7 +82,7 @@ static void read_unoconv(const Call* call, Request* request) {
         request->pages = words[at + 1] + strlen(PAGES);
         at += 2;
     }
-    const char* product = within(words[2], target_directory());
+    const char* product = words_within(words[2], target_directory());
     if (at + 1 != call->count || words[at] != call->document || product == NULL ||
         *product == '\0' || strlen(product) >= sizeof request->product) {
         return;
@@ -154,7 +155,7 @@ static int open_target(Call* call, const Request* request) {
 static bool ask(const Call* call, int office, const Request* request) {
     char text[REQUEST_SIZE];
     const int length = snprintf(text, sizeof text, "%s%c%d%c%s%c%s%c", request->mode, 0,
-                                request->fit, 0, request->pages, 0, file_name(call->document), 0);
+                                request->fit, 0, request->pages, 0, words_file_name(call->document), 0);
     Control control = {.header = {.cmsg_len = CMSG_LEN(sizeof(int)),
                                   .cmsg_level = SOL_SOCKET,
                                   .cmsg_type = SCM_RIGHTS}};

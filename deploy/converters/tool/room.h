@@ -4,25 +4,24 @@
 #define VELLUMO_TOOL_ROOM_H
 
 #include <limits.h>
-#include <sys/types.h>
+
+#include "jail/rooms.h"
 
 struct Call;
 
 typedef struct {
-    char path[PATH_MAX];  // the room's directory; empty when there is no room
+    struct room place;    // its path is empty when there is no room
     char in[PATH_MAX];    // the copy of the document
     char out[PATH_MAX];   // the directory for products
     char home[PATH_MAX];  // the tool's home and temporary directory
-    uid_t owner;          // the tool's user
-    int lock;             // locked while the room is in use, so that vellumo-office does not
 } Room;
 
-// Makes the call's room for the user `owner`: in/ with the document, which belongs to this
-// program's user, and out/ and home/, which belong to `owner`. The owner may only pass through the
+// Makes the call's room: in/ with the document, which belongs to this program's user, and out/ and
+// home/, which belong to the room's owner, the user of the tool. The owner may only pass through the
 // room itself, so it cannot replace anything in it. Ends this program on failure.
-void enter_room(struct Call* call, uid_t owner);
+void enter_room(struct Call* call);
 
-// Removes the room, if there is one.
+// Ends what the tool has left and removes the room, if there is one.
 void leave_room(Room* room);
 
 // Replaces the path in an argument by the path in the room. Returns a new string, which lives as

@@ -2,9 +2,6 @@
 #include "settings.h"
 
 #include <stdlib.h>
-#include <unistd.h>
-
-enum { NOBODY = 65534 };
 
 const char* setting(const char* variable, const char* otherwise) {
     const char* value = getenv(variable);
@@ -14,10 +11,6 @@ const char* setting(const char* variable, const char* otherwise) {
 long number(const char* variable, long otherwise) {
     const char* value = setting(variable, NULL);
     return value != NULL ? strtol(value, NULL, 10) : otherwise;
-}
-
-uid_t user(const char* variable) {
-    return geteuid() == 0 ? (uid_t)number(variable, NOBODY) : geteuid();
 }
 
 const char* source_directory(void) {

@@ -18,8 +18,6 @@ namespace {
 
 using support::Descriptor;
 
-constexpr timespec kTimeToAsk{0, 100'000'000};
-
 std::string ReadToEnd(int input) {
     std::string text;
     std::array<char, 1024> buffer{};
@@ -120,7 +118,7 @@ int ChildProcess::WaitForAll(pid_t child, const Program& program) const {
         if (ended > 0) {
             continue;
         }
-        const int reason = AwaitEvent(program);
+        const int reason = AwaitSignal();
         if (isRunning && reason != 0) {
             stoppedBy = reason;
             kill(child, program.ending);
@@ -128,15 +126,10 @@ int ChildProcess::WaitForAll(pid_t child, const Program& program) const {
     }
 }
 
-// Waits for a signal or, with mayGoOn, for at most kTimeToAsk. Returns the signal for which the
-// child must end, or 0.
-int ChildProcess::AwaitEvent(const Program& program) const {
-    const int signal = program.mayGoOn ? sigtimedwait(&_awaited, nullptr, &kTimeToAsk)
-                                       : sigwaitinfo(&_awaited, nullptr);
-    if (signal > 0 && signal != SIGCHLD) {
-        return signal;
-    }
-    return program.mayGoOn && !program.mayGoOn() ? SIGXFSZ : 0;
+// Waits for a signal. Returns the one for which the child must end, or 0.
+int ChildProcess::AwaitSignal() const {
+    const int signal = sigwaitinfo(&_awaited, nullptr);
+    return signal > 0 && signal != SIGCHLD ? signal : 0;
 }
 
 }  // namespace vellumo::engine

@@ -18,9 +18,6 @@ struct Program {
     std::function<void()> prepare = [] {};      // called in the child before it executes argv
     int passed = -1;                            // becomes kPassedDescriptor; -1 for none
     int ending = SIGKILL;                       // the signal that ends the child
-    // If set, called every tenth of a second. When it returns false, the child is ended, with the
-    // same status as if it had reached its file size limit.
-    std::function<bool()> mayGoOn = nullptr;
 };
 
 // The result of a child, when it and all its descendants have ended.
@@ -49,7 +46,7 @@ private:
     pid_t Start(const Program& program, support::Descriptor reports) const;
     [[noreturn]] void Become(Program program, int reports) const;
     int WaitForAll(pid_t child, const Program& program) const;
-    int AwaitEvent(const Program& program) const;
+    int AwaitSignal() const;
 
     sigset_t _awaited;
     sigset_t _original;

@@ -17,7 +17,6 @@ namespace {
 namespace fs = std::filesystem;
 
 constexpr const char* kBubblewrap = "/usr/bin/bwrap";
-constexpr uintmax_t kProducts = uintmax_t{768} << 20U;  // limit of a command's products, in bytes
 
 // The bubblewrap program and the descriptors that it gets.
 Words Bubblewrap() {
@@ -80,15 +79,15 @@ Words PowersOf(const SandboxPlan& plan) {
 }
 
 // The program that starts the command in the sandbox. A root without capabilities still owns root's
-// files; the user `nobody` does not.
-Words Starter(bool asNobody) {
+// files; another user does not.
+Words Starter(std::optional<uid_t> user) {
     Words words;
-    if (asNobody) {
+    if (user) {
         Append(words, {"--cap-add", "CAP_SETUID", "--cap-add", "CAP_SETGID"});
     }
     Append(words, {"--", "setpriv", "--no-new-privs"});
-    if (asNobody) {
-        const std::string id = std::to_string(kNobody);
+    if (user) {
+        const std::string id = std::to_string(*user);
         Append(words, {"--reuid=" + id, "--regid=" + id, "--clear-groups", "--inh-caps=-all"});
     }
     words.emplace_back("--");
@@ -111,13 +110,12 @@ int RunInSandbox(const SandboxPlan& plan, ChildProcess& child) {
     Words words = Bubblewrap();
     for (const Words& part :
          {Isolation(), Interior(), PlacesOf(plan), Sealing(), EnvironmentOf(plan), PowersOf(plan),
-          Starter(plan.asNobody), plan.command}) {
+          Starter(plan.user), plan.command}) {
         Append(words, part);
     }
     const Ending ending = child.Run({.argv = words,
                                      .prepare = [&limits] { limits.Enter(); },
-                                     .passed = filter.Get(),
-                                     .mayGoOn = plan.mayGoOn});
+                                     .passed = filter.Get()});
     if (ending.status < kKilled && !WasStarted(ending)) {
         throw Failure(kEngineFailed,
                       "the command was not started, see above; if namespaces are not permitted "
@@ -131,9 +129,8 @@ int RunInSandbox(const Words& command, const PrivateScratch& scratch, ChildProce
     using NAVO::VELLUMO::SZF_COVERT_TARGET_DIR;
     const SandboxPlan plan{.places = {{scratch.Source(), SZF_COVERT_SOURCE_DIR, false},
                                       {scratch.Target(), SZF_COVERT_TARGET_DIR, true}},
-                           .asNobody = scratch.GiveToNobody(),
-                           .command = command,
-                           .mayGoOn = [&] { return scratch.SizeOfTarget() <= kProducts; }};
+                           .user = scratch.User(),
+                           .command = command};
     return RunInSandbox(plan, child);
 }
 

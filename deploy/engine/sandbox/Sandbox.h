@@ -2,7 +2,9 @@
 #ifndef VELLUMO_ENGINE_SANDBOX_SANDBOX_H
 #define VELLUMO_ENGINE_SANDBOX_SANDBOX_H
 
-#include <functional>
+#include <sys/types.h>
+
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -27,9 +29,8 @@ struct SandboxPlan {
     std::vector<Place> places;
     std::vector<Variable> environment = {};
     Words powers = {};      // the only capabilities of the sandbox's root
-    bool asNobody = false;  // runs `command` as the user `nobody` instead of the sandbox's root
+    std::optional<uid_t> user = {};  // runs `command` as this user instead of the sandbox's root
     Words command;
-    std::function<bool()> mayGoOn = nullptr;  // see Program
 };
 
 // Runs a command in a sandbox, waits until all its processes have ended, and returns its exit
@@ -44,9 +45,8 @@ struct SandboxPlan {
 int RunInSandbox(const SandboxPlan& plan, ChildProcess& child);
 
 // Runs a converter's `command` in such a sandbox. The source directory of `scratch`, read-only, and
-// its target directory have the same paths in it as in every container. When the files in the
-// target directory take more than 768 MiB, the command is ended with kTooLarge. It runs as the user
-// `nobody` where the engine can become that user, else as a root without capabilities.
+// its target directory have the same paths in it as in every container. It runs as the user of
+// `scratch`, or as a root without capabilities where that has none.
 int RunInSandbox(const Words& command, const PrivateScratch& scratch, ChildProcess& child);
 
 }  // namespace vellumo::engine

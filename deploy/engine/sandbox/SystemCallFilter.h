@@ -6,9 +6,8 @@
 
 namespace vellumo::engine {
 
-// A seccomp filter of system calls that no converter needs and through which programs have broken
-// out of sandboxes. A refused call fails with EPERM. A call of another architecture ends the
-// program.
+// The filter of system calls for the tools (jail/calls.h) in a file. A call of another architecture
+// ends the program.
 class SystemCallFilter {
 public:
     // Throws Failure when the filter cannot be made, for example for lack of memory.

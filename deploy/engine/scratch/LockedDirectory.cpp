@@ -2,10 +2,10 @@
 #include "scratch/LockedDirectory.h"
 
 #include <sys/file.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <cerrno>
-#include <cstdlib>
 #include <iostream>
 #include <system_error>
 
@@ -63,11 +63,20 @@ LockedDirectory::~LockedDirectory() {
 }
 
 void LockedDirectory::Create(const std::string& above, const std::string& prefix) {
-    _path = above + prefix + "XXXXXX";
-    if (mkdtemp(_path.data()) == nullptr) {
-        const int error = errno;
-        throw SystemFailure("cannot make a directory in " + above, error);
-    }
+    _number = 0;
+    do {
+        _path = above + prefix + std::to_string(_number);
+        if (mkdir(_path.c_str(), S_IRWXU) == 0) {
+            Lock();
+            return;
+        }
+        ++_number;
+    } while (errno == EEXIST);
+    const int error = errno;
+    throw SystemFailure("cannot make a directory in " + above, error);
+}
+
+void LockedDirectory::Lock() {
     _lock = support::OpenDirectory(_path);
     const bool isSwept = !_lock && errno == ENOENT;
     if (!isSwept && flock(_lock.Get(), LOCK_EX) != 0) {

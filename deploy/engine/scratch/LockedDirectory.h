@@ -15,13 +15,13 @@ using Remover = void (*)(const std::string&);
 // error.
 void RemoveTree(const std::string& tree);
 
-// A new directory with a unique name. It is locked for as long as the object lives; the destructor
+// A new directory whose name ends with a number that no other one has. It is locked for as long as the object lives; the destructor
 // removes it. The directory of a killed process is no longer locked, and the next process removes
 // it.
 class LockedDirectory {
 public:
-    // Creates the directory in `above`, which ends with a slash, under a name that begins with
-    // `prefix`. Before that, removes the directories with this prefix that no process has locked.
+    // Creates the directory in `above`, which ends with a slash, under the name `prefix` followed by
+    // the least free number. Before that, removes the directories with this prefix that no process has locked.
     // Throws Failure when the directory cannot be created.
     LockedDirectory(const std::string& above, const std::string& prefix, Remover remove);
     ~LockedDirectory();
@@ -29,13 +29,16 @@ public:
     LockedDirectory& operator=(const LockedDirectory&) = delete;
 
     const std::string& Path() const { return _path; }
+    unsigned Number() const { return _number; }
 
 private:
     void Create(const std::string& above, const std::string& prefix);
+    void Lock();
     bool IsThere() const;
 
     Remover _remove;
     std::string _path;
+    unsigned _number = 0;
     support::Descriptor _lock;
 };
 

@@ -7,11 +7,14 @@
 
 #include <array>
 #include <cerrno>
+#include <charconv>
+#include <cstring>
 #include <filesystem>
 #include <system_error>
 
 #include "Failure.h"
 #include "exchange/exchange.h"
+#include "jail/users.h"
 #include "support/Directory.h"
 #include "vellumo/Constants.h"
 #include "vellumo/utils.h"
@@ -20,6 +23,8 @@ namespace vellumo::engine {
 namespace {
 
 namespace fs = std::filesystem;
+
+constexpr uid_t kNoUser = static_cast<uid_t>(-1);
 
 void MakeShared(const std::string& directory) {
     if (NAVOFSMkdirP(directory.c_str(), nullptr, TRUE, UID_ERR, UID_ERR, 0755) != 0) {
@@ -31,6 +36,33 @@ void MakeShared(const std::string& directory) {
         }
         throw SystemFailure("cannot make " + directory, error);
     }
+}
+
+void MakeDirectory(const std::string& path, mode_t mode) {
+    if (mkdir(path.c_str(), mode) != 0) {
+        const int error = errno;
+        throw SystemFailure("cannot make " + path, error);
+    }
+}
+
+// The processes of a killed engine's sandbox may not have ended yet.
+void EndUsersOf(const std::string& leftover) {
+    const std::string name = fs::path(leftover).filename().string();
+    const char* digits = name.data() + std::strlen(UserBlock::kPrefix);
+    unsigned number = 0;
+    const auto [end, error] = std::from_chars(digits, name.data() + name.size(), number);
+    const uid_t first = users_block(number);
+    if (error != std::errc() || end != name.data() + name.size() || first == kNoUser) {
+        return;
+    }
+    for (uid_t user = first; user <= first + USERS_OF_OFFICE; ++user) {
+        static_cast<void>(users_end(user));
+    }
+}
+
+void RemoveLeftover(const std::string& directory) {
+    EndUsersOf(directory);
+    RemoveTree(directory);
 }
 
 // Opens a directory whose path ends with a slash. The slash is removed, because with it the call
@@ -59,49 +91,33 @@ ScratchTree FindScratchTree() {
     return tree;
 }
 
-PrivateScratch::PrivateScratch(const std::string& above) : _directory(above, kPrefix, RemoveTree) {
-    MakeRooms();
-}
-
-void PrivateScratch::MakeRooms() const {
-    if (mkdir(Source().c_str(), S_IRWXU) != 0 || mkdir(Target().c_str(), S_IRWXU) != 0) {
-        const int error = errno;
-        throw SystemFailure("cannot make directories in " + _directory.Path(), error);
+UserBlock::UserBlock(const std::string& above) : _directory(above, kPrefix, RemoveLeftover) {
+    if (Number() >= USERS_FIRST_CONTAINER) {
+        throw Failure(kEngineFailed, "too many commands at a time; wait until some have ended");
     }
 }
 
-bool PrivateScratch::GiveToNobody() const {
-    std::error_code error;
-    for (const fs::directory_entry& entry :
-         fs::recursive_directory_iterator(_directory.Path(), error)) {
-        if (lchown(entry.path().c_str(), kNobody, kNobody) != 0) {
-            return false;
-        }
-    }
-    return !error;
+std::optional<uid_t> UserBlock::User() const {
+    const uid_t first = users_block(Number());
+    return first != kNoUser ? std::optional(first + USERS_OF_OFFICE) : std::nullopt;
 }
 
-uintmax_t PrivateScratch::SizeOfTarget() const {
-    constexpr uintmax_t kBlock = 512;  // unit of st_blocks on every file system
-    uintmax_t size = 0;
-    std::error_code error;
-    for (fs::recursive_directory_iterator
-             entry(Target(), fs::directory_options::skip_permission_denied, error),
-         end;
-         !error && entry != end; entry.increment(error)) {
-        struct stat status {};
-        size += lstat(entry->path().c_str(), &status) == 0
-                    ? static_cast<uintmax_t>(status.st_blocks) * kBlock
-                    : 0;
-    }
-    return size;
+PrivateScratch::PrivateScratch(const std::string& above) : _block(above) {
+    MakeDirectory(Source(), S_IRWXU | S_IRGRP | S_IXGRP | S_IROTH | S_IXOTH);
+    MakeDirectory(Target(), S_IRWXU);
+    _target.emplace(Target(), User().value_or(geteuid()));
 }
 
-void PrivateScratch::Publish(const std::string& target) const {
+bool PrivateScratch::IsFull() const {
+    return _target->IsFull();
+}
+
+void PrivateScratch::Publish(const std::string& target, const products& names) const {
     const support::Descriptor made = OpenFolder(Target());
     const support::Descriptor published = OpenFolder(target);
     std::array<char, EXCHANGE_NAME> failed{};
-    if (!made || !published || exchange_publish(made.Get(), published.Get(), failed.data()) != 0) {
+    if (!made || !published || 
+        exchange_publish(made.Get(), published.Get(), &names, failed.data()) != 0) {
         const int error = errno;
         throw SystemFailure("cannot move the product to " + target + failed.data(), error);
     }

@@ -2,10 +2,14 @@
 #ifndef VELLUMO_ENGINE_SCRATCH_SCRATCH_H
 #define VELLUMO_ENGINE_SCRATCH_SCRATCH_H
 
-#include <cstdint>
+#include <sys/types.h>
+
+#include <optional>
 #include <string>
 
+#include "exchange/products.h"
 #include "scratch/LockedDirectory.h"
+#include "scratch/MemoryDirectory.h"
 
 namespace vellumo::engine {
 
@@ -22,39 +26,54 @@ struct ScratchTree {
 // no docker share or a directory cannot be created.
 ScratchTree FindScratchTree();
 
-// The scratch directories of one command: `source` and `target` in a new directory beside the
-// shared ones, on the same file system. The destructor removes them.
-class PrivateScratch {
+// A number that no other command or warm office in the same scratch tree has, while the object lives.
+// It decides the user ids of their programs.
+class UserBlock {
 public:
-    static constexpr const char* kPrefix = ".engine-";  // of the directories' names
+    // The name of its directory in the scratch tree.
+    static constexpr const char* kPrefix = ".engine-";
 
-    // Creates the directory in `above`, see ScratchTree. Throws Failure when it cannot be created.
-    explicit PrivateScratch(const std::string& above);
+    // Takes the number in `above`, see ScratchTree. What killed engines have left there is removed,
+    // and what ran as their users is killed. Throws Failure when there is none.
+    explicit UserBlock(const std::string& above);
 
-    std::string Source() const { return _directory.Path() + "/source/"; }
-    std::string Target() const { return _directory.Path() + "/target/"; }
+    const std::string& Path() const { return _directory.Path(); }
+    unsigned Number() const { return _directory.Number(); }
 
-    // Makes the user `nobody` the owner of everything in the directory. False when that user does
-    // not exist here, as in a user namespace with root alone.
-    bool GiveToNobody() const;
-
-    // Returns the disk space, in bytes, of the files in Target(). A command may be writing there.
-    uintmax_t SizeOfTarget() const;
-
-    // Copies the command's products to the directory `target`, as files of the engine's user with
-    // mode 0644, and replaces files with the same names. Products are regular files that belong to
-    // the command's user, are not hidden and are not a tool's temporary files. Throws Failure when
-    // a product cannot be published.
-    void Publish(const std::string& target) const;
+    // The user of a command; none where the engine cannot become another user, as in a user
+    // namespace with root alone.
+    std::optional<uid_t> User() const;
 
 private:
-    void MakeRooms() const;
-
     LockedDirectory _directory;
 };
 
-// The user and group that own nothing on a server.
-constexpr unsigned kNobody = 65534;
+// The scratch directories of one command: the source on the file system of the scratch tree, so that
+// a document's copy can share its blocks, and the target in memory, with a limit of its size. The
+// destructor removes them.
+class PrivateScratch {
+public:
+    // Creates the directories in `above`, see ScratchTree. Throws Failure when they cannot be
+    // created.
+    explicit PrivateScratch(const std::string& above);
+
+    std::string Source() const { return _block.Path() + "/source/"; }
+    std::string Target() const { return _block.Path() + "/target/"; }
+    std::optional<uid_t> User() const { return _block.User(); }
+
+    // Whether the target has reached its limit.
+    bool IsFull() const;
+
+    // Copies the command's products to the directory `target`, as files of the engine's user with
+    // mode 0644, and replaces files with the same names. Products are regular files with one of
+    // `names` that belong to the command's user, are not hidden and are not a tool's temporary
+    // files. Throws Failure when a product cannot be published.
+    void Publish(const std::string& target, const products& names) const;
+
+private:
+    UserBlock _block;
+    std::optional<MemoryDirectory> _target;
+};
 
 }  // namespace vellumo::engine
 

@@ -13,6 +13,7 @@
 #include "Failure.h"
 #include "sandbox/ChildProcess.h"
 #include "sandbox/Sandbox.h"
+#include "scratch/Scratch.h"
 #include "support/Descriptor.h"
 #include "warm/WarmPlace.h"
 
@@ -31,16 +32,17 @@ constexpr const char* kPassedOn[] = {"VELLUMO_OFFICE_AT_ONCE", "VELLUMO_OFFICE_S
 constexpr const char* kPowers[] = {"CAP_SETUID", "CAP_SETGID", "CAP_KILL", "CAP_CHOWN",
                                    "CAP_DAC_OVERRIDE"};
 
-SandboxPlan PlanFor(const WarmPlace& place) {
+SandboxPlan PlanFor(const WarmPlace& place, const UserBlock& users) {
     SandboxPlan plan{.places = {{place.Run(), place.Run(), true}},
-                     .environment = {{"VELLUMO_OFFICE_SOCKET", place.Socket()}},
+                     .environment = {{"VELLUMO_OFFICE_SOCKET", place.Socket()},
+                                     {"VELLUMO_USERS", std::to_string(users.Number())}},
                      .command = {"/opt/vellumo/warm/keep-office"}};
     for (const char* variable : kPassedOn) {
         if (const char* value = std::getenv(variable)) {
             plan.environment.push_back({variable, value});
         }
     }
-    if (place.HasNobody()) {
+    if (users.User()) {
         plan.powers.assign(std::begin(kPowers), std::end(kPowers));
     }
     return plan;
@@ -89,10 +91,11 @@ private:
 void Keep(const ScratchTree& tree, const std::string& name) {
     ChildProcess child;
     TryOffice(tree, child);
+    const UserBlock users(tree.above);
     const KeptPlace place(WarmPlace(tree.above, name));
     LeaveCaller();
     try {
-        RunInSandbox(PlanFor(place.Get()), child);
+        RunInSandbox(PlanFor(place.Get(), users), child);
     } catch (const Failure&) {
         return;  // no one reads a message any more; the caller notices that this process ends
     }

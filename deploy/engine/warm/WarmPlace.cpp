@@ -56,11 +56,6 @@ bool WarmPlace::IsReady() const {
     return access(Socket().c_str(), F_OK) == 0 && Keeper().has_value();
 }
 
-bool WarmPlace::HasNobody() const {
-    struct stat status {};
-    return stat(Run().c_str(), &status) == 0 && status.st_gid == kNobody;
-}
-
 void WarmPlace::Make() {
     if (Socket().size() >= sizeof(sockaddr_un::sun_path)) {
         throw Failure(kEngineFailed,
@@ -69,8 +64,6 @@ void WarmPlace::Make() {
     MakeDirectory(_path);
     Lock();
     MakeDirectory(Run());
-    // Succeeds only where there are other users than this one. The group has no rights here.
-    static_cast<void>(chown(Run().c_str(), geteuid(), kNobody));
 }
 
 // The process must not open the file a second time: closing any descriptor of it would release the
@@ -93,7 +86,7 @@ bool WarmPlace::IsOwn() const {
 // engine removes it if this process is killed before it has done so.
 void WarmPlace::Remove() const {
     const std::string removed =
-        _above + PrivateScratch::kPrefix + fs::path(_path).filename().string();
+        _above + UserBlock::kPrefix + fs::path(_path).filename().string();
     const bool isRenamed = rename(_path.c_str(), removed.c_str()) == 0;
     RemoveTree(isRenamed ? removed : _path);
 }

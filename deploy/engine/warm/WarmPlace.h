@@ -30,10 +30,6 @@ public:
     // Whether the office is kept and accepts requests.
     bool IsReady() const;
 
-    // True when the office runs as the user `nobody`, false when there is no such user here. Valid
-    // after Make().
-    bool HasNobody() const;
-
     // Creates the directory and makes the calling process its keeper until the process ends. Call
     // it at most once in a process, for a place without a keeper. Throws Failure when the directory
     // cannot be created or locked.
