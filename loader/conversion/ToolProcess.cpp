@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "loader/conversion/ToolProcess.h"
 
+#include <sys/wait.h>
 #include <unistd.h>
 
 #include <array>
@@ -9,10 +10,13 @@
 #include <fstream>
 #include <string>
 
+#include "loader/pool/EngineClient.h"
+
 namespace vellumo::loader {
 namespace {
 
 constexpr auto kPatience = std::chrono::seconds(5);
+constexpr auto kPatienceInContainer = std::chrono::seconds(8);
 
 std::string ProcFile(pid_t process, const std::string& name) {
     return "/proc/" + std::to_string(process) + "/" + name;
@@ -68,17 +72,44 @@ WorkerActivity ActivityOf(pid_t worker) {
     return found;
 }
 
+ToolStopper::~ToolStopper() {
+    if (_ender != 0) {
+        kill(_ender, SIGKILL);
+        waitpid(_ender, nullptr, 0);
+    }
+}
+
+void ToolStopper::Begin(pid_t tool) {
+    _stopping = tool;
+    _since = std::chrono::steady_clock::now();
+    _ender = EndCommandOf(tool);
+    if (_ender == 0) {
+        kill(tool, SIGTERM);
+    }
+}
+
+// True once, when the process that should have ended the tool in its container has failed: the
+// container may be of another image, or the engine may not answer.
+bool ToolStopper::CouldNotEnd() {
+    int status = 0;
+    if (_ender == 0 || waitpid(_ender, &status, WNOHANG) == 0) {
+        return false;
+    }
+    _ender = 0;
+    return status != 0;
+}
+
 bool ToolStopper::StopTool() {
     const pid_t tool = ActivityOf(_worker).tool;
     if (tool == 0) {
         return false;
     }
-    const auto now = std::chrono::steady_clock::now();
     if (tool != _stopping) {
-        _stopping = tool;
-        _since = now;
+        Begin(tool);
+    } else if (CouldNotEnd()) {
         kill(tool, SIGTERM);
-    } else if (now - _since > kPatience) {
+    } else if (std::chrono::steady_clock::now() - _since >
+               (_ender == 0 ? kPatience : kPatienceInContainer)) {
         kill(tool, SIGKILL);
     }
     return true;

@@ -20,19 +20,27 @@ struct WorkerActivity {
 // Reads the child processes of `worker` from /proc.
 WorkerActivity ActivityOf(pid_t worker);
 
-// Ends the tools of one worker: with SIGTERM first, and with SIGKILL when a tool still runs 5
-// seconds later.
+// Ends the tools of one worker: in its container where a container engine runs the tool, else with
+// SIGTERM. Kills the engine's client with SIGKILL when it still runs 5 seconds later (8 in a
+// container, where more is to end).
 class ToolStopper {
 public:
     explicit ToolStopper(pid_t worker) : _worker(worker) {}
+    ~ToolStopper();
+    ToolStopper(const ToolStopper&) = delete;
+    ToolStopper& operator=(const ToolStopper&) = delete;
 
     // Ends the tool if one runs; false if none does. Does not wait: call it repeatedly until the
     // worker has ended.
     bool StopTool();
 
 private:
+    void Begin(pid_t tool);
+    bool CouldNotEnd();
+
     pid_t _worker;
     pid_t _stopping = 0;
+    pid_t _ender = 0;  // the process that ends the tool in its container; 0 when there is none
     std::chrono::steady_clock::time_point _since;
 };
 

@@ -1,10 +1,14 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "loader/pool/EngineClient.h"
 
+#include <algorithm>
 #include <charconv>
 #include <filesystem>
 #include <fstream>
 #include <optional>
+
+#include "support/ChildProcess.h"
+#include "vellumo/Constants.h"
 
 namespace vellumo::loader {
 namespace {
@@ -51,10 +55,48 @@ std::string CommandIn(const std::vector<std::string>& words) {
     return Joined(begin, words.end());
 }
 
+// The client of a container engine talks to it through a socket. The standard descriptors are the
+// caller's.
+bool TalksToEngine(pid_t client) {
+    constexpr int kLastStandard = 2;
+    std::error_code error;
+    for (const auto& entry :
+         std::filesystem::directory_iterator("/proc/" + std::to_string(client) + "/fd", error)) {
+        const std::string target = std::filesystem::read_symlink(entry.path(), error).string();
+        const auto number = ProcessNumber(entry.path().filename());
+        if (number && *number > kLastStandard && target.starts_with("socket:")) {
+            return true;
+        }
+    }
+    return false;
+}
+
+// The word that names the scratch source; empty if none does.
+std::string DocumentIn(const std::vector<std::string>& words) {
+    const auto found = std::find_if(words.begin(), words.end(), [](const std::string& word) {
+        return word.find(NAVO::VELLUMO::SZF_COVERT_SOURCE_DIR) != std::string::npos;
+    });
+    return found != words.end() ? *found : "";
+}
+
 }  // namespace
 
 support::Answer AskEngine(const std::vector<std::string>& arguments, std::chrono::seconds limit) {
     return support::Ask(kEngineClient, arguments, limit);
+}
+
+pid_t EndCommandOf(pid_t client) {
+    const std::vector<std::string> words = CommandLineOf(client);
+    const std::string document = DocumentIn(words);
+    if (!IsExecution(words) || document.empty() || !TalksToEngine(client)) {
+        return 0;
+    }
+    std::vector<std::string> ender{kEngineClient, "exec", words[2], "/opt/vellumo/bin/end-command",
+                                   document};
+    pid_t child = 0;
+    return support::Start(kEngineClient, support::ArgumentVector(ender).data(), {}, child) == 0
+               ? child
+               : 0;
 }
 
 std::vector<pid_t> Processes() {

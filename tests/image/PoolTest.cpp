@@ -115,6 +115,17 @@ running:[]
 )"));
 }
 
+// A container engine lets a command run on whose client has ended.
+TEST_F(Pool, GetsASlotBackWhenTheInterruptedToolHasEnded) {
+    const Said said = InPool(R"sh(
+        up >/dev/null; $make slow /volume1/docs/slow.fods
+        runs() { for name in navo1 navo2; do docker top $name -eo pid,args; done | grep " timeout "; }
+        $vellumo pdf -o $folder/x.pdf /docs/slow.fods >/dev/null 2>&1 & run=$!
+        await runs >/dev/null; sleep 1; kill -TERM $run; wait $run; echo $?
+        runs; entry navo | grep -o "using:[0-9]"; ls -A $scratch/source; true)sh");
+    EXPECT_THAT(said, Says(0, "130\nusing:0\nusing:0\n"));
+}
+
 TEST_F(Pool, IsExaminedToolByTool) {
     const Said said = InPool(R"sh(
         up >/dev/null; $vellumo pool doctor | sed "s/:.*//"
