@@ -18,10 +18,11 @@ inline constexpr const char* kEngineClient = "/usr/local/bin/docker";
 // Runs the container engine's client with `arguments` and waits for it for at most `limit`.
 support::Answer AskEngine(const std::vector<std::string>& arguments, std::chrono::seconds limit);
 
-// Makes the container engine end the command that its client `client` runs: a container engine, unlike
-// the embedded one, lets a command run on when its client is ended. The client ends when the command
-// has ended, which this function does not wait for. Returns the process that sees to it, a child of
-// this process; 0 when the client does not talk to a container engine or runs no document's command.
+// Makes the container engine end the command that its client `client` runs: a container engine,
+// unlike the embedded one, lets a command run on when its client is ended. The client ends when the
+// command has ended, which this function does not wait for. Returns the process that sees to it, a
+// child of this process; 0 when the client does not talk to a container engine or runs no
+// document's command.
 pid_t EndCommandOf(pid_t client);
 
 // The ids of all processes in /proc.

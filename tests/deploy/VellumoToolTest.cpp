@@ -43,8 +43,7 @@ TEST_F(VellumoTool, GivesAToolACopyOfItsDocumentAndPublishesWhatItMakes) {
         by pdftk A=$S/a.pdf cat A1-1 output $T/x.pdf; echo $?
         ls -A $T; cat $T/x.pdf; stat -c ' %a %u' $T/x.pdf; ls -A rooms)sh");
     const uid_t first = users_block(USERS_FIRST_CONTAINER);
-    const std::string user =
-        std::to_string(IsRoot() ? first + USERS_OF_OFFICE : geteuid()) + "\n";
+    const std::string user = std::to_string(IsRoot() ? first + USERS_OF_OFFICE : geteuid()) + "\n";
     EXPECT_THAT(said, Says(0, "a.pdf\n" + user + "0\nx.pdf\n%PDF-hello 644 " +
                                   std::to_string(geteuid()) + "\n"));
 }

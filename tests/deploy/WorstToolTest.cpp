@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
-// A tool that its document has taken over and that does its worst. These tests run with the embedded
-// engine and with a container; in both, the tool is a shell with the programs of a converter.
+// A tool that its document has taken over and that does its worst. These tests run with the
+// embedded engine and with a container; in both, the tool is a shell with the programs of a
+// converter.
 #include <unistd.h>
 
 #include "WarmOffice.h"
@@ -152,8 +153,8 @@ TEST_P(WorstTool, HasNoCapabilitiesAndGetsNone) {
         order a 'grep -e ^Cap[IPEA] -e NoNew -e Seccomp: /proc/self/status | cut -f2 | tr "\n" " "
             unshare -U true; unshare -m true; mount -t tmpfs x "$HOME"; su -c true; true'
         cut x.pdf a.pdf 2>/dev/null)sh");
-    EXPECT_THAT(said,
-                Says(0, "0000000000000000 0000000000000000 0000000000000000 0000000000000000 1 2 "));
+    EXPECT_THAT(
+        said, Says(0, "0000000000000000 0000000000000000 0000000000000000 0000000000000000 1 2 "));
 }
 
 }  // namespace

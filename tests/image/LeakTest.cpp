@@ -148,7 +148,12 @@ TEST_F(Leak, NothingButItsOwnDocumentToATool) {
         run $container -v $folder/pdftk:/opt/vellumo/bin/pdftk:ro
         document pdf a.pdf 1; document pdf b.pdf 1; cut x.pdf a.pdf 2>$folder/errors
         grep -c -i -e denied -e permitted -e read-only $folder/errors; ls -A $T)sh");
-    EXPECT_THAT(said, testing::Field(&Said::text, testing::MatchesRegex("1[89][0-9]{8}\n1[89][0-9]{8}\nCapEff:\t0000000000000000\nown\ndenied\n6\n")));
+    EXPECT_THAT(
+        said,
+        testing::Field(
+            &Said::text,
+            testing::MatchesRegex(
+                "1[89][0-9]{8}\n1[89][0-9]{8}\nCapEff:\t0000000000000000\nown\ndenied\n6\n")));
 }
 
 TEST_F(Leak, NothingFromElsewhereThroughALink) {

@@ -4,7 +4,9 @@
 #ifndef VELLUMO_CONVERTERS_PRODUCTS_H
 #define VELLUMO_CONVERTERS_PRODUCTS_H
 
+#ifndef __cplusplus
 #include <stdbool.h>
+#endif
 
 #include "exchange/exchange.h"
 

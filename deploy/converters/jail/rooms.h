@@ -4,7 +4,7 @@
 #ifndef VELLUMO_CONVERTERS_ROOMS_H
 #define VELLUMO_CONVERTERS_ROOMS_H
 
-#include <limits.h>
+#include <linux/limits.h>
 #include <sys/types.h>
 
 #ifdef __cplusplus
@@ -19,8 +19,8 @@ struct room {
 
 // Takes a free room in the directory `rooms`, which is made if it is missing and must belong to the
 // caller alone. The users come from the block with the number `block`, see users.h. The room is an
-// empty directory of the caller with mode 0700. Returns 0, or -1 with errno: EPERM if `rooms` belongs
-// to somebody else, EAGAIN if all rooms are in use.
+// empty directory of the caller with mode 0700. Returns 0, or -1 with errno: EPERM if `rooms`
+// belongs to somebody else, EAGAIN if all rooms are in use.
 int rooms_take(const char* rooms, unsigned block, struct room* room);
 
 // Kills every process of the room's user, removes the room and everything else of that user in the

@@ -2,12 +2,15 @@
 #include "jail/users.h"
 
 #include <errno.h>
-#include <inttypes.h>
 #include <signal.h>
 #include <stdbool.h>
+#include <stdint.h>
 #include <stdio.h>
+#include <stdlib.h>
 #include <sys/wait.h>
 #include <unistd.h>
+
+enum { LINE = 128 };  // bytes; three numbers
 
 struct range {
     uid_t first;
@@ -18,15 +21,16 @@ struct range {
 // 65536 ids, where the first does not exist; an account there may have one of its ids.
 static const struct range RANGES[] = {{0x70000000, 1U << 21U}, {40000, 384}};
 
-// A user namespace lists its ids as ranges: FIRST OUTSIDE COUNT.
+// A user namespace lists its ids as ranges, one in a line: FIRST OUTSIDE COUNT.
 static bool is_mapped(const char* map, uint64_t first, uint64_t end) {
-    uint64_t start = 0;
-    uint64_t outside = 0;
-    uint64_t count = 0;
+    char line[LINE];
     bool found = false;
     FILE* file = fopen(map, "re");
-    while (file != NULL && !found &&
-           fscanf(file, "%" SCNu64 " %" SCNu64 " %" SCNu64, &start, &outside, &count) == 3) {
+    while (file != NULL && !found && fgets(line, sizeof line, file) != NULL) {
+        char* rest = line;
+        const uint64_t start = strtoull(rest, &rest, 10);
+        (void)strtoull(rest, &rest, 10);
+        const uint64_t count = strtoull(rest, &rest, 10);
         found = start <= first && end <= start + count;
     }
     if (file != NULL) {

@@ -29,7 +29,8 @@ double Processors() {
 
 // Each document in work, each spare child and each child that is ending needs a user id.
 size_t Children(const char* variable, double otherwise) {
-    return static_cast<size_t>(std::clamp(Number(variable, otherwise), 1.0, int{USERS_OF_OFFICE} / 3.0));
+    return static_cast<size_t>(
+        std::clamp(Number(variable, otherwise), 1.0, int{USERS_OF_OFFICE} / 3.0));
 }
 
 }  // namespace

@@ -151,9 +151,9 @@ static void kill_children(void) {
     }
 }
 
-// Ends every process that the tool has left, and waits until it has ended: an orphan becomes a child
-// of this process, which is their subreaper. Repeats, because where the tool has no user of its own,
-// a process that forks while it is being killed leaves another.
+// Ends every process that the tool has left, and waits until it has ended: an orphan becomes a
+// child of this process, which is their subreaper. Repeats, because where the tool has no user of
+// its own, a process that forks while it is being killed leaves another.
 static void end_leftovers(uid_t owner) {
     if (owner != geteuid()) {
         (void)users_end(owner);

@@ -1,11 +1,11 @@
 // SPDX-License-Identifier: Apache-2.0
 // vellumo-tool runs the converters' tools in a container, where it is on the search path under the
 // names of the tools. It sends the usual commands for an office to vellumo-office, with the open
-// document, and publishes the PDF that it gets. For every other command, and when no office answers,
-// it copies the document into a new room, a directory for a user without rights, and runs the tool
-// there as that user, in the jail. The tool can read this document and no other, and write only in
-// its room. When the tool has ended, everything that it has started is ended too; its products are
-// published in the target directory unless a signal ended it.
+// document, and publishes the PDF that it gets. For every other command, and when no office
+// answers, it copies the document into a new room, a directory for a user without rights, and runs
+// the tool there as that user, in the jail. The tool can read this document and no other, and write
+// only in its room. When the tool has ended, everything that it has started is ended too; its
+// products are published in the target directory unless a signal ended it.
 //
 // Exit status: that of the tool, 128 + N when signal N ended it; 1 when the document is refused;
 // 125 when the room cannot be made; 127 when there is no such tool.

@@ -154,8 +154,9 @@ static int open_target(Call* call, const Request* request) {
 // Sends the fields of the request, each ended by a zero byte, with the document.
 static bool ask(const Call* call, int office, const Request* request) {
     char text[REQUEST_SIZE];
-    const int length = snprintf(text, sizeof text, "%s%c%d%c%s%c%s%c", request->mode, 0,
-                                request->fit, 0, request->pages, 0, words_file_name(call->document), 0);
+    const int length =
+        snprintf(text, sizeof text, "%s%c%d%c%s%c%s%c", request->mode, 0, request->fit, 0,
+                 request->pages, 0, words_file_name(call->document), 0);
     Control control = {.header = {.cmsg_len = CMSG_LEN(sizeof(int)),
                                   .cmsg_level = SOL_SOCKET,
                                   .cmsg_type = SCM_RIGHTS}};

@@ -56,8 +56,8 @@ static void copy_document(Call* call) {
 void enter_room(Call* call) {
     Room* room = &call->room;
     const char* rooms = setting("VELLUMO_ROOMS", "/tmp/vellumo-rooms");
-    if (rooms_take(rooms, (unsigned)number("VELLUMO_USERS", USERS_FIRST_CONTAINER),
-                   &room->place) != 0) {
+    if (rooms_take(rooms, (unsigned)number("VELLUMO_USERS", USERS_FIRST_CONTAINER), &room->place) !=
+        0) {
         room->place.path[0] = '\0';
         fail_at(call, rooms);
     }

@@ -17,8 +17,8 @@ typedef struct {
 } Room;
 
 // Makes the call's room: in/ with the document, which belongs to this program's user, and out/ and
-// home/, which belong to the room's owner, the user of the tool. The owner may only pass through the
-// room itself, so it cannot replace anything in it. Ends this program on failure.
+// home/, which belong to the room's owner, the user of the tool. The owner may only pass through
+// the room itself, so it cannot replace anything in it. Ends this program on failure.
 void enter_room(struct Call* call);
 
 // Ends what the tool has left and removes the room, if there is one.

@@ -113,9 +113,8 @@ int RunInSandbox(const SandboxPlan& plan, ChildProcess& child) {
           Starter(plan.user), plan.command}) {
         Append(words, part);
     }
-    const Ending ending = child.Run({.argv = words,
-                                     .prepare = [&limits] { limits.Enter(); },
-                                     .passed = filter.Get()});
+    const Ending ending = child.Run(
+        {.argv = words, .prepare = [&limits] { limits.Enter(); }, .passed = filter.Get()});
     if (ending.status < kKilled && !WasStarted(ending)) {
         throw Failure(kEngineFailed,
                       "the command was not started, see above; if namespaces are not permitted "

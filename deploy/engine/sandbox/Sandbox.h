@@ -28,7 +28,7 @@ struct SandboxPlan {
 
     std::vector<Place> places;
     std::vector<Variable> environment = {};
-    Words powers = {};      // the only capabilities of the sandbox's root
+    Words powers = {};               // the only capabilities of the sandbox's root
     std::optional<uid_t> user = {};  // runs `command` as this user instead of the sandbox's root
     Words command;
 };

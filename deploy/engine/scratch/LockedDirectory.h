@@ -15,14 +15,14 @@ using Remover = void (*)(const std::string&);
 // error.
 void RemoveTree(const std::string& tree);
 
-// A new directory whose name ends with a number that no other one has. It is locked for as long as the object lives; the destructor
-// removes it. The directory of a killed process is no longer locked, and the next process removes
-// it.
+// A new directory whose name ends with a number that no other one has. It is locked for as long as
+// the object lives; the destructor removes it. The directory of a killed process is no longer
+// locked, and the next process removes it.
 class LockedDirectory {
 public:
-    // Creates the directory in `above`, which ends with a slash, under the name `prefix` followed by
-    // the least free number. Before that, removes the directories with this prefix that no process has locked.
-    // Throws Failure when the directory cannot be created.
+    // Creates the directory in `above`, which ends with a slash, under the name `prefix` followed
+    // by the least free number. Before that, removes the directories with this prefix that no
+    // process has locked. Throws Failure when the directory cannot be created.
     LockedDirectory(const std::string& above, const std::string& prefix, Remover remove);
     ~LockedDirectory();
     LockedDirectory(const LockedDirectory&) = delete;

@@ -13,8 +13,9 @@ namespace vellumo::engine {
 // Only this process and its children see the mount, and it ends with them.
 class MemoryDirectory {
 public:
-    // Mounts it on the directory `path`; its root belongs to `owner` alone. Gives this process mounts
-    // of its own, which follow those of the machine. Throws Failure when it cannot be mounted.
+    // Mounts it on the directory `path`; its root belongs to `owner` alone. Gives this process
+    // mounts of its own, which follow those of the machine. Throws Failure when it cannot be
+    // mounted.
     MemoryDirectory(std::string path, uid_t owner);
     ~MemoryDirectory();
     MemoryDirectory(const MemoryDirectory&) = delete;

@@ -116,7 +116,7 @@ void PrivateScratch::Publish(const std::string& target, const products& names) c
     const support::Descriptor made = OpenFolder(Target());
     const support::Descriptor published = OpenFolder(target);
     std::array<char, EXCHANGE_NAME> failed{};
-    if (!made || !published || 
+    if (!made || !published ||
         exchange_publish(made.Get(), published.Get(), &names, failed.data()) != 0) {
         const int error = errno;
         throw SystemFailure("cannot move the product to " + target + failed.data(), error);

@@ -26,8 +26,8 @@ struct ScratchTree {
 // no docker share or a directory cannot be created.
 ScratchTree FindScratchTree();
 
-// A number that no other command or warm office in the same scratch tree has, while the object lives.
-// It decides the user ids of their programs.
+// A number that no other command or warm office in the same scratch tree has, while the object
+// lives. It decides the user ids of their programs.
 class UserBlock {
 public:
     // The name of its directory in the scratch tree.
@@ -48,9 +48,9 @@ private:
     LockedDirectory _directory;
 };
 
-// The scratch directories of one command: the source on the file system of the scratch tree, so that
-// a document's copy can share its blocks, and the target in memory, with a limit of its size. The
-// destructor removes them.
+// The scratch directories of one command: the source on the file system of the scratch tree, so
+// that a document's copy can share its blocks, and the target in memory, with a limit of its size.
+// The destructor removes them.
 class PrivateScratch {
 public:
     // Creates the directories in `above`, see ScratchTree. Throws Failure when they cannot be

@@ -85,8 +85,7 @@ bool WarmPlace::IsOwn() const {
 // Renames the directory first, so that its name is free at once. Under the new name, the next
 // engine removes it if this process is killed before it has done so.
 void WarmPlace::Remove() const {
-    const std::string removed =
-        _above + UserBlock::kPrefix + fs::path(_path).filename().string();
+    const std::string removed = _above + UserBlock::kPrefix + fs::path(_path).filename().string();
     const bool isRenamed = rename(_path.c_str(), removed.c_str()) == 0;
     RemoveTree(isRenamed ? removed : _path);
 }
