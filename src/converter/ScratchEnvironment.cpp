@@ -4,6 +4,7 @@
 #include <navo/ea.h>
 #include <navo/exec.h>
 #include <navo/file.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include "common/JsonAccess.h"
@@ -34,8 +35,16 @@ void LinkOrCopyWithinVolume(const std::string& sourceFile, const std::string& ta
                targetFile.c_str(), nullptr);
 }
 
+// A pipe would hold up the program that copies it, a device might never end: only a regular file is a
+// document.
+bool IsNoDocument(const std::string& file) {
+    struct stat status {};
+    return NLIBCFileExist(file.c_str()) == FALSE ||
+           (stat(file.c_str(), &status) == 0 && !S_ISREG(status.st_mode));
+}
+
 bool CopyOrLinkFile(const std::string& sourceFile, const std::string& targetFile) {
-    if (NLIBCFileExist(sourceFile.c_str()) == FALSE) {
+    if (IsNoDocument(sourceFile)) {
         log::Failed(kSource, 43, "FALSE == NLIBCFileExist(strSourceFile.c_str())");
         return false;
     }
@@ -45,7 +54,7 @@ bool CopyOrLinkFile(const std::string& sourceFile, const std::string& targetFile
         log::Failed(kSource, 51, "! CopyFile(strSourceFile, strTargetFile)");
         return false;
     }
-    if (NLIBCFileExist(targetFile.c_str()) == FALSE) {
+    if (IsNoDocument(targetFile)) {
         log::Failed(kSource, 54, "FALSE == NLIBCFileExist(strTargetFile.c_str())");
         return false;
     }

@@ -125,11 +125,14 @@ TEST_F(ShellAttack, NothingOfADocumentInAClosedFolderIsReadWhileItConverts) {
     EXPECT_EQ(conversion.Wait(), 0);
 }
 
-// A document of another volume is copied, which would wait for a writer.
-TEST_F(ShellAttack, APipeNamedLikeADocumentOfAnotherVolumeHoldsNothingUp) {
+// A document of another volume is copied, which would wait for a writer; one of the same volume is
+// linked, and the pipe would be there for the tool.
+TEST_F(ShellAttack, APipeNamedLikeADocumentHoldsNothingUp) {
     chmod("/volume2/archive", 0777);
-    Attack("mkfifo /volume2/archive/pipe.docx");
-    EXPECT_EQ(Convert("/volume2/archive/pipe.docx"), 1003);
+    for (const std::string pipe : {"/volume2/archive/pipe.docx", "/volume1/docs/pipe.docx"}) {
+        Attack("mkfifo " + pipe);
+        EXPECT_EQ(Convert(pipe), 1003) << pipe;
+    }
     EXPECT_TRUE(DockerCalls().empty());
     EXPECT_EQ(State()["runningFiles"], Parsed("{}"));
     EXPECT_THAT(ScratchFiles(), testing::IsEmpty());
