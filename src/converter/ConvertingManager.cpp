@@ -6,12 +6,13 @@
 #include <utility>
 
 #include "common/JsonAccess.h"
+#include "config/Leases.h"
+#include "config/StateChange.h"
+#include "config/StateMembers.h"
 #include "vellumo/Constants.h"
 
 namespace NAVO::VELLUMO::converter {
 namespace {
-
-constexpr const char* kRunningFiles = "runningFiles";
 
 Json::Value& RunningFilesForChange(Json::Value& root) {
     return json::AsObject(json::AsObject(root)[kRunningFiles]);
@@ -24,35 +25,53 @@ ConvertingManager::ConvertingManager(std::string key)
 
 ConvertingManager::~ConvertingManager() {
     if (_inserted) {
-        const ConfigWriter writer(_config);
+        StateChange change(_config);
         RunningFilesForChange(_config.config).removeMember(_key);
+        change.End(std::move(_lease));
     }
 }
 
-bool ConvertingManager::IsMarked() {
+bool ConvertingManager::IsMarked() const {
     return json::HasMember(json::Member(_config.config, kRunningFiles), _key);
 }
 
+// A mark that has appeared since the first check is of a process that lives, or has no lease.
+bool ConvertingManager::IsSetByOther() const {
+    return IsMarked() && leases::IsHeld(leases::kMark, _key);
+}
+
+void ConvertingManager::Set() {
+    const ConfigWriter writer(_config);
+    if (IsSetByOther()) {
+        return;
+    }
+    _lease = leases::Take(leases::kMark, {_key});
+    RunningFilesForChange(_config.config)[_key] = Json::Value(Json::objectValue);
+    _inserted = true;
+}
+
 bool ConvertingManager::Insert() {
+    leases::Prepare();
     _config.LockR();
     _config.Load();
-    if (!IsMarked()) {
-        const ConfigWriter writer(_config);
-        RunningFilesForChange(_config.config)[_key] = Json::Value(Json::objectValue);
-        _inserted = true;
+    if (!IsMarked() || leases::IsLeft(leases::kMark, _key)) {
+        Set();
     }
     _config.Unlock();
     return _inserted;
 }
 
-void ConvertingManager::WaitUntilGone() {
+bool ConvertingManager::WaitUntilGone() {
     while (true) {
         _config.LockR();
         _config.Load();
         const bool marked = IsMarked();
+        if (marked && leases::IsLeft(leases::kMark, _key)) {
+            Set();
+        }
         _config.Unlock();
-        if (!marked) {
-            return;
+        if (!marked || _inserted) {
+            return _inserted;
         }
         usleep(static_cast<useconds_t>(USLEEP_TIME));
     }

@@ -8,6 +8,7 @@
 
 #include "common/JsonAccess.h"
 #include "common/Log.h"
+#include "converter/ScratchFiles.h"
 #include "path/ExtendedAttributes.h"
 #include "vellumo/Constants.h"
 #include "vellumo/utils.h"
@@ -162,6 +163,7 @@ bool CreateConvertEnvironment(const path::Path& src, const std::string& targetTy
     }
     const bool reserved = sameName ? ReserveSameName(names, scratchSource, scratchTarget)
                                    : ReserveOwnNames(names, scratchSource, scratchTarget);
+    ScratchLease::Note(scratchSource, scratchTarget);
     if (!reserved) {
         return false;
     }

@@ -1,0 +1,38 @@
+// SPDX-License-Identifier: Apache-2.0
+#ifndef VELLUMO_CONVERTER_SCRATCHFILES_H
+#define VELLUMO_CONVERTER_SCRATCHFILES_H
+
+#include <string>
+
+#include "support/Lease.h"
+#include "vellumo/Path.h"
+
+namespace NAVO::VELLUMO::converter {
+
+// A lease of the scratch files that this thread creates while the object lives: if the process
+// dies, a later conversion removes them. An object inside another one on the same thread uses the
+// lease of that one, so a service covers the products of the conversions that it consists of.
+class ScratchLease {
+public:
+    ScratchLease();
+    ~ScratchLease();
+    ScratchLease(const ScratchLease&) = delete;
+    ScratchLease& operator=(const ScratchLease&) = delete;
+
+    // Notes the files in the lease of this thread; without one, does nothing.
+    static void Note(const path::Path& source, const path::Path& target);
+
+private:
+    vellumo::support::Lease _lease;
+    const bool _isOutermost;
+};
+
+// Removes a scratch source and what is kept of it.
+void RemoveScratchSource(const path::Path& source);
+
+// Removes the scratch files of processes that have died, unless a command may still use them.
+void RemoveLeftScratchFiles();
+
+}  // namespace NAVO::VELLUMO::converter
+
+#endif

@@ -1,0 +1,160 @@
+// SPDX-License-Identifier: Apache-2.0
+#include <chrono>
+#include <csignal>
+
+#include "Device.h"
+#include "StateFile.h"
+#include "SyslogSink.h"
+#include "Worker.h"
+
+using namespace vellumo::test;
+using std::chrono::milliseconds;
+using std::chrono::seconds;
+using testing::IsEmpty;
+using testing::SizeIs;
+
+// What a killed process leaves, and who sets it right.
+namespace {
+
+constexpr const char* kDocument = "/volume1/docs/a.docx";
+constexpr const char* kOther = "/volume1/docs/b.docx";
+constexpr const char* kLeases = "/var/packages/Vellumo/etc/leases";
+
+// One poll takes half a second; on a busy machine a process needs a while to start its tool.
+constexpr milliseconds kOnePoll{1500};
+
+class Death : public DeviceTest {
+protected:
+    Death() {
+        WriteFile(kDocument, "document");
+        WriteFile(kOther, "another one");
+        PlayTool({.isHeld = true});
+    }
+    ~Death() override {
+        for (size_t i = 0; i < 5; ++i) {
+            LetToolEnd();
+        }
+    }
+
+    // A process whose tool has been called and is held.
+    static Worker AtWork(const std::string& service, const std::string& document = kDocument) {
+        const size_t before = DockerCalls().size();
+        Worker worker = PoolWorker({service, document});
+        EXPECT_TRUE(ToolsAreCalled(before + 1));
+        return worker;
+    }
+    static void Kill(Worker& worker) {
+        worker.Signal(SIGKILL);
+        EXPECT_EQ(worker.Wait(), -SIGKILL);
+    }
+    static void LetOneToolEnd() {
+        LetToolEnd();
+        EXPECT_TRUE(ComesTrue([] { return !Exists("/device/tool-may-end"); }));
+    }
+    static bool IsKept(const std::string& document) {
+        return Exists(StreamOf(document, "NAVODOC_THUMB.pdf"));
+    }
+
+    static void ExpectNothingLeft() {
+        const Json::Value state = State();
+        EXPECT_EQ(state["runningFiles"], Parsed("{}"));
+        EXPECT_EQ(state["runningQueue"], Parsed("{}"));
+        EXPECT_EQ(state["waitingQueue"], Parsed("[{},{},{}]"));
+        EXPECT_EQ(state["navo1"]["using"], 0);
+        EXPECT_EQ(state["navo2"]["using"], 0);
+        EXPECT_THAT(ScratchFiles(), IsEmpty());
+        EXPECT_THAT(Names(kLeases), testing::ElementsAre("boot"));
+    }
+};
+
+}  // namespace
+
+TEST_F(Death, AnotherProcessTakesItsDocumentOverWithinOnePoll) {
+    Worker first = AtWork("pdf");
+    Worker other = PoolWorker({"pdf", kDocument});
+    ASSERT_EQ(other.ReadLine(), "waiting");
+    Kill(first);
+    EXPECT_TRUE(ComesTrue([] { return DockerCalls().size() == 2; }, kOnePoll));
+    LetOneToolEnd();
+    LetOneToolEnd();
+    EXPECT_EQ(other.Wait(), 0);
+    EXPECT_TRUE(IsKept(kDocument));
+    EXPECT_EQ(State()["runningFiles"], Parsed("{}"));
+}
+
+TEST_F(Death, NextConversionRemovesAllThatItLeft) {
+    Worker first = AtWork("pdf");
+    Kill(first);
+    LetOneToolEnd();
+    PlayTool({});
+    Worker next = PoolWorker({"pdf", kDocument});
+    EXPECT_EQ(next.Wait(), 0);
+    EXPECT_TRUE(IsKept(kDocument));
+    ExpectNothingLeft();
+    EXPECT_EQ(ReadFile(kDocument), "document");
+}
+
+TEST_F(Death, MarkOfAnotherProgramIsRespected) {
+    WriteState(R"({"navo1":{},"runningFiles":{"/volume1/docs/a.docx:origin":{}}})");
+    Worker other = PoolWorker({"pdf", kDocument});
+    ASSERT_EQ(other.ReadLine(), "waiting");
+    EXPECT_FALSE(ToolsAreCalled(1, kOnePoll));
+    WriteState(R"({"navo1":{}})");
+    EXPECT_EQ(other.Wait(), 0);
+    EXPECT_THAT(DockerCalls(), IsEmpty());
+}
+
+TEST_F(Death, SlotIsInUseUntilItsToolHasEnded) {
+    WriteState(R"({"navo1":{"using":0,"used":0}})");
+    Worker first = AtWork("pdf");
+    Kill(first);
+    Worker other = PoolWorker({"pdf", kOther});
+    EXPECT_FALSE(ToolsAreCalled(2, kOnePoll));
+    EXPECT_EQ(State()["navo1"]["using"], 1);
+    LetOneToolEnd();
+    EXPECT_TRUE(ToolsAreCalled(2, kOnePoll));
+    LetOneToolEnd();
+    EXPECT_EQ(other.Wait(), 0);
+    EXPECT_FALSE(ContainersEverOverlapped());
+}
+
+TEST_F(Death, SlotIsInUseWhileTheContainerRunsACommandWhoseClientIsDeadToo) {
+    WriteState(R"({"navo1":{"using":0,"used":0}})");
+    LetContainerRunACommand("navo1", true);
+    Worker first = AtWork("pdf");
+    Kill(first);
+    LetOneToolEnd();  // the client has ended, the command has not
+    PlayTool({});
+    Worker other = PoolWorker({"pdf", kOther});
+    EXPECT_FALSE(ToolsAreCalled(2, seconds(4)));
+    EXPECT_GE(LooksIntoContainers(), 1U);
+    EXPECT_LE(LooksIntoContainers(), 4U) << "a look costs";
+    LetContainerRunACommand("navo1", false);
+    EXPECT_EQ(other.Wait(), 0);
+    EXPECT_THAT(DockerCalls(), SizeIs(2));
+}
+
+TEST_F(Death, WaitingJobHoldsUpNobody) {
+    WriteState(R"({"navo1":{"using":1,"used":0},"navo2":{"using":1,"used":0}})");
+    Worker urgent = PoolWorker({"pdf", kDocument});
+    ASSERT_TRUE(ComesTrue([] { return State()["waitingQueue"][2].size() == 1; }));
+    Kill(urgent);
+    Json::Value state = State();
+    ASSERT_EQ(state["waitingQueue"][2].size(), 1U);
+    state["navo1"]["using"] = state["navo2"]["using"] = 0;
+    WriteState(Json::writeString(Json::StreamWriterBuilder(), state));
+    PlayTool({});
+    Worker low = PoolWorker({"thumbnail", kOther});
+    EXPECT_TRUE(ToolsAreCalled(1, kOnePoll));
+    EXPECT_EQ(low.Wait(), 0);
+    EXPECT_EQ(State()["waitingQueue"], Parsed("[{},{},{}]"));
+}
+
+TEST_F(Death, JobOfAnotherProgramIsWaitedFor) {
+    WriteState(R"({"navo1":{},"navo2":{},"waitingQueue":[{},{},{"a job":true}]})");
+    PlayTool({});
+    Worker low = PoolWorker({"thumbnail", kOther});
+    EXPECT_FALSE(ToolsAreCalled(1, kOnePoll));
+    WriteState(R"({"navo1":{},"navo2":{}})");
+    EXPECT_EQ(low.Wait(), 0);
+}
