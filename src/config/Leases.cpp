@@ -1,9 +1,11 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "config/Leases.h"
 
+#include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <array>
 #include <cstdint>
 #include <cstdio>
@@ -13,12 +15,16 @@
 #include "config/BootRecord.h"
 #include "support/Directory.h"
 #include "support/PrivateFile.h"
+#include "support/TemporaryFile.h"
 #include "vellumo/Constants.h"
 
 namespace NAVO::VELLUMO::leases {
 namespace {
 
 using vellumo::support::Descriptor;
+
+constexpr const char* kDeath = "died";
+constexpr size_t kLongest = 65536;  // of a lease's text
 
 // FNV-1a. Two names with one hash do no harm: the file contains the name, and the second of the two
 // is without a lease as long as the first has one.
@@ -53,6 +59,25 @@ Fields FieldsOf(const std::string& text) {
         fields.push_back(text.substr(begin, end - begin));
     }
     return fields;
+}
+
+Descriptor Open(const std::string& path) {
+    return Descriptor(open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NOFOLLOW));
+}
+
+Fields FieldsIn(const Descriptor& file) {
+    return file ? FieldsOf(vellumo::support::ReadTail(file, kLongest)) : Fields();
+}
+
+std::vector<std::string> PathsOf(const std::string& kind) {
+    const Descriptor folder = vellumo::support::OpenDirectory(Folder());
+    std::vector<std::string> paths;
+    for (const std::string& name : vellumo::support::NamesIn(folder)) {
+        if (name.starts_with(kind + '-')) {
+            paths.push_back(Folder() + name);
+        }
+    }
+    return paths;
 }
 
 bool IsOf(const Fields& fields, const std::string& name) {
@@ -121,13 +146,19 @@ Lease TakeOver(const std::string& kind, const std::string& name, Fields& fields)
     return IsOf(fields, name) ? std::move(lease) : Lease();
 }
 
+bool AnyLeft(const std::string& kind) {
+    const KeptErrno errors;
+    const std::vector<std::string> paths = PathsOf(kind);
+    return std::any_of(paths.begin(), paths.end(), [](const std::string& path) {
+        return Lease::StateOf(path) == Lease::State::kFree;
+    });
+}
+
 std::vector<Left> TakeOverAll(const std::string& kind) {
     const KeptErrno errors;
     std::vector<Left> left;
-    const Descriptor folder = vellumo::support::OpenDirectory(Folder());
-    for (const std::string& name : vellumo::support::NamesIn(folder)) {
-        const std::string path = Folder() + name;
-        if (!name.starts_with(kind + '-') || Lease::StateOf(path) != Lease::State::kFree) {
+    for (const std::string& path : PathsOf(kind)) {
+        if (Lease::StateOf(path) != Lease::State::kFree) {
             continue;
         }
         if (Lease lease = Lease::Take(path)) {
@@ -138,14 +169,40 @@ std::vector<Left> TakeOverAll(const std::string& kind) {
     return left;
 }
 
+std::vector<Fields> FieldsOfHeld(const std::string& kind) {
+    const KeptErrno errors;
+    std::vector<Fields> held;
+    for (const std::string& path : PathsOf(kind)) {
+        if (Lease::StateOf(path) == Lease::State::kHeld) {
+            held.push_back(FieldsIn(Open(path)));
+        }
+    }
+    return held;
+}
+
+void NoteDeath(const Lease& lease) {
+    AddFields(lease, {kDeath});
+}
+
+Sight::Sight(const std::string& kind, const std::string& name) {
+    const KeptErrno errors;
+    _file = Open(PathOf(kind, name));
+}
+
+bool Sight::WasLeft() const {
+    const KeptErrno errors;
+    const Fields fields = FieldsIn(_file);
+    return !fields.empty() && fields.back() == kDeath;
+}
+
 void SetFields(const Lease& lease, const Fields& fields) {
     const KeptErrno errors;
     lease.SetText(TextOf(fields));
 }
 
-void AddField(const Lease& lease, const std::string& field) {
+void AddFields(const Lease& lease, const Fields& fields) {
     const KeptErrno errors;
-    lease.AddText(TextOf({field}));
+    lease.AddText(TextOf(fields));
 }
 
 }  // namespace NAVO::VELLUMO::leases

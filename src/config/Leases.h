@@ -5,6 +5,7 @@
 #include <string>
 #include <vector>
 
+#include "support/Descriptor.h"
 #include "support/Lease.h"
 
 // Who holds what of the state file. A member there says what is in use, and nothing about who uses
@@ -55,16 +56,37 @@ Lease TakeNew(const std::string& kind);
 // when it is of another name.
 Lease TakeOver(const std::string& kind, const std::string& name, Fields& fields);
 
-// The same for all leases of `kind`, whatever their names, that are free.
+// The same for all leases of `kind`, whatever their names, that are free. AnyLeft tells without the
+// lock whether that is worth while; both look at every lease of the kind.
 struct Left {
     Lease lease;
     Fields fields;
 };
+bool AnyLeft(const std::string& kind);
 std::vector<Left> TakeOverAll(const std::string& kind);
 
-// Replaces the fields after the name, adds one.
+// The fields of all leases of `kind` that living processes hold.
+std::vector<Fields> FieldsOfHeld(const std::string& kind);
+
+// Tells those who look at the lease that its holder has died; for a healer, before it ends it.
+void NoteDeath(const Lease& lease);
+
+// A look at a lease that somebody else holds; remains possible when that is ended.
+class Sight {
+public:
+    Sight() = default;
+    Sight(const std::string& kind, const std::string& name);
+
+    // Whether the holder has died, and a healer has ended the lease.
+    bool WasLeft() const;
+
+private:
+    vellumo::support::Descriptor _file;
+};
+
+// Replace all fields; add some. A death leaves all of them that are added, or none.
 void SetFields(const Lease& lease, const Fields& fields);
-void AddField(const Lease& lease, const std::string& field);
+void AddFields(const Lease& lease, const Fields& fields);
 
 }  // namespace NAVO::VELLUMO::leases
 

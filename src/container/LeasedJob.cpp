@@ -61,6 +61,19 @@ void RemoveLeftInTheWay(Json::Value& state, const Task& task, StateChange& chang
     }
 }
 
+// Removes the waiting jobs of all processes that have died.
+void RemoveLeftJobs(Json::Value& state, StateChange& change) {
+    for (leases::Left& left : leases::TakeOverAll(leases::kWaiting)) {
+        const std::string name = left.fields.empty() ? "0" : left.fields.front();
+        const auto priority = static_cast<Json::ArrayIndex>(name[0] - '0');
+        const Json::Value& queue = json::Member(state, kWaitingQueue);
+        if (queue.isArray() && queue.isValidIndex(priority) && queue[priority].isObject()) {
+            state[kWaitingQueue][priority].removeMember(name.substr(1));
+        }
+        change.End(std::move(left.lease));
+    }
+}
+
 // The command's client holds the lease too. When this process dies before the client, the slot
 // stays in use until the client has ended.
 class Lent {
@@ -80,7 +93,11 @@ LeasedJob::LeasedJob(ContainerPoolManager& pool, ConfigManager& config, const Ta
       _task(task),
       _parallelCount(parallelCount),
       _left(pool, config) {
-    const ConfigWriter writer(_config);
+    const bool anyLeft = leases::AnyLeft(leases::kWaiting);
+    StateChange change(_config);
+    if (anyLeft) {
+        RemoveLeftJobs(_config.config, change);
+    }
     _waiting = leases::Take(leases::kWaiting, {WaitingName(_task.priority, _task.key)});
     _pool.AddWaitingQueue(_task);
 }

@@ -38,6 +38,12 @@ private:
     bool _productKept = false;
 };
 
+// With a slash at its end.
+std::string DirectoryOf(const path::Path& file) {
+    const std::string path = file.GetRealPath("");
+    return path.substr(0, path.rfind('/') + 1);
+}
+
 int RunTool(ConverterBase& converter, ContainerPoolManager& pool) {
     std::vector<std::string> argv;
     converter.GetCommand(argv);
@@ -72,7 +78,7 @@ int ConverterBase::Convert(const std::string& targetType, const path::Path& src,
         return kResultNotPrepared;
     }
     const int result = RunTool(*this, *pool);
-    RemoveLeftScratchFiles();
+    RemoveLeftScratchFiles({DirectoryOf(_tmpSrcPath), DirectoryOf(_tmpTgtPath)});
     if (result == kResultSuccess) {
         dst.SetData("realPath", _tmpTgtPath.GetRealPath(""), true);
         scratch.KeepProduct();

@@ -18,6 +18,17 @@ Json::Value& RunningFilesForChange(Json::Value& root) {
     return json::AsObject(json::AsObject(root)[kRunningFiles]);
 }
 
+// Removes the marks of processes that have died; tells those who wait for one of them why it goes.
+void RemoveLeftMarks(Json::Value& root, StateChange& change) {
+    for (leases::Left& left : leases::TakeOverAll(leases::kMark)) {
+        if (!left.fields.empty()) {
+            RunningFilesForChange(root).removeMember(left.fields.front());
+        }
+        leases::NoteDeath(left.lease);
+        change.End(std::move(left.lease));
+    }
+}
+
 }  // namespace
 
 ConvertingManager::ConvertingManager(std::string key)
@@ -40,39 +51,46 @@ bool ConvertingManager::IsSetByOther() const {
     return IsMarked() && leases::IsHeld(leases::kMark, _key);
 }
 
-void ConvertingManager::Set() {
-    const ConfigWriter writer(_config);
+void ConvertingManager::Set(bool alsoRemovesLeft) {
+    StateChange change(_config);
     if (IsSetByOther()) {
         return;
     }
     _lease = leases::Take(leases::kMark, {_key});
     RunningFilesForChange(_config.config)[_key] = Json::Value(Json::objectValue);
     _inserted = true;
+    if (alsoRemovesLeft) {
+        RemoveLeftMarks(_config.config, change);
+    }
 }
 
 bool ConvertingManager::Insert() {
     leases::Prepare();
+    const bool anyLeft = leases::AnyLeft(leases::kMark);
     _config.LockR();
     _config.Load();
     if (!IsMarked() || leases::IsLeft(leases::kMark, _key)) {
-        Set();
+        Set(anyLeft);
     }
     _config.Unlock();
     return _inserted;
 }
 
 bool ConvertingManager::WaitUntilGone() {
+    leases::Sight holder;
     while (true) {
         _config.LockR();
         _config.Load();
         const bool marked = IsMarked();
-        if (marked && leases::IsLeft(leases::kMark, _key)) {
-            Set();
+        const bool isFree = marked ? leases::IsLeft(leases::kMark, _key) : holder.WasLeft();
+        if (isFree) {
+            Set(false);
         }
         _config.Unlock();
-        if (!marked || _inserted) {
+        if (_inserted || (!marked && !isFree)) {
             return _inserted;
         }
+        holder = leases::Sight(leases::kMark, _key);
         usleep(static_cast<useconds_t>(USLEEP_TIME));
     }
 }

@@ -33,7 +33,7 @@ public:
 private:
     bool IsMarked() const;
     bool IsSetByOther() const;
-    void Set();
+    void Set(bool alsoRemovesLeft);
 
     bool _inserted = false;
     std::string _key;

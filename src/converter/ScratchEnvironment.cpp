@@ -161,6 +161,7 @@ bool CreateConvertEnvironment(const path::Path& src, const std::string& targetTy
     if (!MakeScratchDirectories(names.sourceDir, names.targetDir)) {
         return false;
     }
+    ScratchLease::Announce();
     const bool reserved = sameName ? ReserveSameName(names, scratchSource, scratchTarget)
                                    : ReserveOwnNames(names, scratchSource, scratchTarget);
     ScratchLease::Note(scratchSource, scratchTarget);

@@ -3,6 +3,7 @@
 #define VELLUMO_CONVERTER_SCRATCHFILES_H
 
 #include <string>
+#include <vector>
 
 #include "support/Lease.h"
 #include "vellumo/Path.h"
@@ -19,7 +20,9 @@ public:
     ScratchLease(const ScratchLease&) = delete;
     ScratchLease& operator=(const ScratchLease&) = delete;
 
-    // Notes the files in the lease of this thread; without one, does nothing.
+    // Notes in the lease of this thread that files are about to be created, and which ones they
+    // are. Without a lease, both do nothing.
+    static void Announce();
     static void Note(const path::Path& source, const path::Path& target);
 
 private:
@@ -30,8 +33,9 @@ private:
 // Removes a scratch source and what is kept of it.
 void RemoveScratchSource(const path::Path& source);
 
-// Removes the scratch files of processes that have died, unless a command may still use them.
-void RemoveLeftScratchFiles();
+// Removes the scratch files in `directories` of processes that have died, unless a command may
+// still use them. Does it at some later call while another process is creating such files.
+void RemoveLeftScratchFiles(const std::vector<std::string>& directories);
 
 }  // namespace NAVO::VELLUMO::converter
 

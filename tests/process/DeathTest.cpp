@@ -1,6 +1,10 @@
 // SPDX-License-Identifier: Apache-2.0
+#include <json/writer.h>
+#include <unistd.h>
+
 #include <chrono>
 #include <csignal>
+#include <thread>
 
 #include "Device.h"
 #include "StateFile.h"
@@ -157,4 +161,57 @@ TEST_F(Death, JobOfAnotherProgramIsWaitedFor) {
     EXPECT_FALSE(ToolsAreCalled(1, kOnePoll));
     WriteState(R"({"navo1":{},"navo2":{}})");
     EXPECT_EQ(low.Wait(), 0);
+}
+
+// The disk as it may be after a power cut: the state file was written, the leases were not.
+class PowerCut : public Death {
+protected:
+    PowerCut() {
+        Worker first = AtWork("pdf");
+        Kill(first);
+        LetOneToolEnd();
+        for (const std::string& name : Names(kLeases)) {
+            if (name != "boot") {
+                unlink((kLeases + ("/" + name)).c_str());
+            }
+        }
+        PlayTool({});
+        Json::Value state = State();
+        state["waitingQueue"][2]["lost job"] = true;
+        state["others"] = "kept";
+        WriteState(Json::writeString(Json::StreamWriterBuilder(), state));
+        EXPECT_EQ(state["runningFiles"].size(), 1U);
+        EXPECT_EQ(state["runningQueue"].size(), 1U);
+        EXPECT_EQ(state["navo1"]["using"], 1);
+        EXPECT_THAT(ScratchFiles(), testing::Not(IsEmpty()));
+        std::this_thread::sleep_for(milliseconds(1100));  // what is there is older than the start
+    }
+
+    static constexpr const char* kRecord = "/var/packages/Vellumo/etc/leases/boot";
+};
+
+TEST_F(PowerCut, FirstProcessAfterTheStartRemovesAllThatWasHeld) {
+    WriteFile(kRecord, "an earlier start\n");
+    Worker next = PoolWorker({"booted", kDocument});
+    EXPECT_EQ(next.Wait(), 0);
+    EXPECT_TRUE(IsKept(kDocument));
+    ExpectNothingLeft();
+    EXPECT_EQ(State()["others"], "kept");
+    EXPECT_EQ(State()["navo1"]["used"], 2);
+    EXPECT_EQ(ReadFile(kRecord), ReadFile("/proc/sys/kernel/random/boot_id"));
+}
+
+TEST_F(PowerCut, WithinOneStartWhatHasNoLeaseIsRespected) {
+    Worker next = PoolWorker({"pdf", kDocument});
+    EXPECT_EQ(next.ReadLine(), "waiting");
+    EXPECT_EQ(State()["waitingQueue"][2].size(), 1U);
+    next.Signal(SIGKILL);
+}
+
+TEST_F(PowerCut, WithoutARecordAllIsRespected) {
+    unlink(kRecord);
+    Worker next = PoolWorker({"booted", kDocument});
+    EXPECT_EQ(next.ReadLine(), "waiting");
+    EXPECT_EQ(ReadFile(kRecord), ReadFile("/proc/sys/kernel/random/boot_id"));
+    next.Signal(SIGKILL);
 }
