@@ -2,6 +2,7 @@
 #include "config/Leases.h"
 
 #include <fcntl.h>
+#include <poll.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -24,6 +25,8 @@ namespace {
 using vellumo::support::Descriptor;
 
 constexpr const char* kDeath = "died";
+constexpr int kMostTries = 100;
+constexpr int kPauseMs = 1;
 constexpr size_t kLongest = 65536;  // of a lease's text
 
 // FNV-1a. Two names with one hash do no harm: the file contains the name, and the second of the two
@@ -116,11 +119,26 @@ bool IsLeft(const std::string& kind, const std::string& name) {
            IsOf(FieldsOf(text), name);
 }
 
-Lease Take(const std::string& kind, const Fields& fields) {
+Lease TakeOne(const std::string& kind, const std::vector<Fields>& leases) {
     const KeptErrno errors;
-    Lease lease = Lease::Take(PathOf(kind, fields.front()));
-    SetFields(lease, fields);
-    return lease;
+    for (int tries = 0; tries < kMostTries && !leases.empty(); ++tries) {
+        for (const Fields& fields : leases) {
+            Lease lease = Lease::Take(PathOf(kind, fields.front()));
+            if (lease) {
+                SetFields(lease, fields);
+                return lease;
+            }
+            if (errno != EAGAIN) {
+                return {};
+            }
+        }
+        poll(nullptr, 0, kPauseMs);
+    }
+    return {};
+}
+
+Lease Take(const std::string& kind, const Fields& fields) {
+    return TakeOne(kind, {fields});
 }
 
 Lease TakeNew(const std::string& kind) {

@@ -45,8 +45,10 @@ bool IsHeld(const std::string& kind, const std::string& name);
 // Whether a process that has died held it.
 bool IsLeft(const std::string& kind, const std::string& name);
 
-// Takes the lease and writes `fields`, of which the first is its name. Empty when a living process
-// holds it, and where there are no leases.
+// Takes the first of some leases that nobody holds and writes its fields, of which the first is its
+// name. Waits for a moment when all are held: a process that dies may free the state file before
+// its lease. Empty when living processes hold them, and where there are no leases.
+Lease TakeOne(const std::string& kind, const std::vector<Fields>& leases);
 Lease Take(const std::string& kind, const Fields& fields);
 
 // The same for a lease without a name, which only TakeOverAll finds.

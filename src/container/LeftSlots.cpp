@@ -63,14 +63,14 @@ bool IsIdle(const SlotFields& slot) {
 Lease LeaseSlotOf(const SlotFields& slot, int parallelCount) {
     SlotFields now = slot;
     now.claimed = Now();
-    Lease lease;
-    for (int number = 0; number < parallelCount && !lease; ++number) {
+    std::vector<leases::Fields> all;
+    for (int number = 0; number < parallelCount; ++number) {
         const std::string name = SlotName(slot.container, number);
         if (!leases::IsLeft(leases::kSlot, name)) {
-            lease = leases::Take(leases::kSlot, FieldsOf(name, now));
+            all.push_back(FieldsOf(name, now));
         }
     }
-    return lease;
+    return leases::TakeOne(leases::kSlot, all);
 }
 
 void LeftSlots::Find(int parallelCount) {

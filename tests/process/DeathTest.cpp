@@ -4,14 +4,17 @@
 
 #include <chrono>
 #include <csignal>
+#include <random>
 #include <thread>
 
 #include "Device.h"
 #include "StateFile.h"
 #include "SyslogSink.h"
 #include "Worker.h"
+#include "vellumo/ContainerPoolManager.h"
 
 using namespace vellumo::test;
+using NAVO::VELLUMO::ContainerPoolManager;
 using std::chrono::milliseconds;
 using std::chrono::seconds;
 using testing::IsEmpty;
@@ -163,6 +166,147 @@ TEST_F(Death, JobOfAnotherProgramIsWaitedFor) {
     EXPECT_EQ(low.Wait(), 0);
 }
 
+TEST_F(Death, OfAHealerLeavesTheRestToTheNextOne) {
+    LetContainerRunACommand("navo1", true);
+    WriteState(R"({"navo1":{"using":0,"used":0},"navo2":{"using":0,"used":0}})");
+    Worker first = AtWork("pdf");
+    Kill(first);
+    LetOneToolEnd();
+    Worker second = AtWork("pdf");
+    Kill(second);
+    LetOneToolEnd();
+    LetContainerRunACommand("navo1", false);
+    PlayTool({});
+    std::this_thread::sleep_for(seconds(2));  // somebody has just looked
+    Worker next = PoolWorker({"pdf", kDocument});
+    EXPECT_EQ(next.Wait(), 0);
+    ExpectNothingLeft();
+}
+
+namespace {
+
+// The clients of commands that run now.
+std::vector<pid_t> Clients() {
+    std::vector<pid_t> clients;
+    for (const std::string& name : Names("/proc")) {
+        const std::string command = ReadFile("/proc/" + name + "/cmdline");
+        if (std::isdigit(name[0]) != 0 && command.starts_with("/usr/local/bin/docker")) {
+            clients.push_back(std::stoi(name));
+        }
+    }
+    return clients;
+}
+
+class DeathAtRandom : public Death {
+protected:
+    static constexpr int kRounds = 50;
+    static constexpr int kLongestMs = 120;
+
+    DeathAtRandom() {
+        PlayTool({.sleepMs = 20});
+        for (const char* document : kDocuments) {
+            WriteFile(document, document);
+        }
+    }
+
+    static std::vector<Worker> Four() {
+        std::vector<Worker> workers;
+        for (const char* document : kDocuments) {
+            workers.push_back(PoolWorker({"pdf", document}));
+        }
+        workers.push_back(PoolWorker({"thumbnail", kDocuments[0]}));
+        return workers;
+    }
+    void KillAll(std::vector<Worker>& workers) {
+        const bool alsoClients = _random() % 2 == 0;
+        for (Worker& worker : workers) {
+            std::this_thread::sleep_for(milliseconds(_random() % (kLongestMs / 4)));
+            worker.Signal(SIGKILL);
+        }
+        for (const pid_t client : alsoClients ? Clients() : std::vector<pid_t>()) {
+            kill(client, SIGKILL);
+        }
+        for (Worker& worker : workers) {
+            const int end = worker.Wait();
+            EXPECT_TRUE(end == 0 || end == -SIGKILL) << end;
+        }
+    }
+
+    static constexpr const char* kDocuments[] = {"/volume1/docs/a.docx", "/volume1/docs/b.docx",
+                                                 "/volume1/docs/c.pdf"};
+    std::mt19937 _random{std::random_device()()};
+};
+
+}  // namespace
+
+TEST_F(DeathAtRandom, OfFourProcessesLeavesNothingToTheNextFour) {
+    for (int round = 0; round < kRounds; ++round) {
+        std::vector<Worker> workers = Four();
+        KillAll(workers);
+    }
+    ASSERT_TRUE(ComesTrue([] { return Clients().empty(); }));
+    std::vector<Worker> workers = Four();
+    ExpectGoodEnds(workers);
+    for (const char* document : kDocuments) {
+        EXPECT_TRUE(IsKept(document));
+        EXPECT_EQ(ReadFile(document), document);
+    }
+    EXPECT_TRUE(Exists(StreamOf(kDocuments[0], "NAVODOC_THUMB.png")));
+    Worker last = PoolWorker({"pdf", kDocuments[0]});
+    EXPECT_EQ(last.Wait(), 0);
+    ExpectNothingLeft();
+}
+
+namespace {
+
+// A job of the real engine, which starts a sandbox for it.
+class DeathOfAClient : public Death {
+protected:
+    DeathOfAClient() {
+        UseEmbeddedEngine();
+        WriteState(R"({"navo1":{"using":0,"used":0},"navo2":{"using":1}})");
+    }
+
+    static ChildProcess Job(const std::vector<std::string>& command) {
+        return ChildProcess([=] {
+            ContainerPoolManager pool(0, 0, 1);
+            return pool.Execute(command, ContainerPoolManager::PRIORITY_HIGH) == 1000 ? 0 : 1;
+        });
+    }
+    // A job that runs, and is killed.
+    static void KillAtWork(const std::vector<std::string>& command) {
+        ChildProcess job = Job(command);
+        ASSERT_TRUE(ComesTrue([] { return !Clients().empty(); }));
+        job.Signal(SIGKILL);
+        EXPECT_EQ(job.Wait(), -SIGKILL);
+        EXPECT_EQ(State()["navo1"]["using"], 1);
+    }
+};
+
+}  // namespace
+
+TEST_F(DeathOfAClient, ThatHasNotComeKeepsTheSlotInUse) {
+    KillAtWork({"sleep", "3"});
+    ChildProcess next = Job({"true"});
+    EXPECT_FALSE(ComesTrue([] { return State()["navo1"]["used"] == 2; }, milliseconds(1500)));
+    EXPECT_FALSE(Clients().empty());
+    EXPECT_EQ(next.Wait(), 0);
+    EXPECT_EQ(State()["navo1"]["using"], 0);
+}
+
+TEST_F(DeathOfAClient, FreesTheSlotWithinOnePoll) {
+    KillAtWork({"sleep", "60"});
+    ChildProcess next = Job({"true"});
+    for (const pid_t client : Clients()) {
+        kill(client, SIGKILL);
+    }
+    EXPECT_TRUE(ComesTrue([] { return State()["navo1"]["used"] == 2; }, seconds(2)));
+    EXPECT_EQ(next.Wait(), 0);
+    EXPECT_EQ(State()["navo1"]["using"], 0);
+}
+
+namespace {
+
 // The disk as it may be after a power cut: the state file was written, the leases were not.
 class PowerCut : public Death {
 protected:
@@ -189,6 +333,8 @@ protected:
 
     static constexpr const char* kRecord = "/var/packages/Vellumo/etc/leases/boot";
 };
+
+}  // namespace
 
 TEST_F(PowerCut, FirstProcessAfterTheStartRemovesAllThatWasHeld) {
     WriteFile(kRecord, "an earlier start\n");

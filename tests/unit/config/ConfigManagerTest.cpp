@@ -299,7 +299,7 @@ TEST_F(StateFileTest, TornCopyOfATornFileIsNoCopy) {
 // A file that cannot be written to its end leaves the copy.
 TEST_F(StateFileTest, CopyIsForItsOwnerAlone) {
     const mode_t before = umask(0);
-    const int status = InOwnProcess([] {
+    const int ended = InOwnProcess([] {
         ConfigManager manager("/dev/full", 0);
         manager.config["a"] = 1;
         manager.Save();
@@ -308,13 +308,13 @@ TEST_F(StateFileTest, CopyIsForItsOwnerAlone) {
     });
     umask(before);
     unlink("/dev/full.copy");
-    EXPECT_EQ(status, 0);
+    EXPECT_EQ(ended, 0);
 }
 
 // The limit of a file's size stops a write as a full disk does.
 TEST_F(StateFileTest, KeepsItsContentWhenThereIsNoSpace) {
     WriteFile(kFile, kWhole);
-    const int status = InOwnProcess([] {
+    const int ended = InOwnProcess([] {
         std::signal(SIGXFSZ, SIG_IGN);
         ConfigManager manager(kFile, 5);
         if (!manager.LockW() || !manager.Load()) {
@@ -325,7 +325,7 @@ TEST_F(StateFileTest, KeepsItsContentWhenThereIsNoSpace) {
         setrlimit(RLIMIT_FSIZE, &limit);
         return manager.Save() ? 2 : 0;
     });
-    EXPECT_EQ(status, 0);
+    EXPECT_EQ(ended, 0);
     EXPECT_EQ(ReadFile(kFile), kWhole);
     EXPECT_FALSE(Exists(kCopy));
 }
