@@ -157,7 +157,8 @@ std::string Lease::Text() const {
 }
 
 bool Lease::SetText(const std::string& text) const {
-    return *this && ftruncate(Get(), 0) == 0 && WriteAt(Get(), text, 0);
+    return *this && WriteAt(Get(), text, 0) &&
+           ftruncate(Get(), static_cast<off_t>(text.size())) == 0;
 }
 
 bool Lease::AddText(const std::string& text) const {

@@ -50,7 +50,9 @@ public:
 
     // What the file tells those who find the lease free.
     std::string Text() const;
-    bool SetText(const std::string& text) const;  // not atomic: a death meanwhile leaves a part
+    // A death in the middle of SetText leaves the old text, or the new one with the end of a longer
+    // old one after it.
+    bool SetText(const std::string& text) const;
     bool AddText(const std::string& text) const;
 
     // Removes the file and releases the lock: the holder has cleaned up. Does nothing for an empty

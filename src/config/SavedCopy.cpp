@@ -3,6 +3,7 @@
 
 #include <unistd.h>
 
+#include <cstdio>
 #include <fstream>
 #include <iterator>
 
@@ -21,19 +22,41 @@ std::string Content(const std::string& path) {
     return {std::istreambuf_iterator<char>(file), {}};
 }
 
+// A power cut can leave the new length without the new content.
+std::string WithoutNuls(std::string text) {
+    text.erase(text.find_last_not_of('\0') + 1);
+    return text;
+}
+
+// Whether the file holds less than its copy.
+bool IsTorn(const std::string& file) {
+    const std::string copy = Content(CopyOf(file));
+    return !copy.empty() && WithoutNuls(Content(file)).size() < copy.size() &&
+           !CopyOfTorn(file).empty();
+}
+
 }  // namespace
 
+// An older copy stays until the new one is whole: the file may be torn from an earlier save.
 SavedCopy::SavedCopy(const std::string& file, const std::string& text) : _path(CopyOf(file)) {
     const KeptErrno errors;
-    vellumo::support::EnsurePrivateFile(_path);
-    std::ofstream copy(_path, std::ios::trunc | std::ios::binary);
-    if (copy.is_open()) {
-        copy << text;
-        copy.flush();
-        _hasNoSpace = !copy.good();
+    const std::string part = _path + ".new";
+    vellumo::support::EnsurePrivateFile(part);
+    std::ofstream copy(part, std::ios::trunc | std::ios::binary);
+    if (!copy.is_open()) {
+        return;
     }
+    copy << text;
+    copy.close();
+    _hasNoSpace = !copy.good();
     if (_hasNoSpace) {
-        Remove();
+        unlink(part.c_str());
+    } else {
+        if (IsTorn(file)) {
+            truncate(file.c_str(),
+                     0);  // what is left of an earlier text is no part of the new copy
+        }
+        rename(part.c_str(), _path.c_str());
     }
 }
 
@@ -42,12 +65,9 @@ void SavedCopy::Remove() const {
     unlink(_path.c_str());
 }
 
-// The file may also end in NULs: a power cut can leave the new length without the new content.
 std::string CopyOfTorn(const std::string& file) {
     const std::string copy = Content(CopyOf(file));
-    std::string torn = Content(file);
-    torn.erase(torn.find_last_not_of('\0') + 1);
-    return copy.starts_with(torn) ? copy : "";
+    return copy.starts_with(WithoutNuls(Content(file))) ? copy : "";
 }
 
 }  // namespace NAVO::VELLUMO

@@ -30,7 +30,8 @@ protected:
         EXPECT_EQ(state["navo2"]["using"], 0);
         EXPECT_THAT(ScratchFiles(), IsEmpty());
         EXPECT_THAT(Names("/var/packages/Vellumo/etc/leases"), ElementsAre("boot"));
-        EXPECT_FALSE(Exists("/var/packages/Vellumo/etc/config.copy"));
+        EXPECT_THAT(Names("/var/packages/Vellumo/etc"),
+                    ElementsAre("cache.db", "config", "leases"));
         EXPECT_EQ(ReadFile(kDocument), kContent);
     }
 
@@ -43,11 +44,15 @@ protected:
         ExpectNothingLeft();
     }
 
-    static void KillAtEveryStep(const std::string& service, const char* product) {
+    // `before`: leaves what the killed process finds. `stride`: 1 for every step, 5 for every
+    // fifth.
+    static void KillAtEveryStep(
+        const std::string& service, const char* product, void (*before)() = [] {}, int stride = 1) {
         int step = 1;
-        for (;; ++step) {
+        for (;; step += stride) {
             PrepareFreshDevice();
             WriteFile(kDocument, kContent);
+            before();
             const std::string call = KilledAtStep({VELLUMO_POOL_WORKER, service, kDocument}, step);
             if (call.empty()) {
                 break;
@@ -64,6 +69,32 @@ protected:
 
 TEST_F(DeathAtEveryStep, OfAPdf) {
     KillAtEveryStep("pdf", "NAVODOC_THUMB.pdf");
+}
+
+// The first process has died while its tool ran.
+TEST_F(DeathAtEveryStep, OfAHealer) {
+    static int step = 1;
+    KillAtEveryStep(
+        "pdf", "NAVODOC_THUMB.pdf",
+        [] {
+            while (true) {
+                ASSERT_NE(KilledAtStep({VELLUMO_POOL_WORKER, "pdf", kDocument}, step), "");
+                if (!State()["runningQueue"].empty()) {
+                    return;
+                }
+                ++step;
+            }
+        },
+        5);
+}
+
+// The first process has died in the middle of a save.
+TEST_F(DeathAtEveryStep, AfterATornSave) {
+    KillAtEveryStep("pdf", "NAVODOC_THUMB.pdf", [] {
+        const std::string whole = StateText();
+        WriteFile(kStateFile + std::string(".copy"), whole);
+        WriteFile(kStateFile, whole.substr(0, whole.size() / 2));
+    });
 }
 
 TEST_F(DeathAtEveryStep, OfAThumbnail) {
