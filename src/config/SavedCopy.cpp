@@ -49,14 +49,10 @@ SavedCopy::SavedCopy(const std::string& file, const std::string& text) : _path(C
     copy << text;
     copy.close();
     _hasNoSpace = !copy.good();
-    if (_hasNoSpace) {
+    // What is left of an earlier text would be no part of the new copy.
+    const bool isReady = !_hasNoSpace && (!IsTorn(file) || truncate(file.c_str(), 0) == 0);
+    if (!isReady || rename(part.c_str(), _path.c_str()) != 0) {
         unlink(part.c_str());
-    } else {
-        if (IsTorn(file)) {
-            truncate(file.c_str(),
-                     0);  // what is left of an earlier text is no part of the new copy
-        }
-        rename(part.c_str(), _path.c_str());
     }
 }
 

@@ -33,7 +33,7 @@ using vellumo::support::Lease;
 using vellumo::support::Descriptor;
 
 constexpr const char* kSource = "Converter";
-const std::string kCreating = "creating ";  // before the time
+constexpr const char* kCreating = "creating ";  // before the time
 
 thread_local Lease* current = nullptr;
 

@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 #include <chrono>
+#include <csignal>
 
 #include "Device.h"
 #include "KilledProgram.h"
@@ -73,19 +74,18 @@ TEST_F(DeathAtEveryStep, OfAPdf) {
 
 // The first process has died while its tool ran.
 TEST_F(DeathAtEveryStep, OfAHealer) {
-    static int step = 1;
-    KillAtEveryStep(
-        "pdf", "NAVODOC_THUMB.pdf",
-        [] {
-            while (true) {
-                ASSERT_NE(KilledAtStep({VELLUMO_POOL_WORKER, "pdf", kDocument}, step), "");
-                if (!State()["runningQueue"].empty()) {
-                    return;
-                }
-                ++step;
-            }
-        },
-        5);
+    const auto before = [] {
+        PlayTool({.isHeld = true});
+        Worker first = PoolWorker({"pdf", kDocument});
+        ASSERT_TRUE(ToolsAreCalled());
+        first.Signal(SIGKILL);
+        EXPECT_EQ(first.Wait(), -SIGKILL);
+        LetToolEnd();
+        ASSERT_TRUE(ComesTrue([] { return !Exists("/device/busy-navo1"); }));
+        PlayTool({});
+        ASSERT_EQ(State()["runningQueue"].size(), 1U);
+    };
+    KillAtEveryStep("pdf", "NAVODOC_THUMB.pdf", before, 5);
 }
 
 // The first process has died in the middle of a save.
