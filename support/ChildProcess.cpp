@@ -27,7 +27,7 @@ public:
         Arrange(STDERR_FILENO, surroundings.error, O_WRONLY);
         // Last: in a process without standard input, an output may have its number.
         Arrange(STDIN_FILENO, Surroundings::kNothing, O_RDONLY);
-        Note(posix_spawn_file_actions_addclosefrom_np(&_actions, STDERR_FILENO + 1));
+        Note(posix_spawn_file_actions_addclosefrom_np(&_actions, Lend(surroundings.lent) + 1));
     }
     ~SpawnPlan() {
         posix_spawn_file_actions_destroy(&_actions);
@@ -53,6 +53,15 @@ private:
             posix_spawnattr_setflags(&_attributes, POSIX_SPAWN_SETSIGDEF | POSIX_SPAWN_SETSIGMASK));
         Note(posix_spawnattr_setsigdefault(&_attributes, &every));
         Note(posix_spawnattr_setsigmask(&_attributes, &none));
+    }
+
+    // Returns the highest number of a descriptor that the program gets.
+    int Lend(int descriptor) {
+        if (descriptor == Surroundings::kNothing) {
+            return STDERR_FILENO;
+        }
+        Note(posix_spawn_file_actions_adddup2(&_actions, descriptor, STDERR_FILENO + 1));
+        return STDERR_FILENO + 1;
     }
 
     // A standard descriptor that is closed in this process stays closed in the program.

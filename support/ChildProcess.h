@@ -32,10 +32,12 @@ struct Surroundings {
     int output = kNothing;      // file descriptor for its standard output
     int error = kNothing;       // file descriptor for its standard error
     bool keepsSignals = false;  // true: the caller's mask and ignored signals; false: the defaults
+    int lent = kNothing;        // file descriptor that it holds until its end, as number 3; or none
 };
 
 // Starts `program`, an absolute path, with the argument vector `argv`. Only the three standard file
-// descriptors are open in it. Sets `child` and returns 0, or returns an errno value.
+// descriptors, and the lent one, are open in it. Sets `child` and returns 0, or returns an errno
+// value.
 int Start(const char* program, char* const argv[], const Surroundings& surroundings, pid_t& child);
 
 // Waits until `child` ends, without a time limit, and sets `status` as waitpid does. Returns false,

@@ -88,6 +88,8 @@ private:
 std::mutex Unwaited::mutex;
 std::vector<pid_t> Unwaited::children;
 
+thread_local int lent = vellumo::support::Surroundings::kNothing;
+
 int ExitStatusOf(pid_t child) {
     int status = 0;
     if (!vellumo::support::WaitForEnd(child, status)) {
@@ -102,6 +104,7 @@ int Start(const char* program, char* const argv[], StandardError standardError, 
     }
     Unwaited::CollectEnded();
     vellumo::support::Surroundings surroundings;
+    surroundings.lent = lent;
     if (standardError == StandardError::Inherited) {
         surroundings.error = STDERR_FILENO;
     }
@@ -145,6 +148,10 @@ int NLIBCExecv(const char* program, char* const argv[], int wait) {
     const NAVO::platform::SuccessKeepsErrno success;
     return wait != 0 ? NAVO::platform::Run(program, argv, StandardError::Inherited)
                      : NAVO::platform::Launch(program, argv, StandardError::Inherited);
+}
+
+void NLIBCExecLend(int descriptor) {
+    NAVO::platform::lent = descriptor;
 }
 
 int NLIBCExecl(const char* program, int options, ...) {

@@ -11,8 +11,12 @@
 #include <cstring>
 #include <fstream>
 #include <memory>
+#include <sstream>
 
+#include "common/KeptErrno.h"
 #include "common/Log.h"
+#include "config/SavedCopy.h"
+#include "config/StateChange.h"
 #include "support/PrivateFile.h"
 #include "vellumo/utils.h"
 
@@ -103,20 +107,42 @@ bool ConfigManager::Unlock() {
 
 bool ConfigManager::Load() {
     std::ifstream file(path);
-    return file.is_open() && Parse(file, config);
+    if (file.is_open() && Parse(file, config)) {
+        return true;
+    }
+    const KeptErrno errors;
+    std::istringstream copy(CopyOfTorn(path));
+    Json::Value whole;
+    if (!Parse(copy, whole)) {
+        return false;
+    }
+    config.swap(whole);
+    return true;
 }
 
+// A death in the middle leaves a part of the document in the file. So the whole of it is beside the
+// file before that is truncated, until it has been written.
 bool ConfigManager::Save() {
     vellumo::support::EnsurePrivateFile(path);
+    std::ostringstream text;
+    MakeWriter()->write(config, &text);
+    const SavedCopy copy(path, text.str());
+    if (copy.HasNoSpace()) {
+        return false;  // the file keeps its content rather than a part of the new one
+    }
     std::ofstream file(path, std::ios::trunc);
     if (!file.is_open()) {
         log::Error(kSource, __LINE__, "config %s save failed %s", path.c_str(),
                    std::strerror(errno));
         return false;
     }
-    MakeWriter()->write(config, &file);
+    file << text.str();
     file.flush();
-    return file.good();
+    if (!file.good()) {
+        return false;
+    }
+    copy.Remove();
+    return true;
 }
 
 bool ConfigManager::Reset(const std::string& file) {
@@ -132,24 +158,16 @@ ConfigWriter::ConfigWriter(ConfigManager& manager)
     : _manager(&manager),
       _relockRead(manager.lockState != kUnlocked),
       _discard(manager.lockState == kWriteLocked) {
-    if (_discard) {
-        return;
+    if (!_discard) {
+        BeginChange(*_manager);
     }
-    const bool locked = _manager->LockW();
-    // Load also without the lock: the destructor saves in any case and must not drop what other
-    // processes have in the file.
-    const bool loaded = _manager->Load();
-    _manager->lastOk = locked && loaded;
 }
 
 ConfigWriter::~ConfigWriter() {
-    if (_discard) {
-        return;
+    if (!_discard) {
+        std::vector<vellumo::support::Lease> none;
+        FinishChange(*_manager, _relockRead, none);
     }
-    const bool saved = _manager->Save();
-    const bool unlocked = _manager->Unlock();
-    const bool relocked = !_relockRead || _manager->LockR();
-    _manager->lastOk = saved && unlocked && relocked;
 }
 
 }  // namespace NAVO::VELLUMO

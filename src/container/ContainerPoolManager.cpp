@@ -6,16 +6,12 @@
 #include <algorithm>
 
 #include "common/JsonAccess.h"
+#include "config/StateMembers.h"
 #include "vellumo/Constants.h"
 
 namespace NAVO::VELLUMO {
 namespace {
 
-constexpr const char* kWaitingQueue = "waitingQueue";
-constexpr const char* kRunningQueue = "runningQueue";
-constexpr const char* kContainerPrefix = "navo";
-constexpr const char* kUsing = "using";
-constexpr const char* kUsed = "used";
 constexpr Json::ArrayIndex kPriorities = 3;
 
 // Reads the state file: takes the shared lock and loads it. Does nothing when the caller holds a
@@ -179,15 +175,7 @@ void ContainerPoolManager::DecUsingCount(const std::string& container) {
 
 void ContainerPoolManager::GetContainerNames(std::vector<std::string>& names) {
     const ConfigReader reader(_config);
-    names.clear();
-    if (!_config.config.isObject()) {
-        return;
-    }
-    for (const std::string& name : _config.config.getMemberNames()) {
-        if (name.starts_with(kContainerPrefix)) {
-            names.push_back(name);
-        }
-    }
+    names = ContainerNames(_config.config);
 }
 
 bool ContainerPoolManager::GetAvailContainer(const Task& task, std::string& container) {

@@ -1,10 +1,9 @@
 // SPDX-License-Identifier: Apache-2.0
-#include <navo/exec.h>
-
 #include "common/Log.h"
 #include "common/ResultCode.h"
-#include "common/RunAs.h"
+#include "config/Leases.h"
 #include "converter/ScratchEnvironment.h"
+#include "converter/ScratchFiles.h"
 #include "vellumo/Constants.h"
 #include "vellumo/Converter.h"
 #include "vellumo/utils.h"
@@ -14,19 +13,6 @@ namespace {
 
 constexpr const char* kSource = "Converter";
 
-void RemoveEADir(const path::Path& file) {
-    // Either absolute or, when it is unknown, "": rm must never get any other path.
-    const std::string directory = file.GetEAPathWithType("", "");
-    if (directory.empty()) {
-        return;
-    }
-    // Root created it, so only root can be sure to remove it.
-    const RunAsRoot root(kSource, 194);
-    if (!root || NLIBCExec("/usr/bin/rm", "-rf", directory.c_str(), nullptr, nullptr) < 0) {
-        log::Error(kSource, 194, "remove eadir failed");
-    }
-}
-
 // The scratch files of one run, as far as they were created. At the end of the run it removes the
 // source, and the product unless that is kept for the caller.
 class ScratchFiles {
@@ -35,8 +21,7 @@ public:
         : _source(source), _target(target) {}
     ~ScratchFiles() {
         if (!_source.GetRealPath("").empty()) {
-            RemoveEADir(_source);
-            RemoveFileDropCache(_source.GetRealPath(""));
+            RemoveScratchSource(_source);
         }
         if (!_productKept && !_target.GetRealPath("").empty()) {
             RemoveFileDropCache(_target.GetRealPath(""));
@@ -52,6 +37,12 @@ private:
     const path::Path& _target;
     bool _productKept = false;
 };
+
+// With a slash at its end.
+std::string DirectoryOf(const path::Path& file) {
+    const std::string path = file.GetRealPath("");
+    return path.substr(0, path.rfind('/') + 1);
+}
 
 int RunTool(ConverterBase& converter, ContainerPoolManager& pool) {
     std::vector<std::string> argv;
@@ -77,6 +68,8 @@ int ConverterBase::Convert(const std::string& targetType, const path::Path& src,
     ContainerPoolManager* pool =
         ContainerPoolManager::Instance(MAX_USING_COUNT, MAX_MEMORY_COUNT, PARALLEL_COUNT);
 
+    leases::Prepare();
+    const ScratchLease lease;
     ScratchFiles scratch(_tmpSrcPath, _tmpTgtPath);
     if (!CreateConvertEnvironment(src, targetType, _tmpSrcPath, _tmpTgtPath, IsNeedSameFolder())) {
         log::Failed(kSource, 179,
@@ -85,6 +78,7 @@ int ConverterBase::Convert(const std::string& targetType, const path::Path& src,
         return kResultNotPrepared;
     }
     const int result = RunTool(*this, *pool);
+    RemoveLeftScratchFiles({DirectoryOf(_tmpSrcPath), DirectoryOf(_tmpTgtPath)});
     if (result == kResultSuccess) {
         dst.SetData("realPath", _tmpTgtPath.GetRealPath(""), true);
         scratch.KeepProduct();

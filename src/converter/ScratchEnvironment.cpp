@@ -9,6 +9,7 @@
 
 #include "common/JsonAccess.h"
 #include "common/Log.h"
+#include "converter/ScratchFiles.h"
 #include "path/ExtendedAttributes.h"
 #include "vellumo/Constants.h"
 #include "vellumo/utils.h"
@@ -169,8 +170,10 @@ bool CreateConvertEnvironment(const path::Path& src, const std::string& targetTy
     if (!MakeScratchDirectories(names.sourceDir, names.targetDir)) {
         return false;
     }
+    ScratchLease::Announce();
     const bool reserved = sameName ? ReserveSameName(names, scratchSource, scratchTarget)
                                    : ReserveOwnNames(names, scratchSource, scratchTarget);
+    ScratchLease::Note(scratchSource, scratchTarget);
     if (!reserved) {
         return false;
     }

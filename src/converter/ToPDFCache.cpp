@@ -3,6 +3,7 @@
 #include "common/ResultCode.h"
 #include "converter/ConvertingManager.h"
 #include "converter/Pinned.h"
+#include "converter/ScratchFiles.h"
 #include "vellumo/CacheManager.h"
 #include "vellumo/Constants.h"
 #include "vellumo/Converter.h"
@@ -49,11 +50,11 @@ void Keep(CacheManager& cache, const path::Path& product, const path::Path& sour
 int ToPDFCache(const path::Path& source) {
     ConvertingManager converting(source.GetRealPath("") + ":origin");
     CacheManager cache(true, kCacheSizeLimit);
-    if (!converting.Insert()) {
-        converting.WaitUntilGone();
+    if (!converting.Insert() && !converting.WaitUntilGone()) {
         return kResultSuccess;
     }
     const Pinned pinned(source);
+    const ScratchLease lease;
     ScratchProduct product;
     const int result = ToPDF(pinned.Source(), product.output, nullptr);
     if (result == kResultSuccess) {

@@ -7,6 +7,7 @@
 #include "converter/ConvertingManager.h"
 #include "converter/ErrorFileManager.h"
 #include "converter/Pinned.h"
+#include "converter/ScratchFiles.h"
 #include "support/Descriptor.h"
 #include "vellumo/Constants.h"
 #include "vellumo/Converter.h"
@@ -111,6 +112,7 @@ int ToThumbnail(const path::Path& source) {
     if (!converting.Insert()) {
         return kResultSuccess;  // another process is making it
     }
+    const ScratchLease lease;
     Attempt attempt(thumbnail);
     if (!attempt.Mark()) {
         log::Failed(kSource, 403, "! errMgr.Touch()");

@@ -110,7 +110,7 @@ void ExpectClaimsInOrderOfPriority(const Version& before, const Version& after) 
 }
 
 void ExpectHistoryInOrder(const std::vector<Version>& history) {
-    ASSERT_GT(history.size(), size_t{kAllJobs} * 5);
+    ASSERT_GT(history.size(), size_t{kAllJobs} * 4);
     for (size_t i = 1; i < history.size(); ++i) {
         ExpectClaimsInOrderOfPriority(history[i - 1], history[i]);
         int inContainers = 0;

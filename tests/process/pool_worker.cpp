@@ -10,6 +10,7 @@
 //   pool_worker pdf DOCUMENT      converts it into the cache; says "waiting" when it waits for who
 //                                 does it already; exit status 0 when that returned 1000
 //   pool_worker thumbnail DOCUMENT  likewise, without waiting
+//   pool_worker booted DOCUMENT   like pdf, on a server that has just started
 //   pool_worker store NAME SECONDS  stores a stream of each of the new documents NAME0, NAME1, …
 //                                 with the collection on; says "waiting" when it waits for the
 //                                 index; exit status 1 when one is not taken
@@ -51,6 +52,7 @@ namespace {
 using Pool = ContainerPoolManager;
 
 bool tracing = false;
+bool booted = false;
 
 // What this process says that it waits for, once.
 enum class Obstacle { kNone, kLock, kConversion, kIndex };
@@ -218,6 +220,14 @@ __attribute__((visibility("default"))) int flock(int file, int operation) noexce
     return result;
 }
 
+__attribute__((visibility("default"))) int clock_gettime(clockid_t clock, timespec* time) noexcept {
+    const int result = static_cast<int>(syscall(SYS_clock_gettime, clock, time));
+    if (booted && clock == CLOCK_BOOTTIME) {
+        *time = {};
+    }
+    return result;
+}
+
 __attribute__((visibility("default"))) int usleep(useconds_t duration) {
     if (duration == static_cast<useconds_t>(USLEEP_TIME)) {
         WaitsFor(Obstacle::kConversion);
@@ -251,7 +261,8 @@ int main(int argc, char** argv) {
     if (command == "lock") {
         return TryLock(name);
     }
-    if (command == "pdf") {
+    booted = command == "booted";
+    if (command == "pdf" || booted) {
         return Make(name, converter::ToPDFCache);
     }
     if (command == "thumbnail") {

@@ -26,6 +26,7 @@ constexpr const char* kScript = "/device/tool-script";
 constexpr const char* kCalls = "/device/docker-calls";
 constexpr const char* kMayEnd = "/device/tool-may-end";
 constexpr const char* kOverlap = "/device/overlap";
+constexpr const char* kLooks = "/device/docker-looks";
 constexpr const char* kStreamsOfSources = "/volume1/@navoea/docker/@@tmp/Vellumo/@@tmp/source";
 constexpr size_t kPathSize = 4096;
 
@@ -54,8 +55,13 @@ void InstallDocker(const char* program) {
 
 void InstallScriptedDocker() {
     InstallDocker(VELLUMO_FAKE_DOCKER);
-    for (const char* trace : {kScript, kCalls, kMayEnd, kOverlap, "/device/seen-source"}) {
+    for (const char* trace : {kScript, kCalls, kMayEnd, kOverlap, kLooks, "/device/seen-source"}) {
         fs::remove(trace);
+    }
+    for (const std::string& name : Names("/device")) {
+        if (name.starts_with("busy-") || name.starts_with("runs-")) {
+            fs::remove("/device/" + name);  // of a killed tool
+        }
     }
 }
 
@@ -159,8 +165,8 @@ std::vector<std::vector<std::string>> DockerCalls() {
     return calls;
 }
 
-bool ToolsAreCalled(size_t count) {
-    return ComesTrue([=] { return DockerCalls().size() >= count; });
+bool ToolsAreCalled(size_t count, std::chrono::milliseconds limit) {
+    return ComesTrue([=] { return DockerCalls().size() >= count; }, limit);
 }
 
 bool ComesTrue(const std::function<bool()>& condition, std::chrono::milliseconds limit) {
@@ -172,6 +178,20 @@ bool ComesTrue(const std::function<bool()>& condition, std::chrono::milliseconds
         std::this_thread::sleep_for(kLook);
     }
     return true;
+}
+
+void LetContainerRunACommand(const std::string& container, bool runs) {
+    const std::string mark = "/device/runs-" + container;
+    if (runs) {
+        WriteFile(mark, "");
+    } else {
+        fs::remove(mark);
+    }
+}
+
+size_t LooksIntoContainers() {
+    const std::string looks = ReadFile(kLooks);
+    return static_cast<size_t>(std::count(looks.begin(), looks.end(), '\n'));
 }
 
 bool ContainersEverOverlapped() {
@@ -197,6 +217,7 @@ void PrepareFreshDevice(const std::string& kept) {
     chmod("/volume1", 0755);
     Empty("/usr/navo");
     Empty("/var/log/navo");
+    Empty("/var/packages/Vellumo/etc/leases");
     for (const char* directory : {"/volume1/docs", "/volume1/docker", "/volume1/homes/ann",
                                   "/volume2/archive", "/var/packages/Vellumo/etc",
                                   "/var/packages/Vellumo/target/conf", "/usr/navo/etc/strings"}) {

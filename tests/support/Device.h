@@ -59,14 +59,19 @@ void UseNotedEngine();
 // The argument vectors that /usr/local/bin/docker has received, in order.
 std::vector<std::vector<std::string>> DockerCalls();
 
-// Waits until at least `count` tools have been called; false if the time limit of ComesTrue() is
-// reached first.
-bool ToolsAreCalled(size_t count = 1);
-
 // Waits until `condition` is true, which it checks repeatedly; false if it is not true within
 // `limit`.
 bool ComesTrue(const std::function<bool()>& condition,
                std::chrono::milliseconds limit = std::chrono::seconds(20));
+
+// Makes looks into the container find a command that runs there without a client, or none.
+void LetContainerRunACommand(const std::string& container, bool runs);
+
+// How often somebody has looked into a container.
+size_t LooksIntoContainers();
+
+// Waits until at least `count` tools have been called; false if they are not within `limit`.
+bool ToolsAreCalled(size_t count = 1, std::chrono::milliseconds limit = std::chrono::seconds(20));
 
 // Whether two commands ever ran in one container at the same time.
 bool ContainersEverOverlapped();

@@ -45,6 +45,7 @@ case $1 in
         ;;
     start) echo 'yes running' >$here/$last ;;
     rm) rm $here/$last ;;
+    ps) cd $here && grep -l '^yes running' * || : ;;
     top)
         # As a real one does, which finds the container's processes by this column.
         case $* in *pid*) cat /device/top 2>/dev/null ;; *) echo 'no PID field' >&2; exit 1 ;; esac
@@ -150,6 +151,25 @@ TEST_F(PoolSetupTest, IsSafeToRunAgain) {
     ExpectStatus(RunTool({"pool", "up", "--size", "2"}), ExitCode::kDone);
     EXPECT_THAT(EngineCalls(), AllOf(Not(HasSubstr("run ")), Not(HasSubstr("rm "))));
     EXPECT_EQ(State()["navo1"]["used"], 7) << "what was counted is kept";
+}
+
+TEST_F(PoolSetupTest, RegistersTheContainersThatRunWhenTheStateFileIsGone) {
+    RunTool({"pool", "up", "--size", "4"});
+    WriteFile("/device/containers/navo_mine", "no running\n");
+    unlink(kStateFile);
+    ExpectStatus(RunTool({"pool", "up", "--size", "2"}), ExitCode::kDone);
+    EXPECT_THAT(Registered(), ElementsAre("navo1", "navo2", "navo3", "navo4"));
+    EXPECT_THAT(EngineCalls(), Not(HasSubstr("rm ")));
+}
+
+TEST_F(PoolSetupTest, BeginsADamagedStateFileAnewAndKeepsTheOldOne) {
+    RunTool({"pool", "up", "--size", "3"});
+    WriteState("no JSON \xff");
+    const Outcome outcome = RunTool({"pool", "up", "--size", "2"});
+    ExpectStatus(outcome, ExitCode::kDone);
+    EXPECT_THAT(outcome.out, HasSubstr("was damaged"));
+    EXPECT_THAT(Registered(), ElementsAre("navo1", "navo2", "navo3"));
+    EXPECT_EQ(ReadFile(std::string(kStateFile) + ".damaged"), "no JSON \xff");
 }
 
 TEST_F(PoolSetupTest, StartsAContainerThatHasStopped) {

@@ -26,6 +26,11 @@
 // program that a signal ended) and the last error is NAVO_ERR_EXEC_FAILED.
 NAVO_API int NLIBCExecv(const char* program, char* const argv[], int wait);
 
+// Lends the open file `descriptor` to the programs that this thread starts from now on, which hold
+// it, as descriptor 3, until they end; -1 ends that. So they share a lock on the file with the
+// caller, and the lock outlives a caller that dies before them. The caller keeps the descriptor.
+NAVO_API void NLIBCExecLend(int descriptor);
+
 // How NLIBCExecl is to run its program: bits that may be combined.
 enum NLIBCExecOption : int {
     NLIBC_EXEC_WAIT = 0x01,             // wait for the end

@@ -4,11 +4,14 @@
 #include <fcntl.h>
 #include <navo/error.h>
 #include <sys/file.h>
+#include <sys/resource.h>
 #include <sys/stat.h>
 #include <syslog.h>
 #include <unistd.h>
 
+#include <csignal>
 #include <cstring>
+#include <functional>
 
 #include "Device.h"
 #include "PlatformDouble.h"
@@ -241,6 +244,90 @@ TEST_F(StateFileTest, LoadOfNoJsonIsFalseAndSilent) {
     unlink(kFile);
     EXPECT_FALSE(manager.Load());
     EXPECT_THAT(SyslogSink::Get().Texts(), IsEmpty());
+}
+
+namespace {
+
+constexpr const char* kCopy = "/volume1/docs/state.copy";
+const std::string kWhole =
+    R"({"navo1":{"using":1,"used":7},"runningFiles":{"/volume1/\u00fc:origin":{}}})";
+
+int InOwnProcess(const std::function<int()>& body) {
+    return ChildProcess(body).Wait();
+}
+
+}  // namespace
+
+TEST_F(StateFileTest, TornAtAnyByteIsReadFromItsCopy) {
+    for (size_t length = 0; length < kWhole.size(); ++length) {
+        for (const std::string& rest : {std::string(), std::string(5, '\0')}) {
+            WriteFile(kFile, kWhole.substr(0, length) + rest);
+            WriteFile(kCopy, kWhole);
+            ConfigManager manager(kFile, 5);
+            EXPECT_TRUE(manager.Load()) << length;
+            EXPECT_EQ(manager.config, Parsed(kWhole)) << length;
+        }
+    }
+}
+
+TEST_F(StateFileTest, WholeFileIsNotReadFromACopyAndRemovesItWithTheNextSave) {
+    WriteFile(kFile, R"({"a":1})");
+    for (size_t length = 0; length <= kWhole.size(); ++length) {
+        WriteFile(kCopy, kWhole.substr(0, length));
+        ConfigManager manager(kFile, 5);
+        EXPECT_TRUE(manager.Load());
+        EXPECT_EQ(manager.config, Parsed(R"({"a":1})"));
+        EXPECT_TRUE(manager.Save());
+        EXPECT_FALSE(Exists(kCopy));
+    }
+}
+
+TEST_F(StateFileTest, WhatIsNoPartOfTheCopyIsNotReplaced) {
+    WriteFile(kCopy, kWhole);
+    WriteFile(kFile, "edited by hand");
+    ConfigManager manager(kFile, 5);
+    EXPECT_FALSE(manager.Load());
+}
+
+TEST_F(StateFileTest, TornCopyOfATornFileIsNoCopy) {
+    WriteFile(kFile, "{");
+    WriteFile(kCopy, kWhole.substr(0, 40));
+    ConfigManager manager(kFile, 5);
+    EXPECT_FALSE(manager.Load());
+}
+
+// A file that cannot be written to its end leaves the copy.
+TEST_F(StateFileTest, CopyIsForItsOwnerAlone) {
+    const mode_t before = umask(0);
+    const int ended = InOwnProcess([] {
+        ConfigManager manager("/dev/full", 0);
+        manager.config["a"] = 1;
+        manager.Save();
+        struct stat status {};
+        return stat("/dev/full.copy", &status) == 0 && (status.st_mode & 07777U) == 0600 ? 0 : 1;
+    });
+    umask(before);
+    unlink("/dev/full.copy");
+    EXPECT_EQ(ended, 0);
+}
+
+// The limit of a file's size stops a write as a full disk does.
+TEST_F(StateFileTest, KeepsItsContentWhenThereIsNoSpace) {
+    WriteFile(kFile, kWhole);
+    const int ended = InOwnProcess([] {
+        std::signal(SIGXFSZ, SIG_IGN);
+        ConfigManager manager(kFile, 5);
+        if (!manager.LockW() || !manager.Load()) {
+            return 1;
+        }
+        manager.config["more"] = std::string(10000, 'x');
+        const rlimit limit{5000, 5000};
+        setrlimit(RLIMIT_FSIZE, &limit);
+        return manager.Save() ? 2 : 0;
+    });
+    EXPECT_EQ(ended, 0);
+    EXPECT_EQ(ReadFile(kFile), kWhole);
+    EXPECT_FALSE(Exists(kCopy));
 }
 
 TEST_F(StateFileTest, ResetRestoresTheFactoryDefault) {

@@ -90,10 +90,10 @@ struct Jobs {
     int inContainer;
 };
 constexpr Jobs kNone{0, 0, 0};
-// The pool locks the file five times. When it cannot unlock it after one of them, the lock stays
+// The pool locks the file four times. When it cannot unlock it after one of them, the lock stays
 // with the process and nothing more is saved; only a lock for reading is given back before the next
 // one for writing.
-const Jobs kJobsWithoutUnlock[] = {kNone, {1, 0, 0}, {0, 1, 1}, {0, 1, 0}, kNone};
+const Jobs kJobsWithoutUnlock[] = {kNone, {1, 0, 0}, {0, 1, 1}, kNone};
 
 bool Fits(const Outcome& outcome, const std::string& operation, const std::string& argument) {
     return operation == outcome.operation && argument.find(outcome.argument) != std::string::npos;

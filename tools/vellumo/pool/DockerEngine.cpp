@@ -138,6 +138,11 @@ void DockerEngine::End(const std::string& name, Steps& steps) const {
     steps.Tell(name + ": ended");
 }
 
+std::vector<std::string> DockerEngine::Running() const {
+    return FirstWords(AskEngine(
+        {"ps", "--filter", "label=" + std::string(kLabel), "--format", "{{.Names}}"}, kShort));
+}
+
 bool DockerEngine::IsDispensable(const std::string& name) const {
     return IsOurs(name) || StateOf(name).empty();
 }

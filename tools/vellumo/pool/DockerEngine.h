@@ -13,6 +13,7 @@ public:
     void Prepare(const PoolWishes& wishes, Steps& steps) const override;
     void Provide(const std::string& name, const PoolWishes& wishes, Steps& steps) const override;
     void End(const std::string& name, Steps& steps) const override;
+    std::vector<std::string> Running() const override;
     bool IsDispensable(const std::string& name) const override;
     bool RunsCommand(const std::string& name) const override;
     std::string HealthOf(const std::string& name) const override;

@@ -118,6 +118,10 @@ void EmbeddedEngine::End(const std::string& name, Steps& /*steps*/) const {
     EndOffice(name);
 }
 
+std::vector<std::string> EmbeddedEngine::Running() const {
+    return FirstWords(AskEngine({"status"}, kShort));
+}
+
 std::string EmbeddedEngine::WhyCold(const std::string& name) const {
     if (KeeperOfOffice(name)) {
         return "";

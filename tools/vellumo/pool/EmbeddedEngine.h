@@ -14,6 +14,7 @@ public:
     void Prepare(const PoolWishes& /*wishes*/, Steps& /*steps*/) const override {}
     void Provide(const std::string& name, const PoolWishes& wishes, Steps& steps) const override;
     void End(const std::string& name, Steps& steps) const override;
+    std::vector<std::string> Running() const override;
     bool IsDispensable(const std::string& /*name*/) const override { return true; }
     // Always false: a sandbox ends with its client.
     bool RunsCommand(const std::string& /*name*/) const override { return false; }

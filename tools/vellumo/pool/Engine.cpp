@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "pool/Engine.h"
 
+#include <sstream>
+
 #include "app/Messages.h"
 #include "pool/DockerEngine.h"
 #include "pool/EmbeddedEngine.h"
@@ -11,6 +13,15 @@ namespace {
 constexpr auto kVersionLimit = std::chrono::seconds(10);
 
 }  // namespace
+
+std::vector<std::string> FirstWords(const support::Answer& answer) {
+    std::vector<std::string> words;
+    std::istringstream lines(answer.status == 0 ? answer.output : "");
+    for (std::string line; std::getline(lines, line);) {
+        words.push_back(line.substr(0, line.find(' ')));
+    }
+    return words;
+}
 
 FoundEngine FindEngine() {
     const support::Answer answer = loader::AskEngine({"--version"}, kVersionLimit);

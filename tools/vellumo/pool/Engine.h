@@ -48,6 +48,9 @@ public:
     // Ends what Provide started for `name`; leaves alone what somebody else created.
     virtual void End(const std::string& name, Steps& steps) const = 0;
 
+    // The names of what Provide has started for any pool and what runs now.
+    virtual std::vector<std::string> Running() const = 0;
+
     // Whether the registered container `name` may leave the pool when it is not wanted any more:
     // Provide created it, or it does not exist.
     virtual bool IsDispensable(const std::string& name) const = 0;
@@ -71,6 +74,9 @@ public:
 protected:
     Engine() = default;
 };
+
+// The first word of each line of an answer; none if the engine has failed.
+std::vector<std::string> FirstWords(const support::Answer& answer);
 
 // The engine that answers at /usr/local/bin/docker.
 struct FoundEngine {

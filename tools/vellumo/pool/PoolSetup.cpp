@@ -72,6 +72,16 @@ std::vector<std::string> NamesFor(size_t size) {
     return names;
 }
 
+// Adds the containers that run although the state file does not know them any more.
+void AddRunning(std::vector<std::string>& names, const Engine& engine) {
+    for (const std::string& name : engine.Running()) {
+        if (name.starts_with(loader::kContainerPrefix) &&
+            std::find(names.begin(), names.end(), name) == names.end()) {
+            names.push_back(name);
+        }
+    }
+}
+
 // The registered containers to take out: those above the size that this command once started, and
 // those that the engine does not know.
 std::vector<std::string> Unwanted(const std::vector<std::string>& wanted, const Engine& engine) {
@@ -109,10 +119,14 @@ CommandResult BringPoolUp(const PoolWishes& wishes, bool json) {
     support::KeepForOwner(fs::path(NAVO::VELLUMO::SZF_CONFIG_PATH).parent_path());
     Steps steps(json);
     const std::unique_ptr<Engine> engine = ChosenEngine(what, wishes);
-    const std::vector<std::string> names = NamesFor(SizeFor(wishes, steps));
+    const bool isLost = RenewLostState(steps);
+    std::vector<std::string> names = NamesFor(SizeFor(wishes, steps));
     engine->Prepare(wishes, steps);
     for (const std::string& name : names) {
         engine->Provide(name, wishes, steps);
+    }
+    if (isLost) {
+        AddRunning(names, *engine);
     }
     MendCounts(*engine, steps);
     Register(names, steps);

@@ -10,6 +10,11 @@
 // The containers in the state file. All functions throw Failure when the state file cannot be used.
 namespace vellumo::cli {
 
+// Begins a new state file if that has content that is no JSON object, which it keeps in another
+// file and reports as a step. Returns whether no container is registered: the pool is new, or the
+// state file has been lost.
+bool RenewLostState(Steps& steps);
+
 // Registers those of `names` that are missing.
 void Register(const std::vector<std::string>& names, Steps& steps);
 
