@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "config/SavedCopy.h"
 
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <cstdio>
@@ -30,6 +31,10 @@ std::string WithoutNuls(std::string text) {
 
 // Whether the file holds less than its copy.
 bool IsTorn(const std::string& file) {
+    struct stat status {};
+    if (stat(file.c_str(), &status) != 0 || !S_ISREG(status.st_mode)) {
+        return false;
+    }
     const std::string copy = Content(CopyOf(file));
     return !copy.empty() && WithoutNuls(Content(file)).size() < copy.size() &&
            !CopyOfTorn(file).empty();
