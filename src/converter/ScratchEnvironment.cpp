@@ -36,8 +36,8 @@ void LinkOrCopyWithinVolume(const std::string& sourceFile, const std::string& ta
                targetFile.c_str(), nullptr);
 }
 
-// A pipe would hold up the program that copies it, a device might never end: only a regular file is a
-// document.
+// A pipe would hold up the program that copies it, a device might never end: only a regular file is
+// a document.
 bool IsNoDocument(const std::string& file) {
     struct stat status {};
     return NLIBCFileExist(file.c_str()) == FALSE ||
