@@ -8,8 +8,8 @@ namespace vellumo::test {
 //
 //   document KIND NAME …    makes a source, which belongs to another user where that is possible
 //   office NAME, unoconv PRODUCT … SOURCE      run the office's commands as the core does
-//   cut PRODUCT NAME        cuts the first page out with pdftk
-//   order NAME COMMANDS     makes the document NAME.pdf. `cut` runs these commands where
+//   cut_page PRODUCT NAME   cuts the first page out with pdftk
+//   order NAME COMMANDS     makes the document NAME.pdf. `cut_page` runs these commands where
 //                           $folder/obedient stands in pdftk's place
 //   cold COMMAND…           runs one of these commands without the warm office
 //   pages NAME              prints the number of pages of a product
@@ -33,7 +33,7 @@ constexpr const char* kOfficeScript = R"sh(
 now() { date +%s%3N; }
 hide() { chown 12345 "$1" 2>/dev/null; chmod 600 "$1"; }
 document() { local kind=$1 name=$2; shift 2; $make $kind $S/$name "$@"; hide $S/$name; }
-cut() { tool pdftk A=$source/$2 cat A1-1 output $target/$1; }
+cut_page() { tool pdftk A=$source/$2 cat A1-1 output $target/$1; }
 printf '#!/bin/sh\ntail -n +2 "${1#A=}" >"$HOME/orders"\n. "$HOME/orders"\n' >$folder/obedient
 chmod 755 $folder/obedient
 order() { printf '%%PDF-\n%s\n' "$2" >$S/$1.pdf; hide $S/$1.pdf; }

@@ -27,7 +27,7 @@ TEST_P(WorstTool, ReadsNoDocumentAndNoProductOfOthers) {
             grep -rls $w /Vellumo /tmp /dev/shm /run /var /home /root /opt /volume1
             grep -ls $w /proc/[0-9]*/environ /proc/[0-9]*/fd/* /proc/[0-9]*/mem
             ls /tmp/vellumo-rooms /tmp/vellumo-office-*/room*'
-        cut x.pdf a.pdf 2>/dev/null; ls $T)sh"));
+        cut_page x.pdf a.pdf 2>/dev/null; ls $T)sh"));
     EXPECT_THAT(said, Says(0, "1\nother.pdf\n"));
 }
 
@@ -44,7 +44,7 @@ TEST_P(WorstTool, ChangesNothingButItsOwnProduct) {
             ln -s /etc/passwd "${5%/*}/x.link"; mkfifo "${5%/*}/x.pipe"
             echo forged >"${5%/*}/other.pdf"; echo forged >"${5%/*}/x1.pdf"; true'
         before=$(stat -c '%n %a %u %s %Y %Z' $S/*.pdf $T/other.pdf)
-        cut x.pdf a.pdf 2>/dev/null; echo $?; ls -A $S $T; cat $T/x.pdf
+        cut_page x.pdf a.pdf 2>/dev/null; echo $?; ls -A $S $T; cat $T/x.pdf
         [ "$before" = "$(stat -c '%n %a %u %s %Y %Z' $S/*.pdf $T/other.pdf)" ] || echo changed
         rm $T/*; next_is_good)sh"));
     EXPECT_EQ(said.status, 0);
@@ -57,7 +57,7 @@ TEST_P(WorstTool, LeavesNothingThatRuns) {
         order a 'setsid sh -c "(trap \"\" TERM HUP INT; sleep 98765) & sleep 98765 &"
             (setsid sleep 98765 & setsid setsid sleep 98765 &)
             for i in 1 2 3 4 5 6 7 8; do (while :; do (:) & done) & done; sleep 0.3'
-        cut x.pdf a.pdf >/dev/null 2>&1; echo $?; [ -z "$(processes sleep)" ] || echo still there
+        cut_page x.pdf a.pdf >/dev/null 2>&1; echo $?; [ -z "$(processes sleep)" ] || echo still there
         next_is_good)sh");
     EXPECT_THAT(said, Says(0, "0\n"));
 }
@@ -69,7 +69,7 @@ TEST_P(WorstTool, LeavesNothingThatRunsWhenItsTimeIsOver) {
         order a 'trap "" TERM HUP INT
             (while :; do kill -STOP -1; kill -KILL -1; setsid sleep 98765 & done) &
             setsid sh -c "trap \"\" TERM; while :; do sleep 98765 & wait; done" & sleep 98765'
-        limit=1 cut x.pdf a.pdf >/dev/null 2>&1; [ $? != 0 ] || echo succeeded
+        limit=1 cut_page x.pdf a.pdf >/dev/null 2>&1; [ $? != 0 ] || echo succeeded
         [ -z "$(processes sleep)" ] || echo still there
         next_is_good)sh");
     EXPECT_THAT(said, Says(0, ""));
@@ -84,7 +84,7 @@ TEST_P(WorstTool, SendsNoSignalToOthers) {
                 done
                 kill -$signal $PPID
             done'
-        cut x.pdf a.pdf >/dev/null 2>&1
+        cut_page x.pdf a.pdf >/dev/null 2>&1
         [ "$(keeper_process)" = $keeper ] || echo another office
         next_is_good)sh");
     EXPECT_THAT(said, Says(0, ""));
@@ -100,7 +100,7 @@ TEST_P(WorstTool, LeavesNothingInTheWay) {
                 /usr/bin/python3 -c "import os
 for i in range(1200): os.mkdir(\"d\"), os.chdir(\"d\")"
             done; chmod 0 "$HOME" "${5%/*}"; true'
-        cut x.pdf a.pdf >/dev/null 2>&1; echo $?; next_is_good)sh");
+        cut_page x.pdf a.pdf >/dev/null 2>&1; echo $?; next_is_good)sh");
     EXPECT_THAT(said, Says(0, "0\n"));
 }
 
@@ -111,7 +111,7 @@ TEST_P(WorstTool, FillsNoSpaceOfTheNextOne) {
                 exec 7>$place/x && rm $place/x && cat /dev/zero >&7
                 exec 8<&7; cat /dev/zero >$place/y
             done; setsid sleep 98765 & false'
-        cut x.pdf a.pdf >/dev/null 2>&1; [ $? != 0 ] || echo succeeded
+        cut_page x.pdf a.pdf >/dev/null 2>&1; [ $? != 0 ] || echo succeeded
         next_is_good)sh");
     EXPECT_THAT(said, Says(0, ""));
 }
@@ -122,8 +122,8 @@ TEST_P(WorstTool, SharesItsUserWithNobody) {
     }
     const Said said = Obey(R"sh(
         order a 'id -u; sleep 98765'
-        cut x.pdf a.pdf >$folder/one 2>&1 & await grep -q . $folder/one
-        cut y.pdf a.pdf >$folder/two 2>&1 & await grep -q . $folder/two
+        cut_page x.pdf a.pdf >$folder/one 2>&1 & await grep -q . $folder/one
+        cut_page y.pdf a.pdf >$folder/two 2>&1 & await grep -q . $folder/two
         awk '/^Uid/ {print $2}' /proc/$(spare_process)/status >$folder/fork
         sort -u $folder/one $folder/two $folder/fork | grep -c '^1[89]........$'
         for process in $(processes sleep); do kill -KILL $process; done; wait)sh");
@@ -144,7 +144,7 @@ made = [family for family in range(64)
 rings = [call for call in (425, 426, 427) if libc.syscall(call, 1, 0) >= 0]
 print(made == [AF_UNIX], rings)
 END'
-        cut x.pdf a.pdf)sh");
+        cut_page x.pdf a.pdf)sh");
     EXPECT_THAT(said, Says(0, "True []\n"));
 }
 
@@ -152,7 +152,7 @@ TEST_P(WorstTool, HasNoCapabilitiesAndGetsNone) {
     const Said said = Obey(R"sh(
         order a 'grep -e ^Cap[IPEA] -e NoNew -e Seccomp: /proc/self/status | cut -f2 | tr "\n" " "
             unshare -U true; unshare -m true; mount -t tmpfs x "$HOME"; su -c true; true'
-        cut x.pdf a.pdf 2>/dev/null)sh");
+        cut_page x.pdf a.pdf 2>/dev/null)sh");
     EXPECT_THAT(
         said, Says(0, "0000000000000000 0000000000000000 0000000000000000 0000000000000000 1 2 "));
 }

@@ -16,7 +16,7 @@ TEST_F(Failure, OfMemoryEndsTheDocumentsProcessAlone) {
     const Said said = Do(R"sh(
         keeper=$(keeper_process)
         order eats 'exec python3 -c "x = b\"x\" * (1 << 30)"'
-        cut x.pdf eats.pdf; echo $?
+        cut_page x.pdf eats.pdf; echo $?
         document huge huge.fodt 16000
         office huge.fodt >/dev/null 2>&1; echo $?
         unoconv x.pdf $source/huge.fodt >/dev/null 2>&1; echo $?
@@ -29,7 +29,7 @@ TEST_F(Failure, OfProcessesEndsWithTheDocument) {
     Start(std::string(kObedient) + "--pids-limit 60");
     const Said said = Do(R"sh(
         order forks 'while setsid sleep 100 2>/dev/null & do :; done'
-        cut x.pdf forks.pdf 2>&1 | grep -o 'Cannot fork' | sort -u
+        cut_page x.pdf forks.pdf 2>&1 | grep -o 'Cannot fork' | sort -u
         next_is_good)sh");
     EXPECT_THAT(said, Says(0, "Cannot fork\n"));
 }
@@ -39,7 +39,7 @@ TEST_F(Failure, OfSpaceInTheContainer) {
     const Said said = Do(R"sh(
         nsenter --target $(process tini) --mount mount -o remount,size=64m /tmp
         order fills 'exec 2>&1; head -c 2G /dev/zero >"$5"'
-        cut x.pdf fills.pdf 2>&1 | grep -o 'No space left on device'
+        cut_page x.pdf fills.pdf 2>&1 | grep -o 'No space left on device'
         rm $T/x.pdf; next_is_good
         docker exec $container sh -c 'cat /dev/zero >/tmp/filler' 2>/dev/null
         document text a.fodt a; office a.fodt; echo $?

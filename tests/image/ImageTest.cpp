@@ -40,7 +40,7 @@ TEST_F(Image, RunsEachToolAsTheCoreHasItRun) {
     Start();
     const Said said = Do(R"sh(
         document pdf a.pdf 3; document book b.epub 1
-        cut x.pdf a.pdf; pdfinfo $T/x.pdf | grep Pages:
+        cut_page x.pdf a.pdf; pdfinfo $T/x.pdf | grep Pages:
         render x.jpg a.pdf; render x.png a.pdf
         for picture in $T/x.jpg $T/x-0.png; do
             /usr/bin/identify -format '%m %wx%h %[fx:mean>0.8&&mean<1]\n' $picture
@@ -59,7 +59,7 @@ TEST_F(Image, RefusesWhatIsNoDocument) {
     Start();
     const Said said = Do(R"sh(
         : >$S/empty.pdf; echo '/x (y) def showpage' >$S/ps.pdf
-        cut x.pdf empty.pdf; echo $?; cut x.pdf ps.pdf; echo $?; render x.png ps.pdf; echo $?
+        cut_page x.pdf empty.pdf; echo $?; cut_page x.pdf ps.pdf; echo $?; render x.png ps.pdf; echo $?
         tool ebook-convert $source/no.epub $target/x.pdf; echo $?; ls $T)sh");
     EXPECT_THAT(
         said,

@@ -120,9 +120,9 @@ TEST_F(Leak, NothingToAPdfThatIsAProgram) {
             (%s/other.txt) (r) file 100 string readstring pop show showpage\n' $source >$S/a.pdf
         read_it() { tool gs -q $1 -dBATCH -dNOPAUSE -sDEVICE=txtwrite -sOutputFile=- $source/a.pdf 2>/dev/null; }
         read_it -dNOSAFER | grep -o private; read_it -dSAFER | grep -o -m1 invalidfileaccess
-        render a.png a.pdf 2>&1 | grep -o -m1 'security policy'; cut x.pdf a.pdf 2>/dev/null || echo no
+        render a.png a.pdf 2>&1 | grep -o -m1 'security policy'; cut_page x.pdf a.pdf 2>/dev/null || echo no
         listen; document active b.pdf /tmp/ran http://127.0.0.1:8000/pdf
-        cut b1.pdf b.pdf; render b.png b.pdf 2>/dev/null
+        cut_page b1.pdf b.pdf; render b.png b.pdf 2>/dev/null
         docker exec $container ls /tmp/ran 2>&1 | grep -o 'No such'
         asked; echo
         picture='<svg xmlns="http://www.w3.org/2000/svg" xmlns:x="http://www.w3.org/1999/xlink"
@@ -146,7 +146,7 @@ TEST_F(Leak, NothingButItsOwnDocumentToATool) {
             kill -0 1; : >/Vellumo/@tmp/target/x\n' >$folder/pdftk
         chmod 755 $folder/pdftk
         run $container -v $folder/pdftk:/opt/vellumo/bin/pdftk:ro
-        document pdf a.pdf 1; document pdf b.pdf 1; cut x.pdf a.pdf 2>$folder/errors
+        document pdf a.pdf 1; document pdf b.pdf 1; cut_page x.pdf a.pdf 2>$folder/errors
         grep -c -i -e denied -e permitted -e read-only $folder/errors; ls -A $T)sh");
     EXPECT_THAT(
         said,
