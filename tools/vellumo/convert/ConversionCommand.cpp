@@ -5,18 +5,20 @@
 
 #include <unistd.h>
 
-#include <chrono>
+#include <algorithm>
 #include <iomanip>
 #include <iostream>
 
+#include "app/Interrupts.h"
 #include "app/InvokingUser.h"
 #include "app/Reasons.h"
+#include "convert/ConversionRun.h"
 #include "convert/OutputFile.h"
 #include "convert/Report.h"
+#include "convert/RunningJobs.h"
 #include "convert/TakenPlaces.h"
 #include "loader/Text.h"
 #include "loader/cache/KeptProducts.h"
-#include "loader/conversion/Conversion.h"
 #include "loader/conversion/Endings.h"
 #include "loader/pool/Readiness.h"
 
@@ -24,11 +26,8 @@ namespace vellumo::cli {
 namespace {
 
 namespace core = NAVO::VELLUMO;
-using Clock = std::chrono::steady_clock;
 
-double SecondsSince(Clock::time_point begin) {
-    return std::chrono::duration<double>(Clock::now() - begin).count();
-}
+constexpr unsigned kMostJobs = 1000;
 
 }  // namespace
 
@@ -50,12 +49,20 @@ void ConversionCommand::AddOptions(const std::string& outputNote) {
                               ->add_option("-o,--output", _output,
                                            "Where to write the product; default: " + outputNote)
                               ->option_text("FILE|DIR");
+    CLI::Option* recursive =
+        Arguments()
+            ->add_flag("-r,--recursive", _recursive,
+                       "Convert every document in the folders and below them, and keep each\n"
+                       "product beside its document only. Not with -o")
+            ->excludes(output)
+            ->option_text(" ");
     Arguments()
-        ->add_flag("-r,--recursive", _recursive,
-                   "Convert every document in the folders and below them, and keep each\n"
-                   "product beside its document only. Not with -o")
-        ->excludes(output)
-        ->option_text(" ");
+        ->add_option("--jobs", _atOnce,
+                     "Convert N documents at once; default: as many as the containers of the\n"
+                     "pool can take. Only with -r")
+        ->check(CLI::Range(1U, kMostJobs))
+        ->needs(recursive)
+        ->option_text("N");
     Arguments()
         ->add_flag("--refresh", _refresh, "Convert again what is in the cache or has failed before")
         ->option_text(" ");
@@ -71,7 +78,7 @@ void ConversionCommand::AddOptions(const std::string& outputNote) {
 
 // Problem::what for a failure that stops all jobs.
 std::string ConversionCommand::What() const {
-    const std::vector<Job>& jobs = _jobs.All();
+    const Jobs& jobs = _jobs.All();
     return jobs.size() == 1 ? What(jobs.front())
                             : "cannot convert " + loader::Count(jobs.size(), "document");
 }
@@ -121,8 +128,16 @@ void ConversionCommand::Work() {
         return;
     }
     loader::CheckServer(What());
-    loader::CheckPool(What(), Task().Priority());
-    ConvertJobs();
+    const size_t slots = loader::CheckPool(What(), Task().Priority());
+    ConvertJobs(AtOnce(slots));
+}
+
+// The containers that can take such jobs; more workers would only wait for them.
+size_t ConversionCommand::AtOnce(size_t slots) const {
+    if (!_recursive) {
+        return 1;
+    }
+    return _atOnce != 0 ? _atOnce : std::max<size_t>(slots, 1);
 }
 
 void ConversionCommand::TakeFromCache() {
@@ -156,43 +171,17 @@ void ConversionCommand::TakeFromCache(Job& job, core::CacheManager& cache) const
     }
 }
 
-void ConversionCommand::ConvertJobs() {
+void ConversionCommand::ConvertJobs(size_t atOnce) {
     Interrupts interrupts;
-    Progress progress(ProgressMode(), _jobs.All().size());
-    const auto begin = Clock::now();
-    const Tally begun = Tally::Of(_jobs.All());
-    Tally tally = begun;
-    for (Job& job : _jobs.All()) {
-        if (!job.IsOpen()) {
-            continue;
-        }
-        progress.Begin(tally.Ended() + 1, job.sharePath, Pace(begun, tally, SecondsSince(begin)));
-        TryJob(job, interrupts, progress);
-        tally.Add(job.state);
-        if (job.problem && job.problem->code == ExitCode::kInterrupted) {
-            _jobs.GiveUp(
-                {ExitCode::kInterrupted, "not converted", "interrupted before its turn", "", {}});
-        }
+    ProgressBoard progress(ProgressMode());
+    RunningJobs running(
+        Task(), [this](Job& job, const std::string& product) { Deliver(job, product); }, progress);
+    ConversionRun run(_jobs, running, progress, atOnce);
+    run.Run(interrupts, [this](const Job& job) { TellDone(job); });
+    if (run.IsStopped()) {
+        _jobs.GiveUp(
+            {ExitCode::kInterrupted, "not converted", "interrupted before its turn", "", {}});
     }
-}
-
-void ConversionCommand::TryJob(Job& job, Interrupts& interrupts, Progress& progress) const {
-    const auto begin = Clock::now();
-    if (const auto problem = ProblemOf([&] { ConvertJob(job, interrupts, progress); })) {
-        job.Fail(*problem);
-    } else {
-        job.state = Job::State::kConverted;
-    }
-    job.seconds = SecondsSince(begin);
-    progress.Clear();
-    if (job.IsDone()) {
-        TellDone(job);
-    }
-}
-
-void ConversionCommand::ConvertJob(Job& job, Interrupts& interrupts, Progress& progress) const {
-    loader::Conversion conversion(*job.document, Task());
-    Deliver(job, conversion.Run(interrupts, progress));
 }
 
 // Moves `product` to the job's output file if it has one; a kept product is copied and stays.

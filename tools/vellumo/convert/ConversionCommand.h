@@ -7,7 +7,6 @@
 #include <vector>
 
 #include "app/Command.h"
-#include "app/Interrupts.h"
 #include "convert/JobList.h"
 #include "convert/Progress.h"
 #include "loader/conversion/Assignment.h"
@@ -15,7 +14,7 @@
 
 namespace vellumo::cli {
 
-// A command that converts documents one after the other. The products are kept in the
+// A command that converts documents, those of folders several at once. The products are kept in the
 // cache, written to the place that the caller names, or both.
 //
 // Checks all documents and outputs before the first conversion starts, and does not convert again
@@ -51,9 +50,8 @@ private:
     void Work();
     void TakeFromCache();
     void TakeFromCache(Job& job, NAVO::VELLUMO::CacheManager& cache) const;
-    void ConvertJobs();
-    void TryJob(Job& job, Interrupts& interrupts, Progress& progress) const;
-    void ConvertJob(Job& job, Interrupts& interrupts, Progress& progress) const;
+    size_t AtOnce(size_t slots) const;
+    void ConvertJobs(size_t atOnce);
     void Deliver(Job& job, const std::string& product) const;
     Progress::Mode ProgressMode() const;
     void Tell(const Problem& problem) const;
@@ -64,6 +62,7 @@ private:
     std::string _user;
     std::string _output;
     bool _recursive = false;
+    unsigned _atOnce = 0;  // 0: as the pool can take
     bool _refresh = false;
     bool _force = false;
     bool _quiet = false;

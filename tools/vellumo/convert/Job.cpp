@@ -43,7 +43,7 @@ void Tally::Add(Job::State state) {
     notTried += state == Job::State::kNotTried ? 1 : 0;
 }
 
-Tally Tally::Of(const std::vector<Job>& jobs) {
+Tally Tally::Of(const Jobs& jobs) {
     Tally tally;
     tally.total = jobs.size();
     for (const Job& job : jobs) {

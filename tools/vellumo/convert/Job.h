@@ -2,9 +2,9 @@
 #ifndef VELLUMO_TOOLS_JOB_H
 #define VELLUMO_TOOLS_JOB_H
 
+#include <deque>
 #include <optional>
 #include <string>
-#include <vector>
 
 #include "app/Messages.h"
 #include "loader/documents/Document.h"
@@ -37,6 +37,9 @@ struct Job {
     }
 };
 
+// Jobs that stay where they are when others are added.
+using Jobs = std::deque<Job>;
+
 // How many documents of a command have ended, and how.
 struct Tally {
     size_t total = 0;
@@ -45,7 +48,7 @@ struct Tally {
     size_t failed = 0;
     size_t notTried = 0;
 
-    static Tally Of(const std::vector<Job>& jobs);
+    static Tally Of(const Jobs& jobs);
 
     // Counts a job that has ended in `state`.
     void Add(Job::State state);

@@ -68,6 +68,16 @@ void JobList::GiveUp(const Problem& problem) {
     }
 }
 
+Job* JobList::Next() {
+    while (_next < _jobs.size()) {
+        Job& job = _jobs[_next++];
+        if (job.IsOpen()) {
+            return &job;
+        }
+    }
+    return nullptr;
+}
+
 bool JobList::HasOpen() const {
     return std::any_of(_jobs.begin(), _jobs.end(), [](const Job& job) { return job.IsOpen(); });
 }

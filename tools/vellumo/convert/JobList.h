@@ -32,14 +32,18 @@ public:
 
     bool HasOpen() const;
 
-    const std::vector<Job>& All() const { return _jobs; }
-    std::vector<Job>& All() { return _jobs; }
+    // The next open job that was not returned before; null after the last one. It stays where it
+    // is.
+    Job* Next();
+
+    const Jobs& All() const { return _jobs; }
 
 private:
     void Add(const std::string& sharePath);
     void AddFolder(const loader::Document& folder);
 
-    std::vector<Job> _jobs;
+    Jobs _jobs;
+    size_t _next = 0;
 };
 
 }  // namespace vellumo::cli

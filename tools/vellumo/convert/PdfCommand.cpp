@@ -16,6 +16,8 @@ constexpr const char* kExamples =
     "  vellumo pdf /docs/a.xlsx /docs/b.odp -o out/   write out/a.pdf and out/b.pdf\n"
     "  vellumo pdf /home/notes.odt --user ann         convert a document in ann's home folder\n"
     "  vellumo pdf -r /docs/reports                   keep a PDF of every document in the folder\n"
+    "  vellumo pdf -r /docs --jobs 2                  use two containers, leave the rest to "
+    "others\n"
     "  vellumo pdf /docs/report.docx --pages 1-3      write its first three pages\n"
     "  vellumo pdf /docs/novel.epub --pages 1         write its cover: ./novel.jpg\n"
     "A share path is what the users of the server see: '/', the share's name, the path in it.\n"

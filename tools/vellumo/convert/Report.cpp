@@ -40,7 +40,7 @@ std::string Summary(const Tally& tally) {
     return text;
 }
 
-CommandResult ResultOf(const std::vector<Job>& jobs) {
+CommandResult ResultOf(const Jobs& jobs) {
     CommandResult result{ExitCode::kDone, Json::Value(Json::objectValue)};
     Json::Value& json = result.json;
     json["results"] = Json::Value(Json::arrayValue);

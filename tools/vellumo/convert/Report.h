@@ -15,7 +15,7 @@ std::string Summary(const Tally& tally);
 
 // The outcome for programs, document by document. The exit status is that of the first document
 // that failed, or that of an interrupt if there was one.
-CommandResult ResultOf(const std::vector<Job>& jobs);
+CommandResult ResultOf(const Jobs& jobs);
 
 }  // namespace vellumo::cli
 
