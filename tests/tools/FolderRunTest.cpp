@@ -1,14 +1,20 @@
 // SPDX-License-Identifier: Apache-2.0
 // Folders whose documents are converted several at once.
+#include <sys/stat.h>
+#include <utime.h>
+
 #include <csignal>
-#include <set>
+#include <sstream>
 
 #include "StateFile.h"
 #include "Tool.h"
 
 using namespace vellumo::test;
+using testing::AllOf;
+using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::IsEmpty;
+using testing::Not;
 using testing::SizeIs;
 using testing::UnorderedElementsAre;
 
@@ -25,6 +31,43 @@ std::vector<std::string> ContainersCalled() {
         containers.push_back(call[2]);
     }
     return containers;
+}
+
+// The documents in the results of a run, in order.
+std::vector<std::string> Sources(const Json::Value& json) {
+    std::vector<std::string> sources;
+    for (const Json::Value& result : json["results"]) {
+        sources.push_back(result["source"].asString());
+    }
+    return sources;
+}
+
+// The documents that a dry run shows, in order.
+std::vector<std::string> Planned(std::vector<std::string> arguments) {
+    arguments.emplace_back("--dry-run");
+    std::istringstream lines(RunTool(arguments).out);
+    std::vector<std::string> planned;
+    const std::string begin = "would convert ";
+    for (std::string line; std::getline(lines, line);) {
+        if (line.starts_with(begin)) {
+            planned.push_back(line.substr(begin.size()));
+        }
+    }
+    return planned;
+}
+
+void ChangeAt(const std::string& document, std::time_t time) {
+    const utimbuf times{time, time};
+    ASSERT_EQ(utime(("/volume1/docs/" + document).c_str(), &times), 0);
+}
+
+std::vector<Json::Value> LinesOf(const std::string& file) {
+    std::istringstream text(ReadFile(file));
+    std::vector<Json::Value> lines;
+    for (std::string line; std::getline(text, line);) {
+        lines.push_back(Parsed(line));
+    }
+    return lines;
 }
 
 bool MoreToolsAreCalledThan(size_t count) {
@@ -141,4 +184,139 @@ TEST_F(FolderRunTest, RefusesANumberOfJobsThatIsNone) {
     }
     ExpectStatus(RunTool({"pdf", "--jobs", "2", "/docs/a.docx"}), ExitCode::kUsage);
     EXPECT_THAT(DockerCalls(), IsEmpty());
+}
+
+TEST_F(FolderRunTest, ConvertsSmallDocumentsFirst) {
+    MakeDocument("a.docx", std::string(300, 'x'));
+    MakeDocument("c.docx", std::string(200, 'x'));
+    MakeDocument("e.docx", "x");
+    EXPECT_THAT(Planned({"pdf", "-r", "/docs"}),
+                ElementsAre("/docs/e.docx", "/docs/b.docx", "/docs/d.docx", "/docs/c.docx",
+                            "/docs/a.docx"));
+    const Outcome outcome = RunTool({"pdf", "-r", "--jobs", "1", "/docs"});
+    EXPECT_LT(outcome.out.find("/docs/e.docx"), outcome.out.find("/docs/b.docx"));
+    EXPECT_LT(outcome.out.find("/docs/c.docx"), outcome.out.find("/docs/a.docx"));
+}
+
+TEST_F(FolderRunTest, ConvertsADocumentOfTwoNamedFoldersOnce) {
+    MakeDirectory("/volume1/docs/sub");
+    MakeDocument("sub/f.docx");
+    EXPECT_THAT(Planned({"pdf", "-r", "/docs/sub", "/docs", "/docs/"}), SizeIs(6));
+}
+
+TEST_F(FolderRunTest, SkipsWhatProgramsLeaveInFolders) {
+    for (const char* folder : {"#recycle", ".recycle", "@tmp", "kept"}) {
+        MakeDirectory(std::string("/volume1/docs/") + folder);
+        MakeDocument(std::string(folder) + "/f.docx");
+    }
+    for (const char* name : {"~$a.docx", ".~lock.a.docx#", "@b.docx"}) {
+        MakeDocument(name);
+    }
+    EXPECT_THAT(Sources(RunForJson({"pdf", "-r", "/docs"})),
+                ElementsAre("/docs/a.docx", "/docs/b.docx", "/docs/c.docx", "/docs/d.docx",
+                            "/docs/e.docx", "/docs/kept/f.docx"));
+}
+
+TEST_F(FolderRunTest, SkipsWhatIsExcludedByNameOrByPath) {
+    for (const char* folder : {"old", "new", "new/old"}) {
+        MakeDirectory(std::string("/volume1/docs/") + folder);
+        MakeDocument(std::string(folder) + "/f.docx");
+    }
+    EXPECT_THAT(Planned({"pdf", "-r", "--exclude", "[a-d].docx", "/docs", "--exclude", "new/o*"}),
+                ElementsAre("/docs/e.docx", "/docs/new/f.docx", "/docs/old/f.docx"));
+    EXPECT_THAT(Planned({"pdf", "-r", "/docs", "--exclude", "old", "--exclude=?.docx"}), IsEmpty());
+}
+
+TEST_F(FolderRunTest, SkipsWhatWasNotChangedSinceATime) {
+    ChangeAt("a.docx", std::time(nullptr) - 3600);
+    ChangeAt("b.docx", std::time(nullptr) - 3 * 86400);
+    ChangeAt("c.docx", 1000000000);  // in 2001
+    EXPECT_THAT(Planned({"pdf", "-r", "/docs", "--newer", "30m"}),
+                ElementsAre("/docs/d.docx", "/docs/e.docx"));
+    EXPECT_THAT(Planned({"pdf", "-r", "/docs", "--newer", "2d"}), SizeIs(3));
+    EXPECT_THAT(Planned({"pdf", "-r", "/docs", "--newer", "2002-01-01"}), SizeIs(4));
+    EXPECT_THAT(Planned({"pdf", "-r", "/docs", "--newer", "2001-09-01T12:00"}), SizeIs(5));
+}
+
+TEST_F(FolderRunTest, RefusesTimesThatItCannotRead) {
+    for (const char* time : {"yesterday", "2026-13-01", "2026-02-30", "2d3", "d", "", "-1d"}) {
+        ExpectStatus(RunTool({"pdf", "-r", "/docs", std::string("--newer=") + time}),
+                     ExitCode::kUsage);
+    }
+    for (const char* time : {"8", "0s", "8 h", "2026-11-22", "99999999999s"}) {
+        ExpectStatus(RunTool({"pdf", "-r", "/docs", std::string("--time-limit=") + time}),
+                     ExitCode::kUsage);
+    }
+    EXPECT_THAT(DockerCalls(), IsEmpty());
+}
+
+TEST_F(FolderRunTest, ADryRunConvertsNothingAndNeedsNoPool) {
+    ExpectStatus(RunTool({"pdf", "-r", "/docs", "--exclude", "[b-e].docx"}), ExitCode::kDone);
+    WriteState("{}");
+    const Outcome outcome = RunTool({"pdf", "-r", "--dry-run", "/docs"});
+    ExpectStatus(outcome, ExitCode::kDone);
+    EXPECT_THAT(outcome.out, HasSubstr("4 of 5 documents would be converted, 1 fresh already"));
+    const Json::Value json = RunForJson({"pdf", "-r", "--dry-run", "/docs"});
+    EXPECT_EQ(json["wouldConvert"], 4);
+    EXPECT_EQ(json["results"][1]["wouldConvert"], true);
+    EXPECT_EQ(json["results"][1]["ok"], true);
+    EXPECT_THAT(DockerCalls(), SizeIs(1));
+}
+
+TEST_F(FolderRunTest, ReportsEachFailureWhileOthersStillRun) {
+    MakeDocument("broken.docx", "");
+    PlayTool({.isHeld = true});
+    RunningTool tool({"pdf", "-r", "--jobs", "1", "/docs", "--report", "failures"});
+    ASSERT_TRUE(ToolsAreCalled());
+    const std::string report = "/device/out/failures";
+    ASSERT_THAT(LinesOf(report), SizeIs(1)) << "small documents come first";
+    EXPECT_EQ(LinesOf(report)[0]["source"], "/docs/broken.docx");
+    EXPECT_EQ(LinesOf(report)[0]["error"]["kind"], "bad-input");
+    struct stat status {};
+    ASSERT_EQ(stat(report.c_str(), &status), 0);
+    EXPECT_EQ(status.st_mode & 0777U, 0600U);
+    PlayTool({.exitStatus = 1, .productSize = -1});
+    LetToolEnd();
+    ExpectStatus(tool.Wait(), ExitCode::kToolFailed);
+    EXPECT_THAT(LinesOf(report), SizeIs(5)) << "only the first tool, which was held, succeeds";
+}
+
+TEST_F(FolderRunTest, ReportsAFailureOfAnEarlierRunToo) {
+    PlayTool({.exitStatus = 1, .productSize = -1});
+    ExpectStatus(RunTool({"thumbnail", "-r", "/docs"}), ExitCode::kToolFailed);
+    ExpectStatus(RunTool({"thumbnail", "-r", "/docs", "--report", "r"}), ExitCode::kToolFailed);
+    EXPECT_THAT(LinesOf("/device/out/r"), SizeIs(5));
+}
+
+TEST_F(FolderRunTest, WritesNoReportOverAFileOrThroughALink) {
+    WriteFile("/device/out/precious", "precious");
+    ASSERT_EQ(symlink("/device/out/nothing", "/device/out/link"), 0);
+    for (const char* name : {"precious", "link", "no/folder", "/volume1/docs/a.docx"}) {
+        const Outcome outcome = RunTool({"pdf", "-r", "/docs", "--force", "--report", name});
+        ExpectStatus(outcome, ExitCode::kOutput);
+    }
+    EXPECT_EQ(ReadFile("/device/out/precious"), "precious");
+    EXPECT_FALSE(Exists("/device/out/nothing"));
+    EXPECT_THAT(DockerCalls(), IsEmpty());
+}
+
+TEST_F(FolderRunTest, StartsNothingAfterItsTimeLimitAndSaysWhatIsLeft) {
+    PlayTool({.sleepMs = 1500});
+    const Outcome outcome = RunTool({"pdf", "-r", "/docs", "--time-limit", "1s"});
+    ExpectStatus(outcome, ExitCode::kRunTimeLimit);
+    EXPECT_THAT(outcome.out, AllOf(HasSubstr("2 of 5 documents converted, 3 not tried"),
+                                   HasSubstr("3 documents left. Repeat the call to go on.")));
+    ExpectNothingLeft();
+    PlayTool({});
+    const Outcome second = RunTool({"pdf", "-r", "/docs", "--time-limit", "1h"});
+    ExpectStatus(second, ExitCode::kDone);
+    EXPECT_THAT(second.out, AllOf(HasSubstr("3 of 5 documents converted, 2 fresh already"),
+                                  Not(HasSubstr("left"))));
+}
+
+TEST_F(FolderRunTest, TellsProgramsThatTheTimeLimitWasReached) {
+    PlayTool({.sleepMs = 1500});
+    const Json::Value json = RunForJson({"pdf", "-r", "/docs", "--time-limit", "1s"});
+    EXPECT_EQ(json["error"]["kind"], "run-time-limit");
+    EXPECT_EQ(json["notTried"], 3);
 }

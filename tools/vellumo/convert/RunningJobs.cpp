@@ -7,20 +7,27 @@ namespace vellumo::cli {
 
 RunningJobs::Running::Running(Job& aJob, const loader::Assignment& task, ProgressBoard& progress,
                               size_t number)
-    : job(aJob), shown(progress, number, aJob.sharePath), conversion(*aJob.document, task) {}
+    : job(aJob), shown(progress, number, aJob.sharePath), conversion(*aJob.document, task) {
+    conversion.Start(shown);
+}
 
 double RunningJobs::Running::Seconds() const {
     return std::chrono::duration<double>(Clock::now() - begin).count();
 }
 
-RunningJobs::RunningJobs(const loader::Assignment& task, Delivery deliver, ProgressBoard& progress)
-    : _task(task), _deliver(std::move(deliver)), _progress(progress) {}
+RunningJobs::RunningJobs(const loader::Assignment& task, std::string user, Delivery deliver,
+                         ProgressBoard& progress)
+    : _task(task), _user(std::move(user)), _deliver(std::move(deliver)), _progress(progress) {}
 
 void RunningJobs::Start(Job& job, size_t number) {
-    Running& running = _running.emplace_back(job, _task, _progress, number);
-    if (const auto problem = ProblemOf([&] { running.conversion.Start(running.shown); })) {
+    const auto problem = ProblemOf([&] {
+        if (!job.document) {
+            job.Resolve(_user);
+        }
+        _running.emplace_back(job, _task, _progress, number);
+    });
+    if (problem) {
         job.Fail(*problem);
-        _running.pop_back();
         _ended.push_back(&job);
     }
 }
@@ -47,6 +54,10 @@ std::vector<Job*> RunningJobs::TakeEnded() {
         } else {
             ++running;
         }
+    }
+    // A hundred thousand resolved documents would take more memory than all else.
+    for (Job* job : _ended) {
+        job->document.reset();
     }
     return std::exchange(_ended, {});
 }

@@ -22,12 +22,14 @@ public:
     using Delivery = std::function<void(Job& job, const std::string& product)>;
 
     // `progress` is not owned and outlives the object.
-    RunningJobs(const loader::Assignment& task, Delivery deliver, ProgressBoard& progress);
+    // `user`: for whom jobs are resolved that are not yet.
+    RunningJobs(const loader::Assignment& task, std::string user, Delivery deliver,
+                ProgressBoard& progress);
 
     size_t Count() const { return _running.size(); }
 
-    // Starts to convert the resolved document of `job`, which is not owned and stays where it is
-    // until it has ended. `number`: the how-manieth job of the command it is.
+    // Resolves the document of `job` and starts to convert it. The job is not owned and stays where
+    // it is until it has ended. `number`: the how-manieth job of the command it is.
     void Start(Job& job, size_t number);
 
     // Waits until a job may have ended or a stop is requested, for at most `limit`. Returns whether
@@ -56,6 +58,7 @@ private:
     bool HasEnded(Running& running) const;
 
     loader::Assignment _task;
+    std::string _user;
     Delivery _deliver;
     ProgressBoard& _progress;
     std::list<Running> _running;
