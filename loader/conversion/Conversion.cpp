@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "loader/conversion/Conversion.h"
 
+#include <poll.h>
 #include <unistd.h>
 
 #include "loader/cache/KeptProducts.h"
@@ -14,11 +15,31 @@ Conversion::Conversion(const Document& document, const Assignment& assignment)
     : _document(document), _assignment(assignment) {}
 
 std::string Conversion::Run(StopRequests& stops, Listener& listener) {
+    Start(listener);
+    while (true) {
+        if (WaitForNews({this}, stops)) {
+            Stop();
+        }
+        if (const auto product = Look()) {
+            return *product;
+        }
+    }
+}
+
+void Conversion::Start(Listener& listener) {
     if (_assignment.Stream() != nullptr) {
         MakeReadyToKeep();
     }
     _worker.emplace(_document, _assignment);
-    const Ending ending = Watch(*_worker, _assignment.Priority(), stops, listener);
+    _watch.emplace(*_worker, _assignment.Priority(), listener);
+}
+
+std::optional<std::string> Conversion::Look() {
+    const std::optional<Ending> ending = _watch->Look();
+    return ending ? std::optional(OutcomeOf(*ending)) : std::nullopt;
+}
+
+std::string Conversion::OutcomeOf(const Ending& ending) {
     switch (ending.kind) {
         case Ending::Kind::kReported:
             return Product(ending.report);
@@ -67,6 +88,16 @@ std::string Conversion::Product(const WorkerReport& report) const {
         throw Failure(ExplainNothingKept(What()));
     }
     return kept;
+}
+
+bool WaitForNews(const std::vector<const Conversion*>& running, StopRequests& stops,
+                 std::chrono::milliseconds limit) {
+    std::vector<pollfd> sources{{stops.WaitOn(), POLLIN, 0}};
+    for (const Conversion* conversion : running) {
+        sources.push_back({conversion->WaitOn(), POLLIN, 0});
+    }
+    poll(sources.data(), sources.size(), static_cast<int>(limit.count()));
+    return sources.front().revents != 0 && stops.Take();
 }
 
 }  // namespace vellumo::loader

@@ -2,8 +2,10 @@
 #ifndef VELLUMO_LOADER_CONVERSION_H
 #define VELLUMO_LOADER_CONVERSION_H
 
+#include <chrono>
 #include <optional>
 #include <string>
+#include <vector>
 
 #include "loader/conversion/Assignment.h"
 #include "loader/conversion/Watch.h"
@@ -15,8 +17,8 @@ namespace vellumo::loader {
 // reason why there is none. It always converts: ask KeptProducts first whether a fresh product is
 // kept already.
 //
-// Use one object per conversion; a process may run several conversions, one after the other. The
-// process must be able to become root and must not have other threads, since it forks.
+// Use one object per conversion; a process may run several conversions, also at once. The process
+// must be able to become root and must not have other threads, since it forks.
 class Conversion {
 public:
     // `document` and the pages of `assignment` are not owned and outlive the object.
@@ -30,16 +32,38 @@ public:
     // in either case.
     std::string Run(StopRequests& stops, Listener& listener);
 
+    // The parts of Run(), for a program that runs several conversions: Start() each, and then,
+    // until it has ended, wait with WaitForNews() and Look(). `listener` outlives the object.
+    // Throws Failure when the conversion cannot be started.
+    void Start(Listener& listener);
+
+    // The product's path, as Run() returns it; null while the conversion goes on. Throws Failure
+    // when it has ended without a product.
+    std::optional<std::string> Look();
+
+    // Passes on a request to stop. Look() tells when the conversion has stopped.
+    void Stop() { _watch->Stop(); }
+
+    // A file descriptor that becomes readable when the conversion has ended.
+    int WaitOn() const { return _worker->Connection(); }
+
 private:
     std::string What() const { return "cannot convert " + _document.sharePath; }
     void MakeReadyToKeep() const;
     void RemoveFailureMark() const;
+    std::string OutcomeOf(const Ending& ending);
     std::string Product(const WorkerReport& report) const;
 
     const Document& _document;
     Assignment _assignment;
     std::optional<Worker> _worker;
+    std::optional<Watch> _watch;
 };
+
+// Waits until one of the `running` conversions may have ended or a stop is requested, for at most
+// `limit`. Returns whether a stop is requested.
+bool WaitForNews(const std::vector<const Conversion*>& running, StopRequests& stops,
+                 std::chrono::milliseconds limit = Watch::kLookAfter);
 
 }  // namespace vellumo::loader
 

@@ -4,12 +4,9 @@
 #include <poll.h>
 #include <unistd.h>
 
-#include <array>
-#include <chrono>
 #include <string>
 
 #include "loader/Problem.h"
-#include "loader/conversion/ToolProcess.h"
 #include "loader/pool/PoolState.h"
 
 namespace vellumo::loader {
@@ -18,13 +15,14 @@ namespace {
 namespace core = NAVO::VELLUMO;
 using Clock = std::chrono::steady_clock;
 
-constexpr int kLookMs = 100;
 constexpr auto kPoolRefresh = std::chrono::seconds(1);
 constexpr int kPoolLockSecs = 1;
 // Long enough for a worker that is between two steps to start its tool.
 constexpr auto kGrace = std::chrono::seconds(1);
 // Long enough to kill a tool, and for the worker to clean up after it.
 constexpr auto kToolGrace = std::chrono::seconds(10);
+
+}  // namespace
 
 // Reports the phase of a worker to the listener, and what it waits for.
 class PhaseReporter {
@@ -76,16 +74,11 @@ private:
     Clock::time_point _obstacleRead;
 };
 
-struct Events {
-    bool worker;  // the worker has reported or ended
-    bool stop;    // a request to stop has arrived
-};
+namespace {
 
-Events WaitForEvents(const Worker& worker, StopRequests& stops) {
-    std::array<pollfd, 2> sources{pollfd{worker.Connection(), POLLIN, 0},
-                                  pollfd{stops.WaitOn(), POLLIN, 0}};
-    poll(sources.data(), sources.size(), kLookMs);
-    return {sources[0].revents != 0, sources[1].revents != 0 && stops.Take()};
+bool HasNews(const Worker& worker) {
+    pollfd connection{worker.Connection(), POLLIN, 0};
+    return poll(&connection, 1, 0) > 0;
 }
 
 // When process 1 ends, every process of its container or device view ends. If this program is
@@ -95,29 +88,6 @@ bool WorkerMayEndWithProgram() {
     return getpid() == 1 || getppid() == 1;
 }
 
-Ending GiveUp(Worker& worker, StopRequests& stops, Listener& listener) {
-    ToolStopper stopper(worker.Process());
-    const bool stay = WorkerMayEndWithProgram();
-    const auto begin = Clock::now();
-    auto deadline = begin + kGrace;
-    while (stay || Clock::now() < deadline) {
-        if (stopper.StopTool()) {
-            deadline = begin + kToolGrace;
-        }
-        listener.Report(Phase::kGivingUp, "");
-        const Events events = WaitForEvents(worker, stops);
-        if (events.worker) {
-            worker.Dismiss();
-            return {Ending::Kind::kStopped, {}};
-        }
-        if (events.stop) {
-            break;
-        }
-    }
-    worker.LeaveToBackground();
-    return {stay ? Ending::Kind::kAbandoned : Ending::Kind::kLeftBehind, {}};
-}
-
 Ending ReadReport(const Worker& worker) {
     const std::optional<WorkerReport> report = worker.Receive();
     return report ? Ending{Ending::Kind::kReported, *report} : Ending{Ending::Kind::kDied, {}};
@@ -125,18 +95,62 @@ Ending ReadReport(const Worker& worker) {
 
 }  // namespace
 
-Ending Watch(Worker& worker, core::ContainerPoolManager::Priority priority, StopRequests& stops,
-             Listener& listener) {
-    PhaseReporter phases(worker.Process(), priority, listener);
-    while (true) {
-        const Events events = WaitForEvents(worker, stops);
-        if (events.stop) {
-            return GiveUp(worker, stops, listener);
-        }
-        if (events.worker) {
-            return ReadReport(worker);
-        }
-        phases.Report();
+Watch::Watch(Worker& worker, core::ContainerPoolManager::Priority priority, Listener& listener)
+    : _worker(worker),
+      _listener(listener),
+      _phases(std::make_unique<PhaseReporter>(worker.Process(), priority, listener)),
+      _reported(Clock::now()) {}
+
+Watch::~Watch() = default;
+
+std::optional<Ending> Watch::Look() {
+    if (_stopper) {
+        return LookWhileStopping();
+    }
+    if (HasNews(_worker)) {
+        return ReadReport(_worker);
+    }
+    Report();
+    return std::nullopt;
+}
+
+void Watch::Stop() {
+    if (_stopper) {
+        _leavesAtOnce = true;
+        return;
+    }
+    _stopper.emplace(_worker.Process());
+    _staysForTurn = WorkerMayEndWithProgram();
+    _stopBegin = Clock::now();
+    _stopDeadline = _stopBegin + kGrace;
+}
+
+std::optional<Ending> Watch::LookWhileStopping() {
+    if (HasNews(_worker)) {
+        _worker.Dismiss();
+        return Ending{Ending::Kind::kStopped, {}};
+    }
+    if (MayLeave()) {
+        _worker.LeaveToBackground();
+        return Ending{_staysForTurn ? Ending::Kind::kAbandoned : Ending::Kind::kLeftBehind, {}};
+    }
+    if (_stopper->StopTool()) {
+        _stopDeadline = _stopBegin + kToolGrace;
+    }
+    _listener.Report(Phase::kGivingUp, "");
+    return std::nullopt;
+}
+
+bool Watch::MayLeave() {
+    return _leavesAtOnce || (!_staysForTurn && Clock::now() >= _stopDeadline);
+}
+
+// With several workers, Look() is called more often than a phase needs to be read.
+void Watch::Report() {
+    const auto now = Clock::now();
+    if (now - _reported >= kLookAfter) {
+        _reported = now;
+        _phases->Report();
     }
 }
 

@@ -2,8 +2,12 @@
 #ifndef VELLUMO_LOADER_WATCH_H
 #define VELLUMO_LOADER_WATCH_H
 
+#include <chrono>
+#include <memory>
+#include <optional>
 #include <string>
 
+#include "loader/conversion/ToolProcess.h"
 #include "loader/conversion/Worker.h"
 #include "vellumo/ContainerPoolManager.h"
 
@@ -57,15 +61,50 @@ struct Ending {
     WorkerReport report;  // for kReported
 };
 
-// Watches `worker`, whose job has `priority`, until it reports or a stop is requested. Blocks until
-// then, and calls `listener` meanwhile.
+class PhaseReporter;
+
+// Watches one worker without blocking, so that a program can watch several at once: wait until the
+// worker's connection becomes readable, but no longer than kLookAfter, and call Look().
 //
-// After a request, ends the tool and waits for the worker, which frees its container. A job that
-// still waits for a container cannot be cancelled: a process in the background drops it when its
-// turn comes. Where that process would end with this program, Watch waits for the turn instead. A
-// second request ends every wait.
-Ending Watch(Worker& worker, NAVO::VELLUMO::ContainerPoolManager::Priority priority,
-             StopRequests& stops, Listener& listener);
+// After a request to stop, ends the tool and waits for the worker, which frees its container. A job
+// that still waits for a container cannot be cancelled: a process in the background drops it when
+// its turn comes. Where that process would end with this program, the watch waits for the turn
+// instead. A second request ends every wait.
+class Watch {
+public:
+    static constexpr auto kLookAfter = std::chrono::milliseconds(100);
+
+    // `priority`: of the worker's job. `worker` and `listener` are not owned and outlive the
+    // object.
+    Watch(Worker& worker, NAVO::VELLUMO::ContainerPoolManager::Priority priority,
+          Listener& listener);
+    ~Watch();
+    Watch(const Watch&) = delete;
+    Watch& operator=(const Watch&) = delete;
+
+    // How the conversion ended; null while it goes on. Calls the listener meanwhile.
+    std::optional<Ending> Look();
+
+    // Requests the conversion to stop; the second call ends every wait.
+    void Stop();
+
+private:
+    using Clock = std::chrono::steady_clock;
+
+    std::optional<Ending> LookWhileStopping();
+    bool MayLeave();
+    void Report();
+
+    Worker& _worker;
+    Listener& _listener;
+    std::unique_ptr<PhaseReporter> _phases;
+    Clock::time_point _reported;
+    std::optional<ToolStopper> _stopper;  // set when a stop was requested
+    Clock::time_point _stopBegin;
+    Clock::time_point _stopDeadline;
+    bool _staysForTurn = false;
+    bool _leavesAtOnce = false;
+};
 
 }  // namespace vellumo::loader
 

@@ -28,6 +28,11 @@ bool IsBusy(const Container& container) {
     return container.inUse >= core::PARALLEL_COUNT;
 }
 
+// The first container never takes work of low priority.
+size_t FirstFor(core::ContainerPoolManager::Priority priority) {
+    return priority == core::ContainerPoolManager::PRIORITY_LOW ? 1 : 0;
+}
+
 std::string BusyContainers(const PoolState& pool, size_t first) {
     const size_t usable = pool.containers.size() - std::min(first, pool.containers.size());
     if (usable == 0) {
@@ -79,10 +84,13 @@ const Container* PoolState::Find(const std::string& name) const {
     return found == containers.end() ? nullptr : &*found;
 }
 
+size_t PoolState::Slots(core::ContainerPoolManager::Priority priority) const {
+    const size_t first = std::min(FirstFor(priority), containers.size());
+    return (containers.size() - first) * static_cast<size_t>(core::PARALLEL_COUNT);
+}
+
 std::string PoolState::Obstacle(core::ContainerPoolManager::Priority priority) const {
-    // The first container never takes work of low priority.
-    const size_t first = priority == core::ContainerPoolManager::PRIORITY_LOW ? 1 : 0;
-    std::string obstacle = BusyContainers(*this, first);
+    std::string obstacle = BusyContainers(*this, FirstFor(priority));
     size_t urgent = 0;
     for (auto i = static_cast<size_t>(priority) + 1; i < waiting.size(); ++i) {
         urgent += waiting.at(i).size();

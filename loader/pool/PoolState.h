@@ -36,6 +36,9 @@ struct PoolState {
     size_t Waiting() const;  // jobs of every priority
     const Container* Find(const std::string& name) const;
 
+    // How many jobs of `priority` can run at once.
+    size_t Slots(NAVO::VELLUMO::ContainerPoolManager::Priority priority) const;
+
     // Why a job of `priority` has to wait now, for people: "2 of 2 containers busy".
     std::string Obstacle(NAVO::VELLUMO::ContainerPoolManager::Priority priority) const;
 };

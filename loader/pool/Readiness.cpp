@@ -47,7 +47,7 @@ void CheckServer(const std::string& what) {
     }
 }
 
-void CheckPool(const std::string& what, Priority priority) {
+size_t CheckPool(const std::string& what, Priority priority) {
     const PoolState pool = ReadPool(what, core::LOCK_TIMEOUT_SECS);
     if (pool.containers.empty()) {
         throw Failure({Reason::kNoContainer, what,
@@ -62,6 +62,7 @@ void CheckPool(const std::string& what, Priority priority) {
                            pool.containers.front().name + ", the only one) never takes",
                        "Start and register a second container."});
     }
+    return pool.Slots(priority);
 }
 
 }  // namespace vellumo::loader

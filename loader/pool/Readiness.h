@@ -2,6 +2,7 @@
 #ifndef VELLUMO_LOADER_READINESS_H
 #define VELLUMO_LOADER_READINESS_H
 
+#include <cstddef>
 #include <string>
 
 #include "vellumo/ContainerPoolManager.h"
@@ -17,8 +18,8 @@ void CheckRights(const std::string& what);
 // There are a share for scratch files and a container engine's client.
 void CheckServer(const std::string& what);
 
-// A registered container takes jobs of `priority`.
-void CheckPool(const std::string& what, NAVO::VELLUMO::ContainerPoolManager::Priority priority);
+// A registered container takes jobs of `priority`. Returns how many of them can run at once.
+size_t CheckPool(const std::string& what, NAVO::VELLUMO::ContainerPoolManager::Priority priority);
 
 }  // namespace vellumo::loader
 

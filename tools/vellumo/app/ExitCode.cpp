@@ -23,6 +23,8 @@ constexpr ExitCodeEntry kExitCodes[] = {
     {ExitCode::kDatabase, "database", "a database cannot be opened, read or written"},
     {ExitCode::kNotFound, "not-found", "there is no such task or record"},
     {ExitCode::kDenied, "denied", "the user may not read the document"},
+    {ExitCode::kRunTimeLimit, "run-time-limit",
+     "the run reached its --time-limit, and documents are left"},
     {ExitCode::kInterrupted, "interrupted", "interrupted by a signal"},
 };
 

@@ -23,6 +23,7 @@ enum class ExitCode : int {
     kDatabase = 11,
     kNotFound = 12,
     kDenied = 13,
+    kRunTimeLimit = 14,
     kInterrupted = 130
 };
 

@@ -21,7 +21,8 @@ _vellumo_candidates() {
     case $previous in
         --user) compgen -u && return ;;
         --progress) printf '%s\n' auto plain none && return ;;
-        --pages | -o | --output | --address) return ;;
+        --pages | -o | --output | --address | --jobs) return ;;
+        --exclude | --newer | --time-limit | --report) return ;;
         --engine) printf '%s\n' docker embedded && return ;;
         --size | --image | --engine-scratch) return ;;
         --op | --type | --limit | --source | --converted | --uid | --code) return ;;
@@ -29,12 +30,13 @@ _vellumo_candidates() {
     case $command:$action in
         :) printf '%s\n' pdf thumbnail cache path check pool queue record --help --version --json ;;
         pdf:)
-            printf '%s\n' --user --pages --output --recursive --refresh --force --quiet --progress \
-                --no-cache --json --help
+            printf '%s\n' --user --pages --output --recursive --jobs --exclude --newer --report \
+                --time-limit --dry-run --refresh --force --quiet --progress --no-cache --json \
+                --help
             ;;
         thumbnail:)
-            printf '%s\n' --user --output --recursive --refresh --force --quiet --progress --json \
-                --help
+            printf '%s\n' --user --output --recursive --jobs --exclude --newer --report \
+                --time-limit --dry-run --refresh --force --quiet --progress --json --help
             ;;
         cache:) printf '%s\n' list size clean remove collect sweep --json --help ;;
         cache:list) printf '%s\n' --user --json --help ;;
@@ -78,7 +80,7 @@ _vellumo() {
     mapfile -t COMPREPLY < <(compgen -W "$candidates" -- "$current")
     # Share paths are no local paths, so local files are offered only for the output.
     case ${COMP_WORDS[COMP_CWORD-1]} in
-        -o | --output) compopt -o default ;;
+        -o | --output | --report) compopt -o default ;;
     esac
 }
 

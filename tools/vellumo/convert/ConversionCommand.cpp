@@ -5,18 +5,20 @@
 
 #include <unistd.h>
 
-#include <chrono>
+#include <algorithm>
+#include <fstream>
 #include <iomanip>
 #include <iostream>
 
+#include "app/Interrupts.h"
 #include "app/InvokingUser.h"
 #include "app/Reasons.h"
 #include "convert/OutputFile.h"
 #include "convert/Report.h"
+#include "convert/RunningJobs.h"
 #include "convert/TakenPlaces.h"
 #include "loader/Text.h"
 #include "loader/cache/KeptProducts.h"
-#include "loader/conversion/Conversion.h"
 #include "loader/conversion/Endings.h"
 #include "loader/pool/Readiness.h"
 
@@ -24,11 +26,11 @@ namespace vellumo::cli {
 namespace {
 
 namespace core = NAVO::VELLUMO;
-using Clock = std::chrono::steady_clock;
 
-double SecondsSince(Clock::time_point begin) {
-    return std::chrono::duration<double>(Clock::now() - begin).count();
-}
+// After this time, folders need not be listed completely before the first conversion starts. Most
+// are, and then all of their documents are converted in the best order.
+constexpr auto kHeadStart = std::chrono::milliseconds(300);
+constexpr auto kExploreSlice = std::chrono::milliseconds(100);
 
 }  // namespace
 
@@ -50,12 +52,17 @@ void ConversionCommand::AddOptions(const std::string& outputNote) {
                               ->add_option("-o,--output", _output,
                                            "Where to write the product; default: " + outputNote)
                               ->option_text("FILE|DIR");
-    Arguments()
-        ->add_flag("-r,--recursive", _recursive,
-                   "Convert every document in the folders and below them, and keep each\n"
-                   "product beside its document only. Not with -o")
-        ->excludes(output)
-        ->option_text(" ");
+    CLI::Option* recursive =
+        Arguments()
+            ->add_flag(
+                "-r,--recursive", _recursive,
+                "Convert every document in the folders and below them, and keep each\n"
+                "product beside its document only: small documents first, several at once.\n"
+                "Skips hidden names (as .recycle and .~lock.NAME#), symbolic links, owner files\n"
+                "(~$NAME), '#recycle', and names that begin with '@'. Not with -o")
+            ->excludes(output)
+            ->option_text(" ");
+    _folders.AddTo(*Arguments(), recursive);
     Arguments()
         ->add_flag("--refresh", _refresh, "Convert again what is in the cache or has failed before")
         ->option_text(" ");
@@ -71,30 +78,50 @@ void ConversionCommand::AddOptions(const std::string& outputNote) {
 
 // Problem::what for a failure that stops all jobs.
 std::string ConversionCommand::What() const {
-    const std::vector<Job>& jobs = _jobs.All();
+    const Jobs& jobs = _jobs.All();
+    if (_recursive) {
+        return "cannot convert the documents";
+    }
     return jobs.size() == 1 ? What(jobs.front())
                             : "cannot convert " + loader::Count(jobs.size(), "document");
 }
 
 CommandResult ConversionCommand::Run(bool json) {
     _json = json;
+    if (!_folders.Report().empty()) {
+        _failures.emplace(_folders.Report());
+        _jobs.TellFailures([this](const Job& job) { NoteFailure(job); });
+    }
     CollectJobs();
-    _jobs.Resolve(_user);
-    PlaceOutputs();
     if (const auto problem = ProblemOf([this] { Work(); })) {
         Tell(*problem);
         _jobs.GiveUp(*problem);
+        _ending = problem;
     }
+    _jobs.Sort();
     TellSummary();
-    return ResultOf(_jobs.All());
+    return Result();
+}
+
+// A folder run can fail, or reach its time limit, before it knows a single document.
+CommandResult ConversionCommand::Result() const {
+    CommandResult result = ResultOf(_jobs.All());
+    for (const auto& problem : {_ending, _reportProblem}) {
+        if (result.code == ExitCode::kDone && problem) {
+            result.FailWith(*problem);
+        }
+    }
+    return result;
 }
 
 void ConversionCommand::CollectJobs() {
     if (_recursive) {
-        _jobs.AddFolders(_sharePaths, _user);
-    } else {
-        _jobs.Add(_sharePaths);
+        _jobs.AddFolders(_sharePaths, _user, _folders.Filter());
+        return;
     }
+    _jobs.Add(_sharePaths);
+    _jobs.Resolve(_user);
+    PlaceOutputs();
 }
 
 void ConversionCommand::PlaceOutputs() {
@@ -112,17 +139,80 @@ void ConversionCommand::PlaceOutputs() {
 }
 
 void ConversionCommand::Work() {
-    if (!_jobs.HasOpen()) {
+    if (!_recursive && !_jobs.HasOpen()) {
         return;
     }
     loader::CheckRights(What());
-    TakeFromCache();
-    if (!_jobs.HasOpen()) {
+    if (_recursive) {
+        FindFirstJob();
+    } else {
+        TakeFromCache();
+        _jobs.MakeReady();
+    }
+    if (!_jobs.HasReady()) {
+        return;
+    }
+    if (_folders.IsDryRun()) {
+        Plan();
         return;
     }
     loader::CheckServer(What());
-    loader::CheckPool(What(), Task().Priority());
-    ConvertJobs();
+    const size_t slots = loader::CheckPool(What(), Task().Priority());
+    ConvertJobs(AtOnce(slots));
+}
+
+// The containers that can take such jobs; more workers would only wait for them.
+size_t ConversionCommand::AtOnce(size_t slots) const {
+    if (!_recursive) {
+        return 1;
+    }
+    return _folders.Jobs() != 0 ? _folders.Jobs() : std::max<size_t>(slots, 1);
+}
+
+void ConversionCommand::FindFirstJob() {
+    loader::OpenCache(What());  // whatever is wrong with it concerns all jobs
+    _jobs.List(kHeadStart);
+    while (!_jobs.HasReady() && Explore(kExploreSlice)) {
+    }
+}
+
+// Closes the cache again each time: its connection must not cross the fork of a worker.
+bool ConversionCommand::Explore(std::chrono::milliseconds limit) {
+    std::unique_ptr<core::CacheManager> cache;
+    return _jobs.Explore(limit, [&](Job& job) {
+        if (_refresh) {
+            return;
+        }
+        if (!cache) {
+            cache = loader::OpenCache(What());
+        }
+        Examine(job, *cache);
+    });
+}
+
+void ConversionCommand::Examine(Job& job, core::CacheManager& cache) const {
+    loader::Document document{};
+    document.realPath = job.realPath;
+    const loader::KeptProducts kept(document);
+    if (!kept.IsFresh(Task().Stream(), cache)) {
+        CheckWorthTrying(job, kept);
+        return;
+    }
+    job.kept = kept.PathOf(Task().Stream());
+    job.state = Job::State::kFresh;
+}
+
+// Shows what would be converted.
+void ConversionCommand::Plan() {
+    while (Explore(kExploreSlice)) {
+    }
+    while (Job* const job = _jobs.Next()) {
+        job->state = Job::State::kPlanned;
+        _jobs.Account(*job);
+        if (!_json && !_quiet) {
+            std::cout << "would convert " << Printable(job->sharePath) << '\n';
+        }
+    }
 }
 
 void ConversionCommand::TakeFromCache() {
@@ -139,7 +229,6 @@ void ConversionCommand::TakeFromCache(Job& job, core::CacheManager& cache) const
     const char* const stream = Task().Stream();
     const loader::KeptProducts kept(*job.document);
     if (!kept.IsFresh(stream, cache)) {
-        CheckWorthTrying(job);
         return;
     }
     if (HandsOver()) {
@@ -151,48 +240,45 @@ void ConversionCommand::TakeFromCache(Job& job, core::CacheManager& cache) const
     }
     Deliver(job, kept.PathOf(stream));
     job.state = Job::State::kFresh;
-    if (!_recursive) {
-        TellDone(job);
-    }
+    TellDone(job);
 }
 
-void ConversionCommand::ConvertJobs() {
+void ConversionCommand::ConvertJobs(size_t atOnce) {
     Interrupts interrupts;
-    Progress progress(ProgressMode(), _jobs.All().size());
-    const auto begin = Clock::now();
-    const Tally begun = Tally::Of(_jobs.All());
-    Tally tally = begun;
-    for (Job& job : _jobs.All()) {
-        if (!job.IsOpen()) {
-            continue;
-        }
-        progress.Begin(tally.Ended() + 1, job.sharePath, Pace(begun, tally, SecondsSince(begin)));
-        TryJob(job, interrupts, progress);
-        tally.Add(job.state);
-        if (job.problem && job.problem->code == ExitCode::kInterrupted) {
-            _jobs.GiveUp(
-                {ExitCode::kInterrupted, "not converted", "interrupted before its turn", "", {}});
-        }
+    ProgressBoard progress(ProgressMode());
+    const auto deliver = [this](Job& job, const std::string& product) { Deliver(job, product); };
+    RunningJobs running(Task(), _user, deliver, progress);
+    ConversionRun::Limits limits{atOnce, {}};
+    if (const auto limit = _folders.TimeLimit()) {
+        limits.end = _begin + *limit;
     }
+    ConversionRun run(_jobs, running, progress);
+    GiveUpAfter(run.Run(limits,
+                        {[this](std::chrono::milliseconds limit) { return Explore(limit); },
+                         [this](const Job& job) { TellDone(job); }},
+                        interrupts));
 }
 
-void ConversionCommand::TryJob(Job& job, Interrupts& interrupts, Progress& progress) const {
-    const auto begin = Clock::now();
-    if (const auto problem = ProblemOf([&] { ConvertJob(job, interrupts, progress); })) {
-        job.Fail(*problem);
+void ConversionCommand::GiveUpAfter(ConversionRun::End end) {
+    if (end == ConversionRun::End::kComplete) {
+        return;
+    }
+    _ending = end == ConversionRun::End::kStopped
+                  ? Problem{ExitCode::kInterrupted,
+                            "not converted",
+                            "interrupted before its turn",
+                            "",
+                            {}}
+                  : Problem{ExitCode::kRunTimeLimit,
+                            "not converted",
+                            "the time limit of the run was reached before its turn",
+                            "Repeat the call to go on.",
+                            {}};
+    if (_jobs.HasOpen() || !_jobs.IsListed()) {
+        _jobs.GiveUp(*_ending);
     } else {
-        job.state = Job::State::kConverted;
+        _ending.reset();
     }
-    job.seconds = SecondsSince(begin);
-    progress.Clear();
-    if (job.IsDone()) {
-        TellDone(job);
-    }
-}
-
-void ConversionCommand::ConvertJob(Job& job, Interrupts& interrupts, Progress& progress) const {
-    loader::Conversion conversion(*job.document, Task());
-    Deliver(job, conversion.Run(interrupts, progress));
 }
 
 // Moves `product` to the job's output file if it has one; a kept product is copied and stays.
@@ -223,6 +309,18 @@ void ConversionCommand::Tell(const Problem& problem) const {
     }
 }
 
+// A list that cannot be written is no reason not to convert; the exit status tells.
+void ConversionCommand::NoteFailure(const Job& job) {
+    if (!_failures) {
+        return;
+    }
+    if (const auto problem = ProblemOf([&] { _failures->Add(job); })) {
+        Tell(*problem);
+        _failures.reset();
+        _reportProblem = problem;
+    }
+}
+
 void ConversionCommand::TellDone(const Job& job) const {
     if (_json || _quiet) {
         return;
@@ -249,6 +347,16 @@ void ConversionCommand::TellSummary() const {
     std::cout << (_jobs.All().empty() ? "No document that can be converted lies there."
                                       : Summary(Tally::Of(_jobs.All())))
               << std::endl;
+    TellWhatIsLeft();
+}
+
+void ConversionCommand::TellWhatIsLeft() const {
+    if (!_ending || _ending->code != ExitCode::kRunTimeLimit) {
+        return;
+    }
+    std::cout << "The time limit was reached; " << (_jobs.IsListed() ? "" : "at least ")
+              << loader::Count(_jobs.Count().notTried, "document")
+              << " left. Repeat the call to go on." << std::endl;
 }
 
 }  // namespace vellumo::cli

@@ -2,20 +2,24 @@
 #ifndef VELLUMO_TOOLS_CONVERSIONCOMMAND_H
 #define VELLUMO_TOOLS_CONVERSIONCOMMAND_H
 
+#include <chrono>
 #include <optional>
 #include <string>
 #include <vector>
 
 #include "app/Command.h"
-#include "app/Interrupts.h"
+#include "convert/ConversionRun.h"
+#include "convert/FailureFile.h"
+#include "convert/FolderOptions.h"
 #include "convert/JobList.h"
 #include "convert/Progress.h"
+#include "loader/cache/KeptProducts.h"
 #include "loader/conversion/Assignment.h"
 #include "vellumo/CacheManager.h"
 
 namespace vellumo::cli {
 
-// A command that converts documents one after the other. The products are kept in the
+// A command that converts documents, those of folders several at once. The products are kept in the
 // cache, written to the place that the caller names, or both.
 //
 // Checks all documents and outputs before the first conversion starts, and does not convert again
@@ -38,27 +42,36 @@ protected:
     virtual bool HandsOver() const = 0;
     virtual std::string OutputType(const loader::Document& document) const = 0;
 
-    // Throws Failure to skip the document of `job`, whose product is not fresh.
-    virtual void CheckWorthTrying(const Job& /*job*/) const {}
+    // Throws Failure to skip the document of `job`, found in a folder. Its product is not fresh.
+    virtual void CheckWorthTrying(const Job& /*job*/, const loader::KeptProducts& /*kept*/) const {}
 
     static std::string What(const Job& job) { return "cannot convert " + job.sharePath; }
 
 private:
+    using Clock = std::chrono::steady_clock;
+
     void AddOptions(const std::string& outputNote);
     std::string What() const;
     void CollectJobs();
     void PlaceOutputs();
     void Work();
+    void FindFirstJob();
+    bool Explore(std::chrono::milliseconds limit);
+    void Examine(Job& job, NAVO::VELLUMO::CacheManager& cache) const;
+    void Plan();
     void TakeFromCache();
     void TakeFromCache(Job& job, NAVO::VELLUMO::CacheManager& cache) const;
-    void ConvertJobs();
-    void TryJob(Job& job, Interrupts& interrupts, Progress& progress) const;
-    void ConvertJob(Job& job, Interrupts& interrupts, Progress& progress) const;
+    size_t AtOnce(size_t slots) const;
+    void ConvertJobs(size_t atOnce);
+    void GiveUpAfter(ConversionRun::End end);
     void Deliver(Job& job, const std::string& product) const;
     Progress::Mode ProgressMode() const;
     void Tell(const Problem& problem) const;
     void TellDone(const Job& job) const;
+    void NoteFailure(const Job& job);
     void TellSummary() const;
+    void TellWhatIsLeft() const;
+    CommandResult Result() const;
 
     std::vector<std::string> _sharePaths;
     std::string _user;
@@ -69,7 +82,12 @@ private:
     bool _quiet = false;
     bool _json = false;
     std::string _progress = "auto";
+    FolderOptions _folders;
+    Clock::time_point _begin = Clock::now();
     JobList _jobs;
+    std::optional<FailureFile> _failures;
+    std::optional<Problem> _ending;         // why not every document was tried
+    std::optional<Problem> _reportProblem;  // why the list of failures is not complete
 };
 
 }  // namespace vellumo::cli

@@ -36,14 +36,20 @@ std::string TimeLeft(double seconds) {
 
 }  // namespace
 
+void Job::Resolve(const std::string& user) {
+    document = std::make_unique<loader::Document>(loader::Resolve(sharePath, user));
+    CheckConvertible(*document);
+}
+
 void Tally::Add(Job::State state) {
     converted += state == Job::State::kConverted ? 1 : 0;
     fresh += state == Job::State::kFresh ? 1 : 0;
+    planned += state == Job::State::kPlanned ? 1 : 0;
     failed += state == Job::State::kFailed ? 1 : 0;
     notTried += state == Job::State::kNotTried ? 1 : 0;
 }
 
-Tally Tally::Of(const std::vector<Job>& jobs) {
+Tally Tally::Of(const Jobs& jobs) {
     Tally tally;
     tally.total = jobs.size();
     for (const Job& job : jobs) {

@@ -63,62 +63,96 @@ std::string Fitted(const std::string& text) {
 
 }  // namespace
 
-void Progress::Begin(size_t number, const std::string& name, const std::string& pace) {
-    _number = number;
-    _document = Printable(name);
-    _pace = pace;
-    _phase = nullptr;
+Progress::Progress(ProgressBoard& board, size_t number, const std::string& name)
+    : _board(board), _number(number), _name(Printable(name)) {
+    _board._running.push_back(this);
+}
+
+Progress::Progress(Mode mode, size_t total)
+    : _own(std::make_unique<ProgressBoard>(mode)), _board(*_own), _number(1) {
+    _board._total = total;
+    _board._running.push_back(this);
+}
+
+Progress::~Progress() {
+    std::erase(_board._running, this);
 }
 
 void Progress::Report(loader::Phase phase, const std::string& obstacle) {
-    const auto now = Clock::now();
     const PhaseWords& words = WordsFor(phase);
-    const std::string detail = obstacle.empty() ? words.detail : obstacle;
-    if (words.name != _phase) {
+    const bool isNew = words.name != _phase;
+    if (isNew) {
         _phase = words.name;
-        _phaseBegin = now;
-        _shown = {};
+        _phaseBegin = Clock::now();
     }
-    if (_mode == Mode::kNone || !IsDue(now)) {
-        return;
+    _detail = obstacle.empty() ? words.detail : obstacle;
+    _board.Show(*this, isNew);
+}
+
+std::string Progress::State() const {
+    if (_phase == nullptr) {
+        return _name;
     }
-    _shown = now;
-    _lineDrawn = _mode == Mode::kLine;
-    if (_lineDrawn) {
-        std::cerr << kEraseLine << Fitted(Text(detail, now)) << std::flush;
-    } else {
-        std::cerr << Text(detail, now) << std::endl;
+    const auto elapsed =
+        std::chrono::duration_cast<std::chrono::seconds>(Clock::now() - _phaseBegin);
+    const std::string note = _detail.empty() ? "" : " (" + Printable(_detail) + ")";
+    return _name + ": " + _phase + ", " + std::to_string(elapsed.count()) + " s" + note;
+}
+
+void ProgressBoard::Update(size_t ended, size_t total, const std::string& pace) {
+    _ended = ended;
+    _total = total;
+    _pace = pace;
+}
+
+void ProgressBoard::Show(Progress& document, bool isNewPhase) {
+    const auto now = Clock::now();
+    if (_mode == Mode::kLine) {
+        Redraw(isNewPhase && _running.size() == 1);
+    } else if (_mode == Mode::kPlain && (isNewPhase || now - document._shown >= kRepeat)) {
+        document._shown = now;
+        std::cerr << LineOf(document) << std::endl;
     }
 }
 
-void Progress::Clear() {
+void ProgressBoard::Redraw(bool isNewPhase) {
+    const auto now = Clock::now();
+    if (isNewPhase || now - _shown >= kRedraw) {
+        _shown = now;
+        _lineDrawn = true;
+        std::cerr << kEraseLine << Fitted(LineOfAll()) << std::flush;
+    }
+}
+
+void ProgressBoard::Clear() {
     if (_lineDrawn) {
         std::cerr << kEraseLine << std::flush;
         _lineDrawn = false;
     }
 }
 
-std::string Progress::Text(const std::string& detail, Clock::time_point now) const {
-    const auto elapsed = std::chrono::duration_cast<std::chrono::seconds>(now - _phaseBegin);
-    const std::string note = detail.empty() ? "" : " (" + Printable(detail) + ")";
-    const std::string place = "[" + std::to_string(_number) + "/" + std::to_string(_total) + "] ";
-    const std::string state =
-        _document + ": " + _phase + ", " + std::to_string(elapsed.count()) + " s" + note;
+std::string ProgressBoard::LineOf(const Progress& document) const {
+    const std::string place =
+        "[" + std::to_string(document._number) + "/" + std::to_string(_total) + "] ";
+    return place + document.State() + (_total < 2 ? "" : "; " + _pace);
+}
+
+// A redrawn line may be cut off at its end, so the names, its longest part, come last. Of several
+// documents it names the one that has run for the longest time, which people ask about first.
+std::string ProgressBoard::LineOfAll() const {
+    const Progress& oldest = *_running.front();
     if (_total < 2) {
-        return place + state;
+        return LineOf(oldest);
     }
-    // A redrawn line may be cut off at its end, so the name, its longest part, comes last.
-    return _mode == Mode::kLine ? Bar() + place + _pace + "; " + state
-                                : place + state + "; " + _pace;
+    const std::string number = std::to_string(_running.size());
+    const std::string others = _running.size() == 1 ? "" : number + " at once, the first: ";
+    return Bar() + "[" + std::to_string(_ended + _running.size()) + "/" + std::to_string(_total) +
+           "] " + _pace + "; " + others + oldest.State();
 }
 
-std::string Progress::Bar() const {
-    const size_t filled = (_number - 1) * kBarWidth / _total;
+std::string ProgressBoard::Bar() const {
+    const size_t filled = _ended * kBarWidth / _total;
     return std::string(filled, '#') + std::string(kBarWidth - filled, '.') + " ";
-}
-
-bool Progress::IsDue(Clock::time_point now) const {
-    return now - _shown >= (_mode == Mode::kLine ? Clock::duration(kRedraw) : kRepeat);
 }
 
 }  // namespace vellumo::cli

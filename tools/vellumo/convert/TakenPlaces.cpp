@@ -13,7 +13,7 @@ namespace {
 
 }  // namespace
 
-TakenPlaces::TakenPlaces(const std::vector<Job>& jobs) {
+TakenPlaces::TakenPlaces(const Jobs& jobs) {
     for (const Job& job : jobs) {
         struct stat status {};
         if (job.document && stat(job.document->realPath.c_str(), &status) == 0) {

@@ -18,7 +18,7 @@ namespace vellumo::cli {
 class TakenPlaces {
 public:
     // Reads `jobs` once; they are not owned and outlive the object.
-    explicit TakenPlaces(const std::vector<Job>& jobs);
+    explicit TakenPlaces(const Jobs& jobs);
 
     // Assigns the absolute path `path` to `job` as its output. Throws Failure when it is taken.
     void Take(const std::string& path, const Job& job);

@@ -31,8 +31,8 @@ ThumbnailCommand::ThumbnailCommand(CLI::App& app)
     Arguments()->footer(kExamples);
 }
 
-void ThumbnailCommand::CheckWorthTrying(const Job& job) const {
-    if (IsRecursive() && loader::KeptProducts(*job.document).ThumbnailHasFailed()) {
+void ThumbnailCommand::CheckWorthTrying(const Job& job, const loader::KeptProducts& kept) const {
+    if (kept.ThumbnailHasFailed()) {
         throw loader::Failure(loader::ExplainEarlierFailure(What(job)));
     }
 }
