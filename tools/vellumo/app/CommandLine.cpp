@@ -147,7 +147,8 @@ int CommandLine::EndWith(const std::string& command, CommandResult result) const
         result.json["command"] = command;
         result.json["ok"] = result.code == ExitCode::kDone;
         result.json["exitCode"] = status;
-        std::cout << JsonText(result.json) << std::flush;
+        PrintJson(std::cout, result.json);
+        std::cout.flush();
     }
     return status;
 }

@@ -3,6 +3,8 @@
 
 #include <json/writer.h>
 
+#include <memory>
+
 namespace vellumo::cli {
 namespace {
 
@@ -52,10 +54,12 @@ Json::Value ToJson(const Problem& problem) {
     return value;
 }
 
-std::string JsonText(const Json::Value& document) {
+void PrintJson(std::ostream& out, const Json::Value& document) {
     Json::StreamWriterBuilder builder;
     builder["indentation"] = "  ";
-    return Json::writeString(builder, document) + "\n";
+    const std::unique_ptr<Json::StreamWriter> writer(builder.newStreamWriter());
+    writer->write(document, &out);
+    out << '\n';
 }
 
 Json::Value JsonArray(const std::vector<std::string>& values) {

@@ -44,8 +44,9 @@ void Print(std::ostream& out, const Problem& problem);
 // "toolOutput".
 Json::Value ToJson(const Problem& problem);
 
-// `document` as indented ASCII text; valid JSON, whatever bytes its strings contain.
-std::string JsonText(const Json::Value& document);
+// Prints `document` as indented ASCII text; valid JSON, whatever bytes its strings contain. Does
+// not build the text in memory: the results of a large folder take tens of megabytes.
+void PrintJson(std::ostream& out, const Json::Value& document);
 
 // `values` as a JSON array; an empty array when there are none.
 Json::Value JsonArray(const std::vector<std::string>& values);
