@@ -128,7 +128,7 @@ bool ConfigManager::Save() {
     MakeWriter()->write(config, &text);
     const SavedCopy copy(path, text.str());
     if (copy.HasNoSpace()) {
-        return false;  // the file keeps its content rather than a part of the new one
+        return Overwrite(path, text.str());
     }
     std::ofstream file(path, std::ios::trunc);
     if (!file.is_open()) {

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "config/SavedCopy.h"
 
+#include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -9,6 +10,7 @@
 #include <iterator>
 
 #include "common/KeptErrno.h"
+#include "support/Descriptor.h"
 #include "support/PrivateFile.h"
 
 namespace NAVO::VELLUMO {
@@ -64,6 +66,21 @@ SavedCopy::SavedCopy(const std::string& file, const std::string& text) : _path(C
 void SavedCopy::Remove() const {
     const KeptErrno errors;
     unlink(_path.c_str());
+}
+
+bool Overwrite(const std::string& file, const std::string& text) {
+    constexpr off_t kBlock = 512;  // unit of st_blocks on every file system
+    const vellumo::support::Descriptor open(
+        ::open(file.c_str(), O_WRONLY | O_NOFOLLOW | O_CLOEXEC));
+    const auto size = static_cast<off_t>(text.size());
+    struct stat status {};
+    const bool done =
+        open && fstat(open.Get(), &status) == 0 && status.st_blocks * kBlock >= size &&
+        pwrite(open.Get(), text.data(), text.size(), 0) == size && ftruncate(open.Get(), size) == 0;
+    if (done) {
+        unlink(CopyOf(file).c_str());  // an older one
+    }
+    return done;
 }
 
 std::string CopyOfTorn(const std::string& file) {

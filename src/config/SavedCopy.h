@@ -23,6 +23,11 @@ private:
     bool _hasNoSpace = false;
 };
 
+// Writes `text` over the content of the state file, in the space on the disk that it has already: for
+// a full disk, on which no copy can be made and a file that is truncated may not get its space back.
+// Returns false, and changes nothing, when the file has too little.
+bool Overwrite(const std::string& file, const std::string& text);
+
 // The text of which a state file holds only the beginning, because a process has died in the middle
 // of a save: that of its copy. "" when there is no copy, or the file is no part of it.
 std::string CopyOfTorn(const std::string& file);
