@@ -122,8 +122,8 @@ TEST_P(WorstTool, SharesItsUserWithNobody) {
     }
     const Said said = Obey(R"sh(
         order a 'id -u; sleep 98765'
-        cut_page x.pdf a.pdf >$folder/one 2>&1 & await grep -q . $folder/one
-        cut_page y.pdf a.pdf >$folder/two 2>&1 & await grep -q . $folder/two
+        cut_page x.pdf a.pdf >$folder/one 2>&1 & await grep -qs . $folder/one
+        cut_page y.pdf a.pdf >$folder/two 2>&1 & await grep -qs . $folder/two
         awk '/^Uid/ {print $2}' /proc/$(spare_process)/status >$folder/fork
         sort -u $folder/one $folder/two $folder/fork | grep -c '^1[89]........$'
         for process in $(processes sleep); do kill -KILL $process; done; wait)sh");
