@@ -23,9 +23,9 @@ private:
     bool _hasNoSpace = false;
 };
 
-// Writes `text` over the content of the state file, in the space on the disk that it has already: for
-// a full disk, on which no copy can be made and a file that is truncated may not get its space back.
-// Returns false, and changes nothing, when the file has too little.
+// Writes `text` over the content of the state file, in the space on the disk that it has already:
+// for a full disk, on which no copy can be made and a file that is truncated may not get its space
+// back. Returns false, and changes nothing, when the file has too little.
 bool Overwrite(const std::string& file, const std::string& text);
 
 // The text of which a state file holds only the beginning, because a process has died in the middle
