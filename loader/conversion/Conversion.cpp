@@ -60,10 +60,12 @@ void Conversion::MakeReadyToKeep() const {
     KeptProducts(_document).RemoveStale(*OpenCache(What()));
     std::string path;
     if (!core::CacheManager::GetEAPath(_document.realPath, _assignment.Stream(), path)) {
-        throw Failure({Reason::kNowhereToKeep, What(),
-                       "nothing can be kept of the document: its directory " +
-                           _document.eaDirectory + " cannot be created",
-                       "Check that the volume has free space and is not read-only."});
+        throw Failure(
+            {Reason::kNowhereToKeep, What(),
+             "nothing can be kept of the document: its directory " + _document.eaDirectory +
+                 " cannot be created",
+             "Check that the volume has free space, is not read-only, and has a root folder "
+             "to which only root may write, or a sticky one."});
     }
 }
 

@@ -74,6 +74,9 @@ int users_end(uid_t user) {
     int ending = 0;
     do {  // again if the killer of another user of the same block has killed this one
         const pid_t killer = start_killer(user);
+        if (killer < 0) {
+            return -1;
+        }
         while (waitpid(killer, &ending, 0) < 0) {
             if (errno != EINTR) {
                 return -1;

@@ -26,7 +26,7 @@ uid_t users_block(unsigned number);
 
 // Kills every process of the user `user`, one of a block, in this process namespace. When it
 // returns 0, none of them runs any code any more, although the kernel may not have removed all of
-// them yet. Returns -1 with errno when the caller cannot become that user.
+// them yet. Returns -1 with errno when the caller cannot become that user or start a process.
 int users_end(uid_t user);
 
 #ifdef __cplusplus

@@ -25,7 +25,7 @@
 enum {
     LINE = 512,  // bytes; a stat file's beginning
     ENDING_TRIES = 10000,
-    PROCESSES = 256,
+    PROCESSES = 192,  // of the 256 of a container, so that there are some left to end them
 };
 
 // Returns 0, or -1 with errno.
@@ -151,13 +151,18 @@ static void kill_children(void) {
     }
 }
 
-// Ends every process that the tool has left, and waits until it has ended: an orphan becomes a
-// child of this process, which is their subreaper. Repeats, because where the tool has no user of
-// its own, a process that forks while it is being killed leaves another.
-static void end_leftovers(uid_t owner) {
+static void end_user(uid_t owner) {
     if (owner != geteuid()) {
         (void)users_end(owner);
     }
+}
+
+// Ends every process that the tool has left, and waits until it has ended: an orphan becomes a
+// child of this process, which is their subreaper. Repeats, because where the tool has no user of
+// its own, a process that forks while it is being killed leaves another, and because users_end()
+// needs a process, which a tool that starts as many as it can may not leave.
+static void end_leftovers(uid_t owner) {
+    end_user(owner);
     const struct timespec pause = {0, 1000000L};
     for (int i = 0; i < ENDING_TRIES; ++i) {
         const pid_t ended = waitpid(-1, NULL, WNOHANG);
@@ -166,6 +171,7 @@ static void end_leftovers(uid_t owner) {
         }
         if (ended == 0) {
             kill_children();
+            end_user(owner);
             (void)nanosleep(&pause, NULL);
         }
     }

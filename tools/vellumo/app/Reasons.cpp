@@ -79,8 +79,8 @@ constexpr ReasonMeaning kMeanings[] = {
      "Try again in a moment. If it fails again, the system log has the reason: journalctl -t "
      "vellumo."},
     {Reason::kNowhereToKeep, ExitCode::kOutput,
-     "Check that the volume has free space and is not read-only, or write a PDF elsewhere with "
-     "'vellumo pdf --no-cache -o'."},
+     "Check that the volume has free space, is not read-only, and has a root folder to which only "
+     "root may write, or a sticky one; or write a PDF elsewhere with 'vellumo pdf --no-cache -o'."},
     {Reason::kIndexUnopenable, ExitCode::kDatabase,
      "The system log has the reason: journalctl -t vellumo. A damaged index may be removed: the "
      "products themselves are still found."},
