@@ -113,6 +113,7 @@ private:
 
 public:
     // Declared last because the order of the fields is part of the binary interface.
+
     bool opened = false;  // whether the database is open and has its tables
 };
 

@@ -59,6 +59,7 @@ public:
 
     // Public and private take turns below because the order of the fields is part of the binary
     // interface.
+
     Json::Value config;  // the document as last loaded, with the changes made since
 
 private:

@@ -32,7 +32,7 @@ public:
     struct Task {
         const std::string& key;                   // all elements of `command`, joined
         const std::vector<std::string>& command;  // the tool and its arguments
-        Priority priority;
+        Priority priority;                        // the queue in which it waits
     };
 
     // Touches no file. `maxUsingCount` and `maxMemoryCount` (bytes) are stored and not used;

@@ -45,6 +45,7 @@ public:
     // container.
     virtual void GetCommand(std::vector<std::string>& argv) = 0;
 
+    // The command's priority in the container pool.
     ContainerPoolManager::Priority _priority;
 
     // Set by the caller before Convert. "PageRange" (text in the tool's own syntax, such as "1-1")
@@ -58,9 +59,6 @@ protected:
     ~ConverterBase();
 };
 
-// Each converter's _supportTypeSet holds the file types (lower-case extensions without the dot)
-// that it converts; it never changes.
-
 // Converts whole office documents, presentations and drawings with soffice.
 class VELLUMO_API LibreOfficeConverter final : public ConverterBase {
 public:
@@ -68,6 +66,7 @@ public:
     bool IsNeedSameFolder() override;
     void GetCommand(std::vector<std::string>& argv) override;
 
+    // The file types that it converts: lower-case extensions without the dot. Never changes.
     static std::set<std::string> _supportTypeSet;
 };
 
@@ -77,6 +76,7 @@ public:
     using ConverterBase::ConverterBase;
     void GetCommand(std::vector<std::string>& argv) override;
 
+    // The file types that it converts: lower-case extensions without the dot. Never changes.
     static std::set<std::string> _supportTypeSet;
 };
 
@@ -87,6 +87,7 @@ public:
     using ConverterBase::ConverterBase;
     void GetCommand(std::vector<std::string>& argv) override;
 
+    // The file types that it converts: lower-case extensions without the dot. Never changes.
     static std::set<std::string> _supportTypeSet;
 };
 
@@ -96,6 +97,7 @@ public:
     using ConverterBase::ConverterBase;
     void GetCommand(std::vector<std::string>& argv) override;
 
+    // The file types that it converts: lower-case extensions without the dot. Never changes.
     static std::set<std::string> _supportTypeSet;
 };
 
@@ -105,6 +107,7 @@ public:
     using ConverterBase::ConverterBase;
     void GetCommand(std::vector<std::string>& argv) override;
 
+    // The file types that it converts: lower-case extensions without the dot. Never changes.
     static std::set<std::string> _supportTypeSet;
 };
 
@@ -114,6 +117,7 @@ public:
     using ConverterBase::ConverterBase;
     void GetCommand(std::vector<std::string>& argv) override;
 
+    // The file types that it converts: lower-case extensions without the dot. Never changes.
     static std::set<std::string> _supportTypeSet;
 };
 
@@ -123,6 +127,7 @@ public:
     using ConverterBase::ConverterBase;
     void GetCommand(std::vector<std::string>& argv) override;
 
+    // The file types that it converts: lower-case extensions without the dot. Never changes.
     static std::set<std::string> _supportTypeSet;
 };
 
@@ -145,6 +150,14 @@ VELLUMO_API int ToPDF(const path::Path& source, path::Path& output, const char* 
 // it does. A process that finds the mark waits until it is gone and then returns 1000, whatever the
 // result of the other's conversion. That wait has no time limit.
 VELLUMO_API int ToPDFCache(const path::Path& source);
+
+// Does what ToPDFCache does, under the same mark and with the same results and messages, but leaves
+// the cache as large as it gets: it neither removes other documents' PDFs nor compacts the index.
+// So its cost does not grow with the number of documents in the cache. For programs that convert
+// many documents; they keep the cache within a limit by calling CacheManager::GarbageCollect, or
+// CacheManager::Remove, once in a while. Both functions may convert the same document at once, in
+// different processes: one converts, the other waits.
+VELLUMO_API int ToPDFCacheWithoutCollection(const path::Path& source);
 
 // Makes a PNG thumbnail of the first page of `source` and stores it as the document's stream
 // SZK_THUMB_TYPE. Uses the cached PDF if there is one, whatever its age. The cache's index does not

@@ -57,6 +57,7 @@ public:
     // Removes the attribute `key`. Returns false when it is absent.
     virtual bool ClearData(const std::string& key);
 
+    // Return "sharePath", "EAType" and "user"; compute nothing.
     std::string GetSharePath(const std::string& defaultValue = "") const;
     std::string GetEAType(const std::string& defaultValue = "") const;
     std::string GetUser(const std::string& defaultValue = "") const;

@@ -22,11 +22,11 @@ public:
     // One row; every member is the column of its name. The queue stores the numbers as they are:
     // those who append and consume agree on what they mean.
     struct Task {
-        int32_t op = 0;          // operation code
-        bool is_folder = false;  // whether `path` is a folder
-        std::string id;          // decimal text, assigned by the database: the order in the queue
-        std::string path;        // the file or folder that the task is about
-        int32_t convert_type = 0;
+        int32_t op = 0;            // operation code
+        bool is_folder = false;    // whether `path` is a folder
+        std::string id;            // decimal text, assigned by the database: the order in the queue
+        std::string path;          // the file or folder that the task is about
+        int32_t convert_type = 0;  // which products the task is about
     };
 
     // The connection is closed at first; the destructor closes it.
@@ -76,6 +76,7 @@ private:
 
 public:
     // Declared last because the order of the fields is part of the binary interface.
+
     bool opened = false;  // result of the last OpenDB
 };
 

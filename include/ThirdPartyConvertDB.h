@@ -62,6 +62,7 @@ private:
 
 public:
     // Declared last because the order of the fields is part of the binary interface.
+
     bool opened = false;  // result of the last OpenDB
 };
 

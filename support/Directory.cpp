@@ -23,6 +23,25 @@ bool IsSpecial(const std::string& name) {
     return name == "." || name == "..";
 }
 
+// Leaves errno as NamesIn() says.
+template <typename Take>
+void ForEachEntry(const Descriptor& directory, const Take& take) {
+    // Opened anew: reading moves the position, which duplicates of a descriptor share.
+    Descriptor listing(openat(directory.Get(), ".", kListing));
+    const std::unique_ptr<DIR, DirectoryCloser> entries(listing ? fdopendir(listing.Get())
+                                                                : nullptr);
+    if (entries == nullptr) {
+        return;
+    }
+    static_cast<void>(listing.Release());  // belongs to `entries` now
+    errno = 0;
+    while (const dirent* entry = readdir(entries.get())) {
+        if (!IsSpecial(entry->d_name)) {
+            take(*entry);
+        }
+    }
+}
+
 // Opens a folder whatever its mode is: its owner may have removed the owner's own permissions.
 Descriptor OpenWithRights(const Descriptor& above, const std::string& name) {
     const Descriptor found(
@@ -87,20 +106,15 @@ Descriptor OpenDirectoryAt(const Descriptor& above, const std::string& name) {
 
 std::vector<std::string> NamesIn(const Descriptor& directory) {
     std::vector<std::string> names;
-    // Opened anew: reading moves the position, which duplicates of a descriptor share.
-    Descriptor listing(openat(directory.Get(), ".", kListing));
-    const std::unique_ptr<DIR, DirectoryCloser> entries(listing ? fdopendir(listing.Get())
-                                                                : nullptr);
-    if (entries == nullptr) {
-        return names;
-    }
-    static_cast<void>(listing.Release());  // belongs to `entries` now
-    errno = 0;
-    while (const dirent* entry = readdir(entries.get())) {
-        if (!IsSpecial(entry->d_name)) {
-            names.emplace_back(entry->d_name);
-        }
-    }
+    ForEachEntry(directory, [&names](const dirent& entry) { names.emplace_back(entry.d_name); });
+    return names;
+}
+
+std::vector<TypedName> TypedNamesIn(const Descriptor& directory) {
+    std::vector<TypedName> names;
+    ForEachEntry(directory, [&names](const dirent& entry) {
+        names.push_back({entry.d_name, entry.d_type});
+    });
     return names;
 }
 

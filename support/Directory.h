@@ -25,6 +25,16 @@ Descriptor OpenDirectoryAt(const Descriptor& above, const std::string& name);
 // with errno, when the directory cannot be listed; errno is 0 when the directory is empty.
 std::vector<std::string> NamesIn(const Descriptor& directory);
 
+// A name in a directory and its type, DT_REG and others of <dirent.h>. DT_UNKNOWN where the file
+// system does not tell the type with the name.
+struct TypedName {
+    std::string name;
+    unsigned char type = 0;
+};
+
+// The same as NamesIn(), with the types.
+std::vector<TypedName> TypedNamesIn(const Descriptor& directory);
+
 // Whether both describe the same file or directory.
 bool IsSameFile(const struct stat& one, const struct stat& other);
 

@@ -131,4 +131,9 @@ bool CopyContent(const Descriptor& from, const Descriptor& to) {
     return ftruncate(to.Get(), end) == 0;
 }
 
+bool SyncContent(const std::string& path) {
+    const Descriptor file(open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK));
+    return file && (fdatasync(file.Get()) == 0 || errno == EINVAL);
+}
+
 }  // namespace vellumo::support

@@ -23,6 +23,11 @@ Descriptor OpenRegularFile(const std::string& path);
 // file system supports it, both files share their blocks. Returns false, with errno, on failure.
 bool CopyContent(const Descriptor& from, const Descriptor& to);
 
+// Writes the content of the file at `path` to its disk, so that a power cut does not leave a file
+// with the right name and no content. Returns false, with errno, when that fails; true on file
+// systems that have no such operation.
+bool SyncContent(const std::string& path);
+
 }  // namespace vellumo::support
 
 #endif

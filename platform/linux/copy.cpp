@@ -77,13 +77,17 @@ public:
         return true;
     }
 
-    // Closes the file: some file systems report a failed write only now.
-    bool Close() { return close(_file.Release()) == 0; }
+    // Closes the file: some file systems report a failed write only now. The content of a hidden
+    // file is on the disk before its name is, as with a rename of a file that was written long ago.
+    bool Close() { return (_name.empty() || Sync()) && close(_file.Release()) == 0; }
 
     void Keep() { _created = false; }
     const Descriptor& File() const { return _file; }
 
 private:
+    // EINVAL: the file system has no such operation.
+    bool Sync() const { return fdatasync(_file.Get()) == 0 || errno == EINVAL; }
+
     std::string _path;
     std::string _name;  // the path that a hidden file will get
     Descriptor _file;

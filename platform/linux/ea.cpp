@@ -10,6 +10,7 @@
 
 #include "fail.h"
 #include "readrights.h"
+#include "streamfolders.h"
 #include "streamtree.h"
 #include "support/Directory.h"
 
@@ -19,40 +20,9 @@ namespace {
 using vellumo::support::Descriptor;
 using vellumo::support::NamesIn;
 using vellumo::support::OpenDirectory;
-using vellumo::support::OpenDirectoryAt;
 using vellumo::support::RemoveContents;
 
-constexpr mode_t kMode = S_IRWXU;
-constexpr mode_t kModeAbove = 0755;  // of the folder above kTreeElsewhere
-constexpr mode_t kForOthers = S_IRWXG | S_IRWXO;
-constexpr mode_t kForOthersToWrite = S_IWGRP | S_IWOTH;
-constexpr int kFlags = 1;    // the only value of NAVOEAMKDir's and NAVOEARMDir's flags
-constexpr int kTries = 100;  // to make a directory while another process removes empty folders
-
-bool HasParentComponent(std::string_view path) {
-    while (!path.empty()) {
-        const size_t end = std::min(path.find('/'), path.size());
-        if (path.substr(0, end) == "..") {
-            return true;
-        }
-        path.remove_prefix(std::min(end + 1, path.size()));
-    }
-    return false;
-}
-
-std::string_view LastComponent(std::string_view path) {
-    return path.substr(path.rfind('/') + 1);
-}
-
-// Whether `text` names an entry of a directory: neither the directory itself nor a path out of it.
-bool IsName(std::string_view text) {
-    return !text.empty() && text != "." && text != ".." && text.find('/') == std::string_view::npos;
-}
-
-bool IsFilePath(const char* path) {
-    return path != nullptr && *path == '/' && IsName(LastComponent(path)) &&
-           !HasParentComponent(path);
-}
+constexpr int kFlags = 1;  // the only value of NAVOEAMKDir's and NAVOEARMDir's flags
 
 // Copies `path` into `buffer`. Returns 0, or -1 when it does not fit.
 int Give(const std::string& path, char* buffer, size_t size) {
@@ -61,35 +31,6 @@ int Give(const std::string& path, char* buffer, size_t size) {
     }
     buffer[path.copy(buffer, path.size())] = '\0';
     return 0;
-}
-
-// Whether nobody but root can have put anything into the directory, or look into it.
-bool IsRootsAlone(const struct stat& status) {
-    return S_ISDIR(status.st_mode) && status.st_uid == 0 && (status.st_mode & kForOthers) == 0;
-}
-
-// Whether nobody but root can rename what is root's in the directory, and put something else there.
-bool KeepsRootsNames(const struct stat& status) {
-    return S_ISDIR(status.st_mode) && status.st_uid == 0 &&
-           ((status.st_mode & kForOthersToWrite) == 0 || (status.st_mode & S_ISVTX) != 0);
-}
-
-// The folder above is root's, and may be a link.
-std::string FolderAbove(const std::string& tree) {
-    return tree.substr(0, tree.rfind('/'));
-}
-
-// False, with errno, when something else than a tree that only root can enter is in its place, or
-// when somebody else could put it there at any time.
-bool IsUsable(const std::string& tree) {
-    struct stat above {};
-    struct stat status {};
-    if (stat(FolderAbove(tree).c_str(), &above) != 0 ||
-        (KeepsRootsNames(above) && lstat(tree.c_str(), &status) != 0)) {
-        return errno == ENOENT || errno == ENOTDIR;
-    }
-    errno = EPERM;
-    return KeepsRootsNames(above) && IsRootsAlone(status);
 }
 
 // The identity of a file that is gone, if there is just one directory of its name.
@@ -125,66 +66,9 @@ int Find(const char* file, std::string& directory) {
     return 0;
 }
 
-// Opens the directory `name` in `above`, and creates it first if it is missing.
-Descriptor OpenOrMake(const Descriptor& above, const std::string& name, mode_t mode) {
-    const bool isNew = mkdirat(above.Get(), name.c_str(), mode) == 0;
-    if (!isNew && errno != EEXIST) {
-        return {};
-    }
-    Descriptor directory = OpenDirectoryAt(above, name);
-    // The umask may have removed bits.
-    if (directory && isNew && fchmod(directory.Get(), mode) != 0) {
-        return {};
-    }
-    return directory;
-}
-
-// Opens the tree, and creates it if it is missing.
-Descriptor OpenTree(const std::string& tree) {
-    if (!IsUsable(tree)) {
-        return {};
-    }
-    const std::string above = FolderAbove(tree);
-    if (tree == kTreeElsewhere) {
-        mkdir(above.c_str(), kModeAbove);  // if it fails, so does the next call
-    }
-    const Descriptor folder(open(above.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
-    return folder ? OpenOrMake(folder, tree.substr(above.size() + 1), kMode) : Descriptor();
-}
-
-// Removes what was kept of other files that had this name.
-bool RemoveOthers(const Descriptor& parent, const StreamDirectory& place) {
-    const std::vector<std::string> names = NamesIn(parent);
-    return std::all_of(names.begin(), names.end(), [&](const std::string& name) {
-        const auto found = ParseName(place, name);
-        if (!found || found->key != place.key || found->identity == place.identity) {
-            return true;
-        }
-        const Descriptor other = OpenDirectoryAt(parent, name);
-        return !other ||
-               (RemoveContents(other) &&
-                (unlinkat(parent.Get(), name.c_str(), AT_REMOVEDIR) == 0 || errno == ENOENT));
-    });
-}
-
 bool Make(const StreamDirectory& place) {
-    Descriptor folder = OpenTree(place.tree);
-    for (const std::string& name : place.folders) {
-        if (folder) {
-            folder = OpenOrMake(folder, FolderInTree(name), kMode);
-        }
-    }
-    return folder && OpenOrMake(folder, place.Name(), kMode) && RemoveOthers(folder, place);
-}
-
-// Removes empty folders, the deepest first, up to the tree.
-void RemoveEmptyFolders(const StreamDirectory& place) {
-    for (std::string path = place.Parent(); path.size() > place.tree.size();
-         path.erase(path.rfind('/'))) {
-        if (rmdir(path.c_str()) != 0) {
-            return;
-        }
-    }
+    const Descriptor folder = OpenOrMakeFolder(place);
+    return folder && OpenOrMake(folder, place.Name()) && RemoveOthers(folder, place);
 }
 
 }  // namespace

@@ -1,5 +1,4 @@
 // SPDX-License-Identifier: Apache-2.0
-#include <fcntl.h>
 #include <navo/ea.h>
 
 #include <set>
@@ -7,32 +6,15 @@
 #include <vector>
 
 #include "fail.h"
+#include "streamfolders.h"
 #include "streamtree.h"
 #include "support/Directory.h"
 
 namespace NAVO::platform {
 namespace {
 
-using vellumo::support::Descriptor;
 using vellumo::support::NamesIn;
 using vellumo::support::OpenDirectory;
-
-// The names of the directories of streams that the files in `folder` have now, as far as the hashes
-// of their names are among `keys`.
-std::set<std::string> NamesFor(const std::string& folder, const std::set<std::string>& keys) {
-    std::set<std::string> names;
-    const Descriptor opened(open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
-    for (const std::string& name : NamesIn(opened)) {
-        const std::string key = NameKey(name);
-        if (!keys.contains(key)) {
-            continue;
-        }
-        if (const auto identity = IdentityOf(opened.Get(), name.c_str())) {
-            names.insert(StreamDirectory{"", {}, key, *identity}.Name());
-        }
-    }
-    return names;
-}
 
 // Visits the directories of streams in one tree, folder by folder.
 class Walk {
@@ -64,7 +46,7 @@ private:
                 waiting.back().folders.push_back(FolderOutside(name));
             }
         }
-        return found.empty() ? 0 : Report(found, NamesFor(folder.FileFolder(), keys));
+        return found.empty() ? 0 : Report(found, NamesOfFilesIn(folder.FileFolder(), keys));
     }
 
     int Report(const std::vector<StreamDirectory>& found, const std::set<std::string>& present) {

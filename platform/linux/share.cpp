@@ -50,3 +50,20 @@ void NAVOShareFree(PNAVOSHARE share) {
     const std::unique_ptr<NAVO::platform::ShareRecord> owned(
         static_cast<NAVO::platform::ShareRecord*>(share));
 }
+
+int NAVOShareForEach(void (*visit)(const NAVOSHARE* share, void* context), void* context) {
+    using NAVO::platform::Fail;
+    const NAVO::platform::SuccessKeepsErrno success;
+    if (visit == nullptr) {
+        return Fail(NAVO_ERR_BAD_PARAMETERS, EINVAL);
+    }
+    const auto configuration = NAVO::platform::SmbConf::Load(NAVO::platform::kSmbConfFile);
+    if (!configuration) {
+        return Fail(NAVO_ERR_CONFIG);
+    }
+    for (NAVO::platform::Share& share : NAVO::platform::AllShares(*configuration)) {
+        const NAVO::platform::ShareRecord record(std::move(share));
+        visit(&record, context);
+    }
+    return 0;
+}

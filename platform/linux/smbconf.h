@@ -70,6 +70,9 @@ public:
     // Returns the section `name`; null when there is none.
     const Section* Find(std::string_view name) const;
 
+    // All sections, in the order of their names without case and whitespace.
+    const std::map<std::string, Section>& Sections() const { return _sections; }
+
     // Returns the value of `parameter` that is valid in `section`, with its quotes: the section's
     // own, else that of [global]; "" when neither sets it. A null `section` sets nothing.
     std::string Effective(const Section* section, std::string_view parameter) const;

@@ -64,6 +64,16 @@ std::optional<Share> FindShare(const SmbConf& configuration, const std::string& 
     return Share{section->Name(), std::move(*path), section->IsTrue("navo:scale volume")};
 }
 
+std::vector<Share> AllShares(const SmbConf& configuration) {
+    std::vector<Share> shares;
+    for (const auto& [key, section] : configuration.Sections()) {
+        if (auto share = FindShare(configuration, key)) {
+            shares.push_back(std::move(*share));
+        }
+    }
+    return shares;
+}
+
 std::optional<std::string> FindHome(const SmbConf& configuration, const std::string& user,
                                     const std::string& accountHome) {
     const SmbConf::Section* homes = configuration.Find(kHomes);

@@ -4,6 +4,7 @@
 
 #include <optional>
 #include <string>
+#include <vector>
 
 #include "smbconf.h"
 
@@ -20,6 +21,9 @@ struct Share {
 
 // Returns the share `name`; nothing when no section of that name is a share.
 std::optional<Share> FindShare(const SmbConf& configuration, const std::string& name);
+
+// Returns all shares, in the order of their sections' names.
+std::vector<Share> AllShares(const SmbConf& configuration);
 
 // Returns the home of `user`: the path of [homes] with its variables replaced, or `accountHome`
 // when [homes] has no path. Returns nothing when that path contains an unknown variable or the home

@@ -13,6 +13,7 @@
 #include "common/RunAs.h"
 #include "path/ExtendedAttributes.h"
 #include "support/Descriptor.h"
+#include "support/FileCopy.h"
 #include "vellumo/Constants.h"
 #include "vellumo/utils.h"
 
@@ -169,8 +170,10 @@ bool CacheManager::Store(const std::string& source, const std::string& target,
     if (IsTargetModified(target)) {
         CleanCache(target);
     }
-    // The conversion has succeeded, even if its product cannot be stored.
-    if (!MoveOrCopyFile(source, path, move)) {
+    // The index outlives a power cut, so the product's content must be on the disk before its name:
+    // else an empty file would be served. The conversion has succeeded, even if its product cannot
+    // be stored.
+    if (!vellumo::support::SyncContent(source) || !MoveOrCopyFile(source, path, move)) {
         log::Plain(kSource, __LINE__, "cache move fail from: %s, to: %s", source.c_str(),
                    path.c_str());
     }

@@ -24,7 +24,7 @@ public:
             RemoveScratchSource(_source);
         }
         if (!_productKept && !_target.GetRealPath("").empty()) {
-            RemoveFileDropCache(_target.GetRealPath(""));
+            RemoveScratchTarget(_target.GetRealPath(""));
         }
     }
     ScratchFiles(const ScratchFiles&) = delete;

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "converter/ScratchEnvironment.h"
 
+#include <fcntl.h>
 #include <navo/ea.h>
 #include <navo/exec.h>
 #include <navo/file.h>
@@ -11,6 +12,7 @@
 #include "common/Log.h"
 #include "converter/ScratchFiles.h"
 #include "path/ExtendedAttributes.h"
+#include "support/Descriptor.h"
 #include "vellumo/Constants.h"
 #include "vellumo/utils.h"
 
@@ -25,12 +27,22 @@ std::string VolumeOf(const std::string& path) {
     return path.substr(0, path.find('/', 1));
 }
 
+// The reserved file, anew: only its owner may read what is copied to it.
+void ReserveAgain(const std::string& file) {
+    const vellumo::support::Descriptor reserved(
+        open(file.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, S_IRUSR | S_IWUSR));
+}
+
 // A hard link costs nothing, whatever the document's size; a copy that shares extents costs little.
 void LinkOrCopyWithinVolume(const std::string& sourceFile, const std::string& targetFile) {
+    // In the place of an existing file, ln puts a link with a name of its own first. It would stay
+    // for ever if ln were killed.
+    unlink(targetFile.c_str());
     if (NLIBCExecl("/bin/ln", NLIBC_EXEC_QUIETLY, "-f", sourceFile.c_str(), targetFile.c_str(),
                    nullptr) == 0) {
         return;
     }
+    ReserveAgain(targetFile);
     // A copy that fails too leaves an empty scratch source, which the converters refuse.
     NLIBCExecl("/bin/cp", NLIBC_EXEC_QUIETLY, "-f", "--reflink=auto", sourceFile.c_str(),
                targetFile.c_str(), nullptr);

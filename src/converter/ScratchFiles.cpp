@@ -7,6 +7,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <cerrno>
 #include <ctime>
 #include <iomanip>
 #include <set>
@@ -37,6 +38,15 @@ constexpr const char* kCreating = "creating ";  // before the time
 
 thread_local Lease* current = nullptr;
 
+// Once more when a signal ended the program: afterwards nobody could tell the directory's name.
+bool RemoveTree(const std::string& directory) {
+    const auto remove = [&directory] {
+        return NLIBCExec("/usr/bin/rm", "-rf", directory.c_str(), nullptr, nullptr) >= 0;
+    };
+    errno = 0;
+    return remove() || (errno == EINTR && remove());
+}
+
 void RemoveEADir(const path::Path& file) {
     // Either absolute or, when it is unknown, "": rm must never get any other path.
     const std::string directory = file.GetEAPathWithType("", "");
@@ -45,7 +55,7 @@ void RemoveEADir(const path::Path& file) {
     }
     // Root created it, so only root can be sure to remove it.
     const RunAsRoot root(kSource, 194);
-    if (!root || NLIBCExec("/usr/bin/rm", "-rf", directory.c_str(), nullptr, nullptr) < 0) {
+    if (!root || !RemoveTree(directory)) {
         log::Error(kSource, 194, "remove eadir failed");
     }
 }
@@ -126,7 +136,7 @@ void RemoveLeft(const std::string& file) {
     if (file.find(SZF_COVERT_SOURCE_DIR) != std::string::npos) {
         RemoveScratchSource(scratch);
     } else if (file.find(SZF_COVERT_TARGET_DIR) != std::string::npos) {
-        RemoveFileDropCache(file);
+        RemoveScratchTarget(file);
     }
 }
 
@@ -162,6 +172,14 @@ void ScratchLease::Note(const path::Path& source, const path::Path& target) {
 void RemoveScratchSource(const path::Path& source) {
     RemoveEADir(source);
     RemoveFileDropCache(source.GetRealPath(""));
+}
+
+// An engine that is killed while it brings the product out of its jail leaves a part of it.
+void RemoveScratchTarget(const std::string& target) {
+    RemoveFileDropCache(target);
+    const size_t name = target.rfind('/') + 1;
+    const std::string part = target.substr(0, name) + '.' + target.substr(name) + ".part";
+    unlink(part.c_str());
 }
 
 // Of a job that is no longer in the running queue, nothing runs any more.

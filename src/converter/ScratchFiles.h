@@ -33,6 +33,9 @@ private:
 // Removes a scratch source and what is kept of it.
 void RemoveScratchSource(const path::Path& source);
 
+// Removes a product in the scratch directory, and what a killed engine may have left of it.
+void RemoveScratchTarget(const std::string& target);
+
 // Removes the scratch files in `directories` of processes that have died, unless a command may
 // still use them. Does it at some later call while another process is creating such files.
 void RemoveLeftScratchFiles(const std::vector<std::string>& directories);

@@ -45,11 +45,9 @@ void Keep(CacheManager& cache, const path::Path& product, const path::Path& sour
     }
 }
 
-}  // namespace
-
-int ToPDFCache(const path::Path& source) {
+int ConvertAndKeep(const path::Path& source, bool collects) {
     ConvertingManager converting(source.GetRealPath("") + ":origin");
-    CacheManager cache(true, kCacheSizeLimit);
+    CacheManager cache(collects, kCacheSizeLimit);
     if (!converting.Insert() && !converting.WaitUntilGone()) {
         return kResultSuccess;
     }
@@ -61,6 +59,16 @@ int ToPDFCache(const path::Path& source) {
         Keep(cache, product.output, source, pinned);
     }
     return result;
+}
+
+}  // namespace
+
+int ToPDFCache(const path::Path& source) {
+    return ConvertAndKeep(source, true);
+}
+
+int ToPDFCacheWithoutCollection(const path::Path& source) {
+    return ConvertAndKeep(source, false);
 }
 
 }  // namespace NAVO::VELLUMO::converter

@@ -9,6 +9,7 @@
 #include "converter/Pinned.h"
 #include "converter/ScratchFiles.h"
 #include "support/Descriptor.h"
+#include "support/FileCopy.h"
 #include "vellumo/Constants.h"
 #include "vellumo/Converter.h"
 #include "vellumo/utils.h"
@@ -75,7 +76,8 @@ bool PutInPlace(const path::Path& picture, const std::string& thumbnail) {
     if (!file) {
         return false;
     }
-    const bool moved = MoveFile(path, thumbnail);
+    // After a power cut, an empty file would count as the thumbnail.
+    const bool moved = vellumo::support::SyncContent(path) && MoveFile(path, thumbnail);
     posix_fadvise(file.Get(), 0, 0, POSIX_FADV_DONTNEED);
     return moved;
 }

@@ -66,8 +66,14 @@ bool BaseDB::Open() {
     if (path.starts_with('/')) {  // not so the names that SQLite gives a meaning, as :memory:
         vellumo::support::EnsurePrivateFile(path);  // its journal gets the same mode
     }
-    return sqlite3_open(path.c_str(), &db) == SQLITE_OK &&
-           sqlite3_busy_timeout(db, kBusyTimeoutMs) == SQLITE_OK;
+    if (sqlite3_open(path.c_str(), &db) != SQLITE_OK ||
+        sqlite3_busy_timeout(db, kBusyTimeoutMs) != SQLITE_OK) {
+        return false;
+    }
+    // With less, a power cut may bring back the journal of a transaction that was committed, and
+    // undo it. In a file that is no database this fails, as its first statement will.
+    Run(db, "PRAGMA synchronous = EXTRA");
+    return true;
 }
 
 // These change the database and not its handle, so the compiler would accept const; for callers the

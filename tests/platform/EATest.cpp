@@ -380,6 +380,18 @@ TEST_F(EADirectoryOnDevice, IsFoundWithoutItsFileWhenThatIsGoneMovedOrReplaced) 
     EXPECT_EQ(Found(), (std::map<std::string, bool>{{made, false}}));
 }
 
+TEST_F(EADirectoryOnDevice, MovesOnlyBetweenPathsOfFilesOnOneVolume) {
+    constexpr Failure kBadMove{NAVO_ERR_BAD_PARAMETERS, EINVAL, "eamove.cpp"};
+    for (const char* path : kBadPaths) {
+        ExpectFailure([&] { return NAVOEAMove(1, path, "/volume1/docs/b"); }, -1, kBadMove);
+        ExpectFailure([&] { return NAVOEAMove(1, "/volume1/docs/a", path); }, -1, kBadMove);
+    }
+    ExpectFailure([] { return NAVOEAMove(0, "/volume1/docs/a", "/volume1/docs/b"); }, -1, kBadMove);
+    ExpectSuccess([] { return NAVOEAMove(1, "/volume1/docs/a", "/volume1/docs/b"); }, 0);
+    ExpectSuccess([] { return NAVOEAMove(1, "/volume1/docs/a", "/volume2/a"); }, 0);
+    ExpectSuccess([] { return NAVOEAMove(1, "/volume1/docs/a", "/volume1/docs/a/b"); }, 0);
+}
+
 TEST_F(EADirectoryOnDevice, WalkEndsWhenTheVisitorSaysSo) {
     Keep(file);
     EXPECT_EQ(NAVOEAWalk([](const NAVOEAENTRY*, void*) { return 7; }, nullptr), 7);

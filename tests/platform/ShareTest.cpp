@@ -3,6 +3,9 @@
 #include <navo/share.h>
 #include <unistd.h>
 
+#include <string>
+#include <vector>
+
 #include "OnDevice.h"
 #include "Outcome.h"
 #include "TestDirectory.h"
@@ -75,6 +78,40 @@ TEST_F(ShareOnDevice, NeedsAConfigurationThatCanBeRead) {
     ExpectNone("docs", {NAVO_ERR_CONFIG, EINVAL, "share.cpp"});
     ASSERT_EQ(unlink(kSmbConf), 0);
     ExpectNone("docs", {NAVO_ERR_CONFIG, ENOENT, "share.cpp"});
+}
+
+std::vector<std::string> NamesOfShares() {
+    std::vector<std::string> names;
+    NAVOShareForEach(
+        [](const NAVOSHARE* share, void* context) {
+            static_cast<std::vector<std::string>*>(context)->push_back(std::string(share->szName) +
+                                                                       " " + share->szPath);
+        },
+        &names);
+    return names;
+}
+
+TEST_F(ShareOnDevice, AreListedByTheirNames) {
+    WriteFile(kSmbConf,
+              "[global]\n"
+              "[photos]\n  path = /volume2/photos/\n"
+              "[Docs]\n  path = /volume1/docs\n"
+              "[homes]\n  path = /volume1/homes/%S\n"
+              "[printers]\n  path = /var/spool\n"
+              "[half]\n  path = relative\n");
+    EXPECT_EQ(NamesOfShares(),
+              (std::vector<std::string>{"Docs /volume1/docs", "homes /volume1/homes",
+                                        "photos /volume2/photos"}));
+}
+
+TEST_F(ShareOnDevice, CannotBeListedWithoutAConfiguration) {
+    unlink(kSmbConf);
+    ExpectFailure([] { return NAVOShareForEach([](const NAVOSHARE*, void*) {}, nullptr); }, -1,
+                  {NAVO_ERR_CONFIG, ENOENT, "share.cpp"});
+}
+
+TEST(ShareTest, CannotBeListedForNobody) {
+    ExpectFailure([] { return NAVOShareForEach(nullptr, nullptr); }, -1, kBadParameters);
 }
 
 }  // namespace

@@ -4,6 +4,7 @@
 
 #include <chrono>
 #include <csignal>
+#include <filesystem>
 #include <random>
 #include <thread>
 
@@ -101,6 +102,20 @@ TEST_F(Death, NextConversionRemovesAllThatItLeft) {
     EXPECT_EQ(ReadFile(kDocument), "document");
 }
 
+TEST_F(Death, NextConversionRemovesThePartOfAProductThatAnEngineHasLeft) {
+    Worker first = AtWork("pdf");
+    Kill(first);
+    const std::vector<std::string> sources = Names(kSourceDir);
+    ASSERT_THAT(sources, SizeIs(1));
+    const std::string name = sources[0].substr(0, sources[0].rfind('.'));
+    WriteFile(std::string(kTargetDir) + '.' + name + ".pdf.part", "half a product");
+    LetOneToolEnd();
+    PlayTool({});
+    Worker next = PoolWorker({"pdf", kDocument});
+    EXPECT_EQ(next.Wait(), 0);
+    ExpectNothingLeft();
+}
+
 TEST_F(Death, MarkOfAnotherProgramIsRespected) {
     WriteState(R"({"navo1":{},"runningFiles":{"/volume1/docs/a.docx:origin":{}}})");
     Worker other = PoolWorker({"pdf", kDocument});
@@ -139,6 +154,64 @@ TEST_F(Death, SlotIsInUseWhileTheContainerRunsACommandWhoseClientIsDeadToo) {
     LetContainerRunACommand("navo1", false);
     EXPECT_EQ(other.Wait(), 0);
     EXPECT_THAT(DockerCalls(), SizeIs(2));
+}
+
+namespace {
+
+// An engine whose looks into containers tell nothing.
+class DeathAtASilentEngine : public Death {
+protected:
+    DeathAtASilentEngine() {
+        WriteState(R"({"navo1":{"using":0,"used":0}})");
+        const std::filesystem::path engine = "/device/bin/docker";
+        const std::string scripted = std::filesystem::read_symlink(engine);
+        std::filesystem::remove(engine);
+        WriteFile(engine,
+                  "#!/bin/sh\nif [ \"$3\" = sh ]; then\n"
+                  "echo look >> /device/docker-looks\nexit 1\nfi\nexec " +
+                      scripted + " \"$@\"\n");
+        std::filesystem::permissions(engine, std::filesystem::perms(0755));
+    }
+
+    // A slot whose process and tool have ended.
+    static void LeaveSlot() {
+        Worker first = AtWork("pdf");
+        Kill(first);
+        LetOneToolEnd();
+        PlayTool({});
+    }
+    // Makes the slot one that was claimed long before the server's start.
+    static void LetLongTimePass() {
+        for (const std::string& name : Names(kLeases)) {
+            if (name.starts_with("slot-")) {
+                const std::string path = std::string(kLeases) + '/' + name;
+                std::string text = ReadFile(path);
+                const size_t looked = text.rfind('\0', text.size() - 2);
+                const size_t claimed = text.rfind('\0', looked - 1) + 1;
+                WriteFile(path, text.replace(claimed, looked - claimed, "-1000"));
+            }
+        }
+    }
+};
+
+}  // namespace
+
+TEST_F(DeathAtASilentEngine, SlotIsInUseAsLongAsItsCommandMayRun) {
+    LeaveSlot();
+    Worker other = PoolWorker({"pdf", kOther});
+    EXPECT_TRUE(ComesTrue([] { return LooksIntoContainers() >= 2; }));
+    EXPECT_THAT(DockerCalls(), SizeIs(1));
+    EXPECT_EQ(State()["navo1"]["using"], 1);
+    other.Signal(SIGKILL);
+}
+
+TEST_F(DeathAtASilentEngine, SlotIsGivenBackWhenNoCommandCanRunAnyMore) {
+    LeaveSlot();
+    LetLongTimePass();
+    Worker other = PoolWorker({"pdf", kOther});
+    EXPECT_TRUE(ToolsAreCalled(2)) << StateText();
+    EXPECT_EQ(other.Wait(), 0);
+    EXPECT_EQ(State()["navo1"]["using"], 0);
 }
 
 TEST_F(Death, WaitingJobHoldsUpNobody) {

@@ -10,6 +10,8 @@
 //   pool_worker pdf DOCUMENT      converts it into the cache; says "waiting" when it waits for who
 //                                 does it already; exit status 0 when that returned 1000
 //   pool_worker thumbnail DOCUMENT  likewise, without waiting
+//   pool_worker bulk DOCUMENT     like pdf, without the automatic collection
+//   pool_worker collect LIMIT     removes the oldest PDFs, as programs do that store without it
 //   pool_worker booted DOCUMENT   like pdf, on a server that has just started
 //   pool_worker store NAME SECONDS  stores a stream of each of the new documents NAME0, NAME1, …
 //                                 with the collection on; says "waiting" when it waits for the
@@ -36,6 +38,7 @@
 #include <string>
 
 #include "Announcement.h"
+#include "loader/cache/Collection.h"
 #include "vellumo/BaseDB.h"
 #include "vellumo/CacheManager.h"
 #include "vellumo/ConfigManager.h"
@@ -264,6 +267,13 @@ int main(int argc, char** argv) {
     booted = command == "booted";
     if (command == "pdf" || booted) {
         return Make(name, converter::ToPDFCache);
+    }
+    if (command == "bulk") {
+        return Make(name, converter::ToPDFCacheWithoutCollection);
+    }
+    if (command == "collect") {
+        vellumo::loader::CollectDownTo(std::atoi(name.c_str()), "cannot collect");
+        return 0;
     }
     if (command == "thumbnail") {
         return Make(name, converter::ToThumbnail);

@@ -27,6 +27,7 @@ private:
 // One visitor's session with a sharing link.
 class NAVO_API Session {
 public:
+    // The id of a visitor without an account.
     static constexpr int kNoUser = -1;
 
     // The visitor's user id, kNoUser for a visitor without an account. An id of 2^31 or more is the

@@ -10,7 +10,7 @@
 // to it, one file per stream. They lie in a tree that only root can enter: those of files on a
 // volume in /volumeN/@navoea, those of all other files in /var/lib/navo/@navoea. A directory
 // belongs to the file, not to its name: another file of the same name has another directory. A
-// copied or moved file does not take its directory with it.
+// copied file does not take its directory with it, nor does a moved one before NAVOEAMove().
 //
 // These operations refuse a file's path (NAVO_ERR_BAD_PARAMETERS, EINVAL) that is null, empty or
 // relative, ends in a slash or in "/." or has a component "..". A result that does not fit into its
@@ -51,6 +51,16 @@ NAVO_API int NAVOEAMKDir(int flags, const char* directory);
 // tree that are empty then. `flags` must be 1. Returns 0, also when there is no such directory, or
 // -1 as NAVOEAMKDir does.
 NAVO_API int NAVOEARMDir(int flags, const char* directory);
+
+// Lets extended-attribute directories follow a rename: of the file or folder `from`, which has the
+// path `to` now, and of all files in that folder and below it. A directory stays with its file,
+// whatever has the path `from` by now, and the directories of files that `to` has replaced are
+// removed. Does nothing for paths on different volumes, and when `to` does not exist but `from`
+// does: it was renamed back. Needs root. A process that is killed meanwhile leaves some directories
+// at their old place; a repetition moves those too. Renames with `from` and `to` on the same paths
+// must not run at once. `flags` must be 1. Returns 0, or -1 with errno and the last error
+// NAVO_ERR_BAD_PARAMETERS, NAVO_ERR_NO_PERMISSION or NAVO_ERR_IO.
+NAVO_API int NAVOEAMove(int flags, const char* from, const char* to);
 
 // An extended-attribute directory that exists. The texts are valid during the visit.
 struct NAVOEAENTRY {

@@ -13,19 +13,19 @@
 
 // What went wrong. The values never change: messages print them as 0x%04X.
 enum NAVOError : int {
-    NAVO_ERR_NONE = 0x0000,
-    NAVO_ERR_BAD_PARAMETERS = 0x0D00,
-    NAVO_ERR_OPEN_FAILED = 0x0900,
-    NAVO_ERR_NO_PERMISSION = 0x0A00,
-    NAVO_ERR_LOCK_TIMEOUT = 0x2100,
-    NAVO_ERR_LOCK_FAILED = 0x2200,
-    NAVO_ERR_NO_SUCH_SHARE = 0x1400,
-    NAVO_ERR_NO_SUCH_USER = 0x1D00,
-    NAVO_ERR_NO_SUCH_GROUP = 0x1E00,
-    NAVO_ERR_CONFIG = 0x0500,
-    NAVO_ERR_IO = 0x0300,
-    NAVO_ERR_EXEC_FAILED = 0x0600,
-    NAVO_ERR_NAME_TOO_LONG = 0x0E00
+    NAVO_ERR_NONE = 0x0000,            // nothing has failed yet
+    NAVO_ERR_BAD_PARAMETERS = 0x0D00,  // an argument that the operation refuses
+    NAVO_ERR_OPEN_FAILED = 0x0900,     // a file cannot be opened or created
+    NAVO_ERR_NO_PERMISSION = 0x0A00,   // the kernel or the operation forbids it
+    NAVO_ERR_LOCK_TIMEOUT = 0x2100,    // a lock is not free within the time limit
+    NAVO_ERR_LOCK_FAILED = 0x2200,     // a lock cannot be taken or released
+    NAVO_ERR_NO_SUCH_SHARE = 0x1400,   // the configuration has no such share
+    NAVO_ERR_NO_SUCH_USER = 0x1D00,    // the name service has no such account
+    NAVO_ERR_NO_SUCH_GROUP = 0x1E00,   // the name service has no such group
+    NAVO_ERR_CONFIG = 0x0500,          // a configuration file cannot be read or understood
+    NAVO_ERR_IO = 0x0300,              // another failure with a file
+    NAVO_ERR_EXEC_FAILED = 0x0600,     // a program cannot be started or waited for
+    NAVO_ERR_NAME_TOO_LONG = 0x0E00    // a name does not fit into its buffer
 };
 
 // Returns the code of this thread's last error; NAVO_ERR_NONE when there was none.

@@ -57,7 +57,7 @@ NAVO_API int NAVOFSMkdirP(const char* path, const char* reserved, BOOL parents, 
 struct NAVOFILECOPYOPTIONS {
     int32_t replace;  // 1: replace an existing destination; 0: an existing destination is an error
     int32_t move;     // 1: move the source; 0: copy it
-    unsigned char reserved[72];
+    unsigned char reserved[72];  // zero
 };
 static_assert(sizeof(NAVOFILECOPYOPTIONS) == 80, "the record's size is part of the interface");
 

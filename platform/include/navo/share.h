@@ -7,15 +7,20 @@
 #include "base.h"
 
 // The server's shares, as its file service's configuration /etc/samba/smb.conf defines them.
+//
+// Several threads and processes may call these operations at once. Those that are about users block
+// until the name service has answered; the others only read the configuration.
 
 // Bits of NAVOSHARE::status.
 inline constexpr unsigned NAVO_SHARE_SCALE_VOLUME = 0x8000;  // lies on a scale-out volume
 
+// A share, as NAVOShareGet and NAVOShareForEach tell of it.
 struct NAVOSHARE {
     char* szName;     // as written in the configuration
     char* szPath;     // absolute directory on the volume, without a trailing slash
     unsigned status;  // NAVO_SHARE_… bits
 };
+// A record of NAVOShareGet.
 using PNAVOSHARE = NAVOSHARE*;
 
 // Looks up the share called `name`; the case of letters does not matter.
@@ -40,6 +45,13 @@ NAVO_API int NAVOShareGet(const char* name, PNAVOSHARE* share);
 // Frees a record of NAVOShareGet; null is allowed.
 NAVO_API void NAVOShareFree(PNAVOSHARE share);
 
+// Calls `visit` with `context` for each share, in the order of the names of their sections. The
+// record belongs to this function and is valid during the call.
+//
+// On success returns 0. Else returns -1 and sets errno and the last error to NAVO_ERR_CONFIG (the
+// configuration cannot be read) or NAVO_ERR_BAD_PARAMETERS (null `visit`).
+NAVO_API int NAVOShareForEach(void (*visit)(const NAVOSHARE* share, void* context), void* context);
+
 // A file of a share, as somebody asks for it.
 struct NAVOSHAREFILE {
     const char* szShare;  // the share's name, or the alias of each user's own home, "home"
@@ -51,11 +63,13 @@ struct NAVOSHAREFILE {
 inline constexpr unsigned NAVO_SHARE_INSIDE_LINKS = 0x1;  // links may lead to files below the root
 inline constexpr unsigned NAVO_SHARE_WIDE_LINKS = 0x2;    // and to any other file
 
+// Where a file of a share must lie.
 struct NAVOSHAREROOT {
     char* szRoot;    // the directory that the path may not leave: the share's, or one home
     char* szPath;    // the file below it, without a slash at the beginning; "" for the root itself
     unsigned links;  // NAVO_SHARE_…_LINKS bits: which symbolic links on the way are followed
 };
+// A record of NAVOShareRootGet.
 using PNAVOSHAREROOT = NAVOSHAREROOT*;
 
 // Looks up where a file of a share must lie. Accesses no file of the share: nothing is known about

@@ -8,7 +8,8 @@
 #include "base.h"
 
 // The server's accounts and groups, as its name service knows them (local files, a directory, a
-// domain: nsswitch.conf says which). Several threads may call these operations at once.
+// domain: nsswitch.conf says which). Several threads and processes may call these operations at
+// once. Each blocks until the name service has answered; none keeps its answer for the next call.
 //
 // The name of a domain's account is DOMAIN, backslash, user; DOMAIN is the short name, such as
 // CORP, or the fully qualified one, such as CORP.EXAMPLE.COM. `workgroup` and `realm` in the
@@ -17,18 +18,22 @@
 // Null pointers, empty names and buffers of size 0 are NAVO_ERR_BAD_PARAMETERS (EINVAL). Outputs
 // are set on success only.
 
+// An account. The texts belong to the record.
 struct NAVOUSER {
     char* szName;     // the account's name, as the name service spells it
     uint32_t uid;     // its id
     uint32_t gid;     // its primary group's id
     char* szHomeDir;  // its home directory
 };
+// A record of NAVOUserGet or NAVOUserGetByUID.
 using PNAVOUSER = NAVOUSER*;
 
+// A group. The text belongs to the record.
 struct NAVOGROUP {
-    char* szName;
-    uint32_t gid;
+    char* szName;  // the group's name, as the name service spells it
+    uint32_t gid;  // its id
 };
+// A record of NAVOGroupGetByGID.
 using PNAVOGROUP = NAVOGROUP*;
 
 // Looks up the account `name`, or the one whose id is `uid`.
@@ -78,16 +83,18 @@ NAVO_API int NLIBUserRealNameGet(const char* name, char* buffer, size_t size);
 // NAVO_ERR_NAME_TOO_LONG, or with NAVO_ERR_BAD_PARAMETERS for a domain that begins with a dot.
 NAVO_API int NAVOWinsUserNameFqdn2Netbios(const char* name, char* buffer, size_t size);
 
+// A pair of texts, which belong to their table.
 struct NLIBCSZHASHITEM {
-    char* szKey;
-    char* szValue;
+    char* szKey;    // null where the operation that made the table says so
+    char* szValue;  // never null
 };
 
 // A table of pairs of texts.
 struct NLIBCSZHASH {
-    int32_t count;
+    int32_t count;           // how many pairs there are
     NLIBCSZHASHITEM* items;  // `count` of them
 };
+// A table of NLIBGroupInfoHashGet.
 using PNLIBCSZHASH = NLIBCSZHASH*;
 
 // Returns the groups of the account `user`, its primary group first. The key is the group's name,

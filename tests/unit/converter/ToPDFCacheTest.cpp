@@ -150,6 +150,64 @@ TEST_F(CachedPdf, MarksOfAWrongKindAreReplaced) {
     ExpectNothingLeft();
 }
 
+// The same service, which leaves other documents' PDFs alone.
+class PdfStoredWithoutCollection : public CachedPdf {
+protected:
+    static int ConvertWithout(const std::string& document = kDocument) {
+        path::Path source;
+        source.SetData("realPath", document, true);
+        return converter::ToPDFCacheWithoutCollection(source);
+    }
+    // An entry of more than the limit, used before every other.
+    static void AddLargeEntry() {
+        CacheManager(false, 0).InsertDB("/volume1/docs/large.docx", 1, SZK_THUMB_PDF_TYPE,
+                                        2147483648);
+        Change("UPDATE cache SET access = 1");
+    }
+    static std::vector<std::string> Targets() {
+        return Column("SELECT target FROM cache ORDER BY target", "target");
+    }
+};
+
+TEST_F(PdfStoredWithoutCollection, IsKeptAsByTheOtherService) {
+    EXPECT_EQ(ConvertWithout(), 1000);
+    EXPECT_EQ(ReadFile(Cached()), std::string(100, 'p'));
+    EXPECT_THAT(Targets(), ElementsAre(kDocument));
+    EXPECT_THAT(SyslogSink::Get().Texts(), IsEmpty());
+    ExpectNothingLeft();
+}
+
+TEST_F(PdfStoredWithoutCollection, RemovesNothingAboveTheLimit) {
+    WriteFile("/volume1/docs/large.docx", "document");
+    AddLargeEntry();
+    EXPECT_EQ(ConvertWithout(), 1000);
+    EXPECT_THAT(Targets(), ElementsAre(kDocument, "/volume1/docs/large.docx"));
+    EXPECT_EQ(Convert(), 1000);
+    EXPECT_THAT(Targets(), ElementsAre(kDocument)) << "the other service collects";
+}
+
+TEST_F(PdfStoredWithoutCollection, SharesTheMarkWithTheOtherService) {
+    const std::string without = StateText();
+    WriteState(R"({"navo1":{},"runningFiles":{"/volume1/docs/a.docx:origin":{}}})");
+    PlatformDouble::Get().SetAnswer([&](const PlatformCall& call) -> std::optional<int> {
+        if (call.operation != "usleep") {
+            return std::nullopt;
+        }
+        WriteState(without);
+        return 0;
+    });
+    EXPECT_EQ(ConvertWithout(), 1000);
+    EXPECT_THAT(DockerCalls(), IsEmpty());
+}
+
+TEST_F(PdfStoredWithoutCollection, FailsWithTheSameCodes) {
+    PlayTool({.exitStatus = 124});
+    EXPECT_EQ(ConvertWithout(), 1001);
+    WriteFile("/volume1/docs/a.zip", "zip");
+    EXPECT_EQ(ConvertWithout("/volume1/docs/a.zip"), 1003);
+    ExpectNothingLeft();
+}
+
 // Somebody exchanges the document for another file and back, in the moment of that platform call.
 class ExchangedDocument : public CachedPdf {
 protected:
@@ -234,7 +292,8 @@ TEST_F(ExchangedDocument, ForTheFileThatIsMeantIsNotConverted) {
 
 TEST_F(ExchangedDocument, GivesItsThumbnailToNobodyElse) {
     PlatformDouble::Get().SetAnswer([](const PlatformCall& call) -> std::optional<int> {
-        if (call.operation == "NLIBCFileTouch") {
+        // The mark of an attempt; the state file is touched too.
+        if (call.operation == "NLIBCFileTouch" && call.arguments[0].ends_with(".err.0063")) {
             Exchange();
         }
         return std::nullopt;

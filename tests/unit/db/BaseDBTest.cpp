@@ -80,6 +80,14 @@ TEST_F(Database, CannotBeOpenedInAMissingDirectory) {
     EXPECT_FALSE(_db.ExecTransaction("CREATE TABLE t (a TEXT)"));
 }
 
+TEST_F(Database, SyncsItsDirectoryAfterACommitToo) {
+    constexpr const char* kExtra = "3";
+    OpenWithTable();
+    std::vector<Row> rows;
+    EXPECT_TRUE(_db.QueryResult("PRAGMA synchronous", rows));
+    EXPECT_EQ(rows, (std::vector<Row>{{{"synchronous", kExtra}}}));
+}
+
 TEST_F(Database, NullIsTheTextNull) {
     OpenWithTable();
     std::vector<Row> rows;

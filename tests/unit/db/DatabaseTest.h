@@ -25,7 +25,7 @@ protected:
     void Change(const std::string& changes) const;
 
     // The statements that SQLite has begun to carry out since the last call, on connections that
-    // were opened since then and are open still.
+    // were opened since then and are open still; without the one that sets up each connection.
     static void BeginTrace();
     static std::vector<std::string> Trace();
 

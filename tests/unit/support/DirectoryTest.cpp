@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "support/Directory.h"
 
+#include <dirent.h>
 #include <fcntl.h>
 #include <gmock/gmock.h>
 #include <sys/resource.h>
@@ -10,6 +11,7 @@
 #include <filesystem>
 #include <fstream>
 #include <future>
+#include <map>
 #include <string>
 
 namespace vellumo::support {
@@ -17,6 +19,7 @@ namespace {
 
 namespace fs = std::filesystem;
 using testing::IsEmpty;
+using testing::Pair;
 using testing::UnorderedElementsAre;
 
 class Directory : public testing::Test {
@@ -74,6 +77,18 @@ TEST_F(Directory, ListsItsNamesAgainAndAgain) {
     const Descriptor directory = Open();
     EXPECT_THAT(NamesIn(directory), UnorderedElementsAre("a", "b"));
     EXPECT_THAT(NamesIn(directory), UnorderedElementsAre("a", "b"));
+}
+
+TEST_F(Directory, ListsTheTypesOfItsNames) {
+    Write("a");
+    fs::create_directory(Place() / "b");
+    fs::create_symlink("a", Place() / "c");
+    std::map<std::string, unsigned> types;
+    for (const TypedName& each : TypedNamesIn(Open())) {
+        types[each.name] = each.type;
+    }
+    EXPECT_THAT(types,
+                UnorderedElementsAre(Pair("a", DT_REG), Pair("b", DT_DIR), Pair("c", DT_LNK)));
 }
 
 TEST_F(Directory, TellsAnEmptyOneFromOneThatCannotBeListed) {
