@@ -54,6 +54,14 @@ constexpr ReasonEntry kReasons[] = {
     {Reason::kNowhereToKeep, "nowhere-to-keep"},
     {Reason::kIndexUnopenable, "index-unopenable"},
     {Reason::kIndexUnreadable, "index-unreadable"},
+    {Reason::kSettingsUnreadable, "settings-unreadable"},
+    {Reason::kSettingsUnsafe, "settings-unsafe"},
+    {Reason::kSettingsDamaged, "settings-damaged"},
+    {Reason::kSettingsUnwritable, "settings-unwritable"},
+    {Reason::kUnknownSetting, "unknown-setting"},
+    {Reason::kBadSetting, "bad-setting"},
+    {Reason::kFailuresUnusable, "failures-unusable"},
+    {Reason::kQueueUnreadable, "queue-unreadable"},
 };
 
 }  // namespace

@@ -71,6 +71,18 @@ enum class Reason {
     kNowhereToKeep,    // the directory for the products cannot be created
     kIndexUnopenable,  // the index of the cache cannot be opened
     kIndexUnreadable,  // the index of the cache cannot be read
+
+    // The settings.
+    kSettingsUnreadable,  // the file cannot be read
+    kSettingsUnsafe,      // others than root own it or may write to it
+    kSettingsDamaged,     // it is not a JSON object
+    kSettingsUnwritable,  // it cannot be replaced
+    kUnknownSetting,      // there is no setting of that name
+    kBadSetting,          // its value is of another kind
+
+    // Other databases.
+    kFailuresUnusable,  // the memory of failures cannot be opened, read or written
+    kQueueUnreadable,   // the queue of tasks cannot be read
 };
 
 struct ReasonEntry {

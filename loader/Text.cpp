@@ -1,6 +1,9 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "loader/Text.h"
 
+#include <array>
+#include <ctime>
+
 namespace vellumo::loader {
 
 std::string Count(size_t number, const std::string& noun) {
@@ -18,6 +21,15 @@ std::string ShellWord(const std::string& path) {
         word += c == '\'' ? std::string("'\\''") : std::string(1, c);
     }
     return word + "'";
+}
+
+std::string Date(int64_t seconds) {
+    const auto time = static_cast<std::time_t>(seconds);
+    std::tm parts{};
+    std::array<char, sizeof("2026-01-01T00:00:00Z")> text{};
+    const bool known = gmtime_r(&time, &parts) != nullptr &&
+                       std::strftime(text.data(), text.size(), "%FT%TZ", &parts) != 0;
+    return known ? text.data() : std::to_string(seconds);
 }
 
 }  // namespace vellumo::loader

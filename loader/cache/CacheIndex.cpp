@@ -31,6 +31,14 @@ std::string Condition(const std::string& realPath) {
     return " WHERE target = " + path + " OR substr(target, 1, length(" + below + ")) = " + below;
 }
 
+std::string StatementToForget(const IndexedStream& stream) {
+    const std::string target = core::BaseDB::EscapeString(stream.target, true);
+    const std::string name = core::BaseDB::EscapeString(stream.stream, true);
+    return "DELETE FROM cache WHERE target = " + target + " AND stream = " + name +
+           ";DELETE FROM cache_target WHERE path = " + target +
+           " AND NOT EXISTS(SELECT * FROM cache WHERE target = " + target + ");";
+}
+
 }  // namespace
 
 CacheIndex::CacheIndex(std::string what)
@@ -62,13 +70,29 @@ CacheTotals CacheIndex::Totals() {
     return totals;
 }
 
+CacheIndex::Oldest CacheIndex::OldestStreams(size_t most) {
+    Oldest oldest;
+    for (core::Row& row :
+         Query("SELECT target, stream, size, access, (SELECT SUM(size) FROM cache) "
+               "AS total FROM cache ORDER BY access LIMIT " +
+               std::to_string(most))) {
+        oldest.allBytes = Number(row["total"], 0);
+        oldest.streams.push_back(
+            {row["target"], row["stream"], Number(row["size"], 0), Number(row["access"], 0), -1});
+    }
+    return oldest;
+}
+
 bool CacheIndex::Forget(const IndexedStream& stream) {
-    const std::string target = core::BaseDB::EscapeString(stream.target, true);
-    const std::string name = core::BaseDB::EscapeString(stream.stream, true);
-    return _db.ExecTransaction(
-        "DELETE FROM cache WHERE target = " + target + " AND stream = " + name +
-        ";DELETE FROM cache_target WHERE path = " + target +
-        " AND NOT EXISTS(SELECT * FROM cache WHERE target = " + target + ")");
+    return Forget(std::vector{stream});
+}
+
+bool CacheIndex::Forget(const std::vector<IndexedStream>& streams) {
+    std::string sql;
+    for (const IndexedStream& stream : streams) {
+        sql += StatementToForget(stream);
+    }
+    return _db.ExecTransaction(sql);
 }
 
 void CacheIndex::Compact() {

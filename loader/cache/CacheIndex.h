@@ -40,9 +40,20 @@ public:
 
     CacheTotals Totals();
 
+    // The `most` products whose last access is the longest ago, oldest first, and the sum of the
+    // sizes of all products, both of the same moment. Their `modified` is not read.
+    struct Oldest {
+        int64_t allBytes = 0;
+        std::vector<IndexedStream> streams;
+    };
+    Oldest OldestStreams(size_t most);
+
     // Removes the entry, and that of its document if it was the document's last. Returns false,
     // with a message in the system log, on failure.
     bool Forget(const IndexedStream& stream);
+
+    // The same for all of them, in one transaction.
+    bool Forget(const std::vector<IndexedStream>& streams);
 
     // Returns unused space in the index's file to the file system.
     void Compact();

@@ -59,6 +59,10 @@ bool KeptProducts::ThumbnailHasFailed() const {
     return !IsOutOfDate(MarkPath());
 }
 
+bool KeptProducts::HasAny() const {
+    return Exists(PathOf(core::SZK_THUMB_PDF_TYPE)) || Exists(PathOf(core::SZK_THUMB_TYPE));
+}
+
 void KeptProducts::RemoveStale(core::CacheManager& cache) const {
     if (cache.IsTargetModified(Target())) {
         RemoveAll(cache);

@@ -34,6 +34,9 @@ public:
     // Whether a thumbnail has failed since the document last changed.
     bool ThumbnailHasFailed() const;
 
+    // Whether the PDF or the thumbnail exists, fresh or not.
+    bool HasAny() const;
+
     // Removes the products of an older version of the document.
     void RemoveStale(NAVO::VELLUMO::CacheManager& cache) const;
 

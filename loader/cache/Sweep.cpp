@@ -7,7 +7,6 @@
 #include <unistd.h>
 
 #include <algorithm>
-#include <cctype>
 #include <cerrno>
 #include <cstring>
 #include <ctime>
@@ -16,6 +15,7 @@
 
 #include "loader/cache/CacheIndex.h"
 #include "loader/cache/OldFolders.h"
+#include "loader/cache/Volumes.h"
 #include "loader/documents/Document.h"
 #include "loader/pool/PoolState.h"
 #include "support/Directory.h"
@@ -40,7 +40,8 @@ struct KindName {
 constexpr KindName kNames[] = {{Leftover::Kind::kProducts, "products"},
                                {Leftover::Kind::kIndexEntry, "index-entry"},
                                {Leftover::Kind::kScratch, "scratch"},
-                               {Leftover::Kind::kOldFolder, "old-folder"}};
+                               {Leftover::Kind::kOldFolder, "old-folder"},
+                               {Leftover::Kind::kFailure, "failure"}};
 
 class Sweeper {
 public:
@@ -49,6 +50,9 @@ public:
     // Reports the leftover, and removes it first with `remove`, which returns false, with errno, on
     // failure. Returns false when the sweep must end.
     bool Take(const Leftover& leftover, const std::function<bool()>& remove) const {
+        if (_watch.Spares(leftover)) {
+            return !_watch.WantsEnd();
+        }
         const bool done = _isDryRun || remove();
         _watch.Finds(leftover, done ? "" : std::strerror(errno));
         return !_watch.WantsEnd();
@@ -146,11 +150,6 @@ void SweepScratchFolders(const Sweeper& sweeper, int64_t age) {
     }
 }
 
-bool IsVolume(const std::string& name) {
-    return name.starts_with("volume") && name.size() > 6 &&
-           std::all_of(name.begin() + 6, name.end(), [](unsigned char c) { return isdigit(c); });
-}
-
 void SweepVolume(const Sweeper& sweeper, const std::string& volume) {
     sweeper.Watch().Enters(volume);
     FindOldFolders(
@@ -182,9 +181,9 @@ void Sweep(bool isDryRun, int64_t scratchAge, SweepWatch& watch) {
     if (!watch.WantsEnd()) {
         SweepScratchFolders(sweeper, scratchAge);
     }
-    for (const std::string& name : NamesIn(OpenDirectory("/"))) {
-        if (IsVolume(name) && !watch.WantsEnd()) {
-            SweepVolume(sweeper, '/' + name);
+    for (const std::string& volume : Volumes()) {
+        if (!watch.WantsEnd()) {
+            SweepVolume(sweeper, volume);
         }
     }
 }

@@ -13,15 +13,16 @@ struct Leftover {
         kProducts,    // the products of a document that is gone, or that was replaced
         kIndexEntry,  // an entry of the cache's index whose product is gone
         kScratch,     // a scratch file whose conversion has ended
-        kOldFolder    // a folder .navoea of an earlier version, beside the documents
+        kOldFolder,   // a folder .navoea of an earlier version, beside the documents
+        kFailure      // the failure of a document that is gone or has changed; see SweepFailures
     };
 
     Kind kind;
-    std::string path;  // of the directory or file; of the document for an index entry
+    std::string path;  // of the directory or file; of the document for an index entry and a failure
     int64_t bytes = 0;
 };
 
-// The name of a kind: "products", "index-entry", "scratch", "old-folder".
+// The name of a kind: "products", "index-entry", "scratch", "old-folder", "failure".
 const char* NameOf(Leftover::Kind kind);
 
 // Follows a sweep.
@@ -33,6 +34,8 @@ public:
     // Is called once for each leftover. `problem`: why it cannot be removed; empty when it is
     // removed, or when nothing is to be removed.
     virtual void Finds(const Leftover& leftover, const std::string& problem) = 0;
+    // True to leave it where it is, and not to tell of it.
+    virtual bool Spares(const Leftover& /*leftover*/) { return false; }
     // True to end the sweep before the next step.
     virtual bool WantsEnd() = 0;
 };

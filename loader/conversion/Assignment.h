@@ -13,7 +13,7 @@ namespace vellumo::loader {
 struct Assignment {
     enum class Service {
         kPdf,        // a PDF in the scratch directory
-        kCachedPdf,  // a PDF kept for the document
+        kCachedPdf,  // a PDF kept for the document; the program collects (BulkCollection)
         kThumbnail   // a thumbnail kept for the document
     };
     Service service;

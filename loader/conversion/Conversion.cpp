@@ -4,8 +4,11 @@
 #include <poll.h>
 #include <unistd.h>
 
+#include <ctime>
+
 #include "loader/cache/KeptProducts.h"
 #include "loader/conversion/Endings.h"
+#include "loader/failures/FailureMemory.h"
 
 namespace vellumo::loader {
 
@@ -30,13 +33,42 @@ void Conversion::Start(Listener& listener) {
     if (_assignment.Stream() != nullptr) {
         MakeReadyToKeep();
     }
+    _identity = IdentityOf(_document.realPath);
     _worker.emplace(_document, _assignment);
     _watch.emplace(*_worker, _assignment.Priority(), listener);
 }
 
 std::optional<std::string> Conversion::Look() {
     const std::optional<Ending> ending = _watch->Look();
-    return ending ? std::optional(OutcomeOf(*ending)) : std::nullopt;
+    if (!ending) {
+        return std::nullopt;
+    }
+    try {
+        std::string product = OutcomeOf(*ending);
+        Forget();
+        return product;
+    } catch (const Failure& failure) {
+        Remember(failure.Details());
+        throw;
+    }
+}
+
+void Conversion::Remember(const Problem& problem) const {
+    if (_identity) {
+        FailureMemory().NoteFailure(_document, *_identity, ProductOf(_assignment), problem,
+                                    std::time(nullptr));
+    }
+}
+
+void Conversion::Forget() const {
+    if (_identity) {
+        FailureMemory().NoteSuccess(_document, *_identity, ProductOf(_assignment));
+    }
+}
+
+// A thumbnail takes two tools, one after the other.
+bool Conversion::HasLeftPool() {
+    return _assignment.service != Assignment::Service::kThumbnail && _watch->HasSeenToolEnd();
 }
 
 std::string Conversion::OutcomeOf(const Ending& ending) {
@@ -55,9 +87,15 @@ std::string Conversion::OutcomeOf(const Ending& ending) {
     throw Failure(ExplainStop(What(), ending.kind));
 }
 
-// Closes the index again before the worker starts: SQLite connections must not cross a fork.
+// Closes the index again before the worker starts: SQLite connections must not cross a fork. Of
+// most documents nothing is kept yet; opening the index for them would hold up all other
+// conversions. But the index may know an older version whose products went with its file, and a
+// thumbnail would not count as fresh. What stores a PDF sees to that.
 void Conversion::MakeReadyToKeep() const {
-    KeptProducts(_document).RemoveStale(*OpenCache(What()));
+    const KeptProducts products(_document);
+    if (products.HasAny() || _assignment.service == Assignment::Service::kThumbnail) {
+        products.RemoveStale(*OpenCache(What()));
+    }
     std::string path;
     if (!core::CacheManager::GetEAPath(_document.realPath, _assignment.Stream(), path)) {
         throw Failure(
@@ -92,9 +130,21 @@ std::string Conversion::Product(const WorkerReport& report) const {
     return kept;
 }
 
+const char* ProductOf(const Assignment& assignment) {
+    switch (assignment.service) {
+        case Assignment::Service::kCachedPdf:
+            return kPdfProduct;
+        case Assignment::Service::kThumbnail:
+            return kThumbnailProduct;
+        case Assignment::Service::kPdf:
+            break;
+    }
+    return nullptr;
+}
+
 bool WaitForNews(const std::vector<const Conversion*>& running, StopRequests& stops,
-                 std::chrono::milliseconds limit) {
-    std::vector<pollfd> sources{{stops.WaitOn(), POLLIN, 0}};
+                 std::chrono::milliseconds limit, int also) {
+    std::vector<pollfd> sources{{stops.WaitOn(), POLLIN, 0}, {also, POLLIN, 0}};
     for (const Conversion* conversion : running) {
         sources.push_back({conversion->WaitOn(), POLLIN, 0});
     }

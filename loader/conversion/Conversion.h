@@ -7,15 +7,17 @@
 #include <string>
 #include <vector>
 
+#include "loader/Problem.h"
 #include "loader/conversion/Assignment.h"
 #include "loader/conversion/Watch.h"
 #include "loader/conversion/Worker.h"
+#include "loader/failures/DocumentIdentity.h"
 
 namespace vellumo::loader {
 
 // One conversion of a document in a worker process, from its preparation to its product or the
 // reason why there is none. It always converts: ask KeptProducts first whether a fresh product is
-// kept already.
+// kept already. Remembers a failure, and forgets it after a success (see FailureMemory).
 //
 // Use one object per conversion; a process may run several conversions, also at once. The process
 // must be able to become root and must not have other threads, since it forks.
@@ -41,8 +43,15 @@ public:
     // when it has ended without a product.
     std::optional<std::string> Look();
 
+    // Whether it needs a container no more: its only tool has ended, and what is left is to store
+    // the product. May stay false until the end.
+    bool HasLeftPool();
+
     // Passes on a request to stop. Look() tells when the conversion has stopped.
     void Stop() { _watch->Stop(); }
+
+    // The worker process, while the conversion goes on.
+    pid_t Process() const { return _worker->Process(); }
 
     // A file descriptor that becomes readable when the conversion has ended.
     int WaitOn() const { return _worker->Connection(); }
@@ -52,18 +61,25 @@ private:
     void MakeReadyToKeep() const;
     void RemoveFailureMark() const;
     std::string OutcomeOf(const Ending& ending);
+    void Remember(const Problem& problem) const;
+    void Forget() const;
     std::string Product(const WorkerReport& report) const;
 
     const Document& _document;
     Assignment _assignment;
+    std::optional<DocumentIdentity> _identity;  // when the conversion began
     std::optional<Worker> _worker;
     std::optional<Watch> _watch;
 };
 
-// Waits until one of the `running` conversions may have ended or a stop is requested, for at most
-// `limit`. Returns whether a stop is requested.
+// How the product of `assignment` is called in the memory of failures; null for one that is not
+// kept.
+const char* ProductOf(const Assignment& assignment);
+
+// Waits until one of the `running` conversions may have ended, a stop is requested or the
+// descriptor `also` is readable, for at most `limit`. Returns whether a stop is requested.
 bool WaitForNews(const std::vector<const Conversion*>& running, StopRequests& stops,
-                 std::chrono::milliseconds limit = Watch::kLookAfter);
+                 std::chrono::milliseconds limit = Watch::kLookAfter, int also = -1);
 
 }  // namespace vellumo::loader
 

@@ -79,9 +79,4 @@ Problem ExplainNothingKept(const std::string& what) {
             "Try again in a moment. If it fails again, the system log has the reason."};
 }
 
-Problem ExplainEarlierFailure(const std::string& what) {
-    return {Reason::kFailedBefore, what,
-            "an earlier attempt failed, and the document has not changed since", ""};
-}
-
 }  // namespace vellumo::loader

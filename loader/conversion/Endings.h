@@ -27,9 +27,6 @@ Problem ExplainStop(const std::string& what, Ending::Kind kind);
 // The service succeeded, but no product is kept for the document.
 Problem ExplainNothingKept(const std::string& what);
 
-// The thumbnail failed before, and the document has not changed since.
-Problem ExplainEarlierFailure(const std::string& what);
-
 }  // namespace vellumo::loader
 
 #endif

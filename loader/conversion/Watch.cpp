@@ -35,7 +35,6 @@ public:
         _listener.Report(phase, phase == Phase::kWaiting ? Obstacle() : "");
     }
 
-private:
     Phase PhaseNow() {
         const Activity activity = ActivityOf(_worker).activity;
         if (activity == Activity::kTool) {
@@ -48,6 +47,7 @@ private:
         return activity == Activity::kFiles ? Phase::kPreparing : Phase::kWaiting;
     }
 
+private:
     const std::string& Obstacle() {
         const auto now = Clock::now();
         if (_listener.WantsObstacles() && now - _obstacleRead >= kPoolRefresh) {
@@ -112,6 +112,10 @@ std::optional<Ending> Watch::Look() {
     }
     Report();
     return std::nullopt;
+}
+
+bool Watch::HasSeenToolEnd() {
+    return _phases->PhaseNow() == Phase::kFinishing;
 }
 
 void Watch::Stop() {

@@ -85,6 +85,9 @@ public:
     // How the conversion ended; null while it goes on. Calls the listener meanwhile.
     std::optional<Ending> Look();
 
+    // Whether the worker's tool was seen running and has ended.
+    bool HasSeenToolEnd();
+
     // Requests the conversion to stop; the second call ends every wait.
     void Stop();
 

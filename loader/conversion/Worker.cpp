@@ -4,6 +4,7 @@
 #include <fcntl.h>
 #include <poll.h>
 #include <sys/socket.h>
+#include <sys/stat.h>
 #include <syslog.h>
 #include <unistd.h>
 
@@ -18,6 +19,8 @@
 #include <sstream>
 
 #include "loader/Problem.h"
+#include "loader/cache/KeptProducts.h"
+#include "loader/conversion/Endings.h"
 #include "loader/conversion/ToolProcess.h"
 #include "support/ChildProcess.h"
 #include "support/TemporaryFile.h"
@@ -110,13 +113,54 @@ int CarryOut(const Assignment& assignment, const core::path::Path& source,
              core::path::Path& output) {
     switch (assignment.service) {
         case Assignment::Service::kCachedPdf:
-            return core::converter::ToPDFCache(source);
+            return core::converter::ToPDFCacheWithoutCollection(source);
         case Assignment::Service::kThumbnail:
             return core::converter::ToThumbnail(source);
         case Assignment::Service::kPdf:
             break;
     }
     return core::converter::ToPDF(source, output, assignment.pages);
+}
+
+// Tells whether somebody has written to a file, whatever its name is by now.
+class Unchanged {
+public:
+    explicit Unchanged(const std::string& path) : _file(open(path.c_str(), O_PATH | O_CLOEXEC)) {
+        fstat(_file.Get(), &_before);
+    }
+
+    explicit operator bool() const {
+        struct stat now {};
+        return !_file || fstat(_file.Get(), &now) != 0 ||
+               (now.st_size == _before.st_size && now.st_mtim.tv_sec == _before.st_mtim.tv_sec &&
+                now.st_mtim.tv_nsec == _before.st_mtim.tv_nsec);
+    }
+
+private:
+    Descriptor _file;
+    struct stat _before {};
+};
+
+// A document that is written to while a tool reads it can get a product of what it was before,
+// which is newer than the document and so counts as fresh for ever. Such a product is not kept. The
+// PDF is made again; a thumbnail would be made of the former PDF again.
+int CarryOutUnchanged(const Document& document, const Assignment& assignment,
+                      const core::path::Path& source, core::path::Path& output) {
+    constexpr int kMostTries = 3;
+    int result = 0;
+    for (int i = 0; i < kMostTries; ++i) {
+        const Unchanged unchanged(document.realPath);
+        result = CarryOut(assignment, source, output);
+        if (assignment.Stream() == nullptr || !IsSuccess(result) || unchanged) {
+            break;
+        }
+        const auto cache = OpenCache("cannot convert " + document.sharePath);
+        KeptProducts(document).Remove(assignment.Stream(), *cache);
+        if (assignment.service == Assignment::Service::kThumbnail) {
+            break;
+        }
+    }
+    return result;
 }
 
 void ConvertAndReport(const Document& document, const Assignment& assignment, int connection) {
@@ -127,12 +171,14 @@ void ConvertAndReport(const Document& document, const Assignment& assignment, in
         source.SetData("EADirectory", document.checkedDirectory, true);
     }
     core::path::Path output;
-    const int result = CarryOut(assignment, source, output);
+    const int result = CarryOutUnchanged(document, assignment, source, output);
 
     const Product product(output.GetRealPath(""));
     const std::string report = std::to_string(result) + '\n' + output.GetRealPath("");
     send(connection, report.data(), report.size(), MSG_NOSIGNAL);
-    WaitForEndOf(connection);
+    if (!output.GetRealPath("").empty()) {
+        WaitForEndOf(connection);
+    }
 }
 
 [[noreturn]] void RunWorker(const Document& document, const Assignment& assignment, int connection,

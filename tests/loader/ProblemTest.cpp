@@ -10,7 +10,7 @@ namespace vellumo::loader {
 namespace {
 
 TEST(Reasons, AreAllInTheTable) {
-    constexpr auto kLast = Reason::kIndexUnreadable;
+    constexpr auto kLast = Reason::kQueueUnreadable;
     EXPECT_EQ(Reasons().size(), static_cast<size_t>(kLast) + 1);
     std::set<Reason> reasons;
     for (const ReasonEntry& entry : Reasons()) {
