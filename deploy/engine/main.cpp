@@ -1,7 +1,9 @@
 // SPDX-License-Identifier: Apache-2.0
 // Does the work of `docker exec` without a container engine; see kHelp.
+#include <sys/stat.h>
 #include <unistd.h>
 
+#include <csignal>
 #include <exception>
 #include <iostream>
 #include <optional>
@@ -57,6 +59,16 @@ void BecomeWholeRoot() {
     }
 }
 
+// A caller that sees no exit status, but what was written, can tell a tool that was killed from one
+// that has failed. Whoever asks a command to end knows it.
+void TellOfSignal(int status) {
+    const int signal = status - kKilled;
+    const bool isRequest = signal == SIGTERM || signal == SIGINT || signal == SIGHUP;
+    if (signal > 0 && !isRequest && status != kTooLarge) {
+        std::cerr << "vellumo-engine: signal " << signal << " ended the command\n";
+    }
+}
+
 int ExecuteCold(const Command& command, const ScratchTree& tree, ChildProcess& child) {
     const PrivateScratch scratch(tree.above);
     if (!command.document.empty()) {
@@ -71,6 +83,7 @@ int ExecuteCold(const Command& command, const ScratchTree& tree, ChildProcess& c
     if (status != kTimeLimit && status < kKilled) {
         scratch.Publish(tree.target, ProductsOf(command));
     }
+    TellOfSignal(status);
     return status;
 }
 
@@ -130,6 +143,9 @@ int Run(const std::vector<std::string>& words) {
 }  // namespace vellumo::engine
 
 int main(int argc, char** argv) {
+    // The tools run as other users, who need what the engine makes for them. The caller, for
+    // example a service, may have a mask that leaves them nothing.
+    umask(S_IWGRP | S_IWOTH);
     int status = vellumo::engine::kEngineFailed;
     try {
         return vellumo::engine::Run({argv + 1, argv + argc});

@@ -138,6 +138,12 @@ TEST_F(Engine, ShowsRootADocumentThatOthersMayNotRead) {
                 Says(0, "private\n"));
 }
 
+TEST_F(Engine, WorksForACallerWhoseMaskLeavesOthersNothing) {
+    EXPECT_THAT(InView("umask 077; echo private >$S/a.txt; tool cat $source/a.txt; "
+                       "docker exec navo1 sh -c \"echo x >$target/x.pdf\"; stat -c %a $T/x.pdf"),
+                Says(0, "private\n644\n"));
+}
+
 TEST_F(Engine, WorksForARootWhoseEffectiveIdsAreAnother) {
     if (!IsRoot()) {
         GTEST_SKIP() << "the tests do not run as root";

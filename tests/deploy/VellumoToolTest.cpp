@@ -54,7 +54,8 @@ TEST_F(VellumoTool, EndsAsItsToolDoes) {
         tool convert <<<'echo said >&2; exit 7'; tool pdftk <<<'kill -KILL $$'
         by convert $S/a.pdf $T/x.png; echo $?
         by pdftk A=$S/a.pdf cat A1-1 output $T/x.pdf; echo $?; ls -A $T rooms)sh");
-    EXPECT_THAT(said.text, testing::StartsWith("said\n7\n137\n"));
+    EXPECT_THAT(said.text,
+                testing::StartsWith("said\n7\nvellumo-tool: signal 9 ended the tool\n137\n"));
     EXPECT_THAT(said.text, EndsWith(Folder() + "/target:\n\nrooms:\n"));
 }
 

@@ -47,6 +47,29 @@ TEST_P(WarmOffice, MakesTheSameAsAColdOne) {
     EXPECT_THAT(said, Says(0, ""));
 }
 
+TEST_P(WarmOffice, GivesPage1OfALargePdfNoMoreThanItShows) {
+    const Said said = Warm(R"sh(
+        needs() { ${make%/*}/../../bench/first-page $1 | sed 's/.*: \([0-9]*\) of.*/\1/'; }
+        separated() {
+            grep -a -q /ObjStm $T/$1 && [ $(($(needs $T/$1) * 3)) -lt $(stat -c %s $T/$1) ] &&
+                echo $1 separated || echo $1 as the office makes it
+        }
+        same=${make%/*}/same-document
+        document pictures large.fodt 6 500; document text small.fodt x
+        without_cold || exit 97
+        for name in large small; do office $name.fodt; separated $name.pdf; done
+        unoconv unoconv.pdf $source/large.fodt; separated unoconv.pdf
+        /usr/bin/soffice -env:UserInstallation=file://$folder/profile --headless --convert-to pdf \
+            --outdir $folder $S/large.fodt >/dev/null 2>&1
+        for name in large unoconv; do $same --anew $folder/large.pdf $T/$name.pdf; done
+        [ $(stat -c %s $T/large.pdf) -le $(stat -c %s $folder/large.pdf) ] || echo larger
+        ls -A $T | wc -l)sh");
+    EXPECT_THAT(said, Says(0,
+                           "large.pdf separated\nsmall.pdf as the office makes it\n"
+                           "unoconv.pdf separated\nsame: 6 pages outline annotations\n"
+                           "same: 6 pages outline annotations\n3\n"));
+}
+
 // Prints what a product shows, and removes it.
 constexpr const char* kLook = R"sh(
 look() { pdftotext $T/$1.pdf -; pdftoppm -r 60 $T/$1.pdf | sha256sum; rm $T/$1.pdf; }

@@ -8,11 +8,13 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <chrono>
 #include <cstring>
 #include <vector>
 
 #include "Conversion.h"
 #include "Failure.h"
+#include "FirstPage.h"
 #include "Packets.h"
 #include "Statuses.h"
 #include "exchange/exchange.h"
@@ -26,6 +28,8 @@ using support::Descriptor;
 constexpr size_t kLongestLine = 512;  // bytes; the parent does not read more than twice that
 constexpr int kSofficeFailed = 1;     // for every reason
 constexpr char kDone[] = "0 ";
+// After this time a PDF stays as it is, for the command's time limit is 120 s.
+constexpr auto kLastImprovement = std::chrono::seconds(100);
 
 struct Request {
     Descriptor caller;
@@ -116,6 +120,7 @@ int StatusFor(const Request& request, int failure) {
 Descriptor Do(const Context& context, const Room& room, Request& request,
               const std::string& source) {
     const std::string target = MakeFolder(room, "out") + "/product.pdf";
+    const auto began = std::chrono::steady_clock::now();
     TakeIn(request, source);
     Convert(context, {.source = source,
                       .target = target,
@@ -123,6 +128,7 @@ Descriptor Do(const Context& context, const Room& room, Request& request,
                       .refresh = request.mode == "unoconv",
                       .fit = request.fit == "1",
                       .endsSoon = true});
+    SeparatePages(target, began + kLastImprovement);
     return OpenProduct(target);
 }
 

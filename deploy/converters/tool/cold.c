@@ -177,8 +177,14 @@ static void end_leftovers(uid_t owner) {
     }
 }
 
+// A caller that sees no exit status, but what was written, can tell a tool that was killed from one
+// that has failed.
 static int status_of(int ending) {
-    return WIFEXITED(ending) ? WEXITSTATUS(ending) : ENDED_BY_SIGNAL + WTERMSIG(ending);
+    if (WIFEXITED(ending)) {
+        return WEXITSTATUS(ending);
+    }
+    (void)fprintf(stderr, "vellumo-tool: signal %d ended the tool\n", WTERMSIG(ending));
+    return ENDED_BY_SIGNAL + WTERMSIG(ending);
 }
 
 // Waits until the tool ends, or until a signal arrives that ends both.

@@ -2,7 +2,6 @@
 #include "warm/WarmKeeper.h"
 
 #include <fcntl.h>
-#include <sys/stat.h>
 #include <unistd.h>
 
 #include <cstdlib>
@@ -106,7 +105,6 @@ void Keep(const ScratchTree& tree, const std::string& name) {
 void BecomeKeeper(const ScratchTree& tree, const std::string& name) {
     close_range(STDERR_FILENO + 1, ~0U, 0);
     setsid();
-    umask(S_IWGRP | S_IWOTH);
     int status = 0;
     try {
         Keep(tree, name);
