@@ -1,0 +1,48 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "jobs/Circumstances.h"
+
+#include "loader/failures/FailureKind.h"
+
+namespace vellumo::daemon {
+
+using loader::Reason;
+
+bool IsCircumstance(const loader::Problem& problem) {
+    switch (problem.reason) {
+        case Reason::kNotPrepared:
+        case Reason::kInterrupted:
+        case Reason::kLeftQueued:
+        case Reason::kAbandoned:
+        case Reason::kNotKept:
+        case Reason::kNowhereToKeep:
+            return true;
+        default:
+            return IsOfServer(problem);
+    }
+}
+
+// A tool that fails because its engine does is told by its words.
+bool IsOfServer(const loader::Problem& problem) {
+    switch (problem.reason) {
+        case Reason::kToolFailed:
+            return loader::KindOf(problem) == loader::FailureKind::kCircumstance;
+        case Reason::kShareSettings:
+        case Reason::kNoRights:
+        case Reason::kNoScratchShare:
+        case Reason::kNoEngine:
+        case Reason::kNoContainer:
+        case Reason::kOneContainer:
+        case Reason::kStateFileLocked:
+        case Reason::kStateFileUnopenable:
+        case Reason::kStateFileDamaged:
+        case Reason::kStateFileUnwritable:
+        case Reason::kNoProcess:
+        case Reason::kIndexUnopenable:
+        case Reason::kIndexUnreadable:
+            return true;
+        default:
+            return false;
+    }
+}
+
+}  // namespace vellumo::daemon
