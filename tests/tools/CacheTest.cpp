@@ -166,6 +166,50 @@ TEST_F(CacheTest, CollectsDownToALimit) {
     EXPECT_THAT(RunTool({"cache", "collect"}).out, HasSubstr("0 PDFs removed"));
 }
 
+TEST_F(CacheTest, CollectsDownToTheSetting) {
+    ExpectStatus(RunTool({"settings", "set", "cacheLimit", "250"}), ExitCode::kDone);
+    EXPECT_EQ(RunForJson({"cache", "size"})["limit"], 250);
+    EXPECT_EQ(RunForJson({"cache", "collect"})["after"]["bytes"], 200);
+}
+
+TEST_F(CacheTest, ConversionsKeepToTheSetting) {
+    ExpectStatus(RunTool({"settings", "set", "cacheLimit", "250"}), ExitCode::kDone);
+    MakeDocument("d.odt");
+    ExpectStatus(RunTool({"pdf", "-r", "/docs"}), ExitCode::kDone);
+    EXPECT_EQ(RunForJson({"cache", "size"})["bytes"], 200);
+    MakeDocument("e.odt");
+    ExpectStatus(RunTool({"pdf", "/docs/e.odt"}), ExitCode::kDone);
+    EXPECT_EQ(RunForJson({"cache", "size"})["bytes"], 200);
+    EXPECT_TRUE(Exists(KeptPdf("e.odt")));
+}
+
+TEST_F(CacheTest, ARunThatWillNotFitIsWarnedOfWithTheSettingAndTheCommand) {
+    ExpectStatus(RunTool({"settings", "set", "cacheLimit", "20"}), ExitCode::kDone);
+    const Outcome outcome = RunTool({"pdf", "-r", "/docs", "--refresh", "--dry-run"});
+    ExpectStatus(outcome, ExitCode::kDone);
+    EXPECT_THAT(outcome.err, AllOf(HasSubstr("3 documents"), HasSubstr("cacheLimit is 20"),
+                                   HasSubstr("vellumo settings set cacheLimit 1G")));
+    const Json::Value json = RunForJson({"pdf", "-r", "/docs", "--refresh", "--dry-run"});
+    EXPECT_THAT(json["warnings"], SizeIs(1));
+    EXPECT_EQ(json["exitCode"], 0);
+}
+
+TEST_F(CacheTest, ARunThatHasNothingToConvertIsNotWarnedOf) {
+    ExpectStatus(RunTool({"settings", "set", "cacheLimit", "20"}), ExitCode::kDone);
+    EXPECT_EQ(RunTool({"pdf", "-r", "/docs"}).err, "");
+}
+
+TEST_F(CacheTest, ARunThatFitsIsNotWarnedOf) {
+    EXPECT_EQ(RunTool({"pdf", "-r", "/docs", "--refresh"}).err, "");
+}
+
+TEST_F(CacheTest, AWrongSettingIsAWarning) {
+    WriteFile(NAVO::VELLUMO::SZF_INDEX_CONFIG, R"({"cacheLimit": "much"})");
+    const Outcome outcome = RunTool({"pdf", "-r", "/docs", "--refresh"});
+    ExpectStatus(outcome, ExitCode::kDone);
+    EXPECT_THAT(outcome.err, HasSubstr("cacheLimit"));
+}
+
 TEST_F(CacheTest, ExplainsADamagedIndex) {
     WriteFile(NAVO::VELLUMO::SZF_CACHE_DB_PATH, std::string(5000, '?'));
     for (const std::vector<std::string>& command : {std::vector<std::string>{"cache", "list"},

@@ -10,6 +10,7 @@
 
 using namespace vellumo::test;
 using testing::AllOf;
+using testing::AnyOf;
 using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::IsEmpty;
@@ -196,6 +197,16 @@ TEST_F(CachedConversionTest, MakesNoThumbnailTwice) {
     EXPECT_EQ(ToolsRunBy({"thumbnail", "/docs/a.docx"}), 2U);
 }
 
+TEST_F(CachedConversionTest, MakesNoThumbnailTwiceOfADocumentThatHasReplacedAnother) {
+    ToolsRunBy({"pdf", "/docs/a.docx"});
+    MakeDocument("saved.docx");
+    Age("/volume1/docs/saved.docx", -100);
+    std::filesystem::rename("/volume1/docs/saved.docx", "/volume1/docs/a.docx");
+    EXPECT_EQ(ToolsRunBy({"thumbnail", "/docs/a.docx"}), 2U);
+    EXPECT_EQ(ToolsRunBy({"thumbnail", "/docs/a.docx"}), 0U)
+        << "the index still knows the PDF of the other one";
+}
+
 TEST_F(CachedConversionTest, MakesNoThumbnailOfAStalePdf) {
     ExpectStatus(RunTool({"pdf", "/docs/a.docx"}), ExitCode::kDone);
     Age("/volume1/docs/a.docx", -1000);
@@ -218,7 +229,7 @@ TEST_F(CachedConversionTest, NamesTheToolsThatAThumbnailNeeds) {
                 HasSubstr("the tool (unoconv or convert) made no usable product"));
     MakeEADirectory("/volume1/docs/a.docx");
     WriteFile(KeptPdf(), "%PDF");
-    EXPECT_THAT(RunTool({"thumbnail", "/docs/a.docx"}).err,
+    EXPECT_THAT(RunTool({"thumbnail", "/docs/a.docx", "--refresh"}).err,
                 HasSubstr("the tool (pdftk or convert) made no usable product"));
 }
 
@@ -307,8 +318,11 @@ TEST_F(FolderConversionTest, ShowsHowFarItIs) {
         EXPECT_TRUE(Says(document + std::string(": tool running")));
         LetToolEnd();
     }
-    EXPECT_THAT(tool.Wait().err, AllOf(HasSubstr("0 done, 0 failed"),
-                                       HasSubstr("3 done, 0 failed, "), HasSubstr(" left")));
+    // While the last tool runs, the document before it may still be on its way into the cache.
+    EXPECT_THAT(tool.Wait().err,
+                AllOf(HasSubstr("0 done, 0 failed"),
+                      AnyOf(HasSubstr("2 done, 0 failed, "), HasSubstr("3 done, 0 failed, ")),
+                      HasSubstr(" left")));
 }
 
 TEST_F(FolderConversionTest, TriesNoFailedThumbnailAgainUntilItsDocumentChanges) {
@@ -323,11 +337,11 @@ TEST_F(FolderConversionTest, TriesNoFailedThumbnailAgainUntilItsDocumentChanges)
     EXPECT_EQ(ToolsRunBy({"thumbnail", "-r", "/docs/sub", "--refresh"}), 4U);
 }
 
-TEST_F(FolderConversionTest, TriesAFailedThumbnailThatIsNamed) {
-    PlayTool({.exitStatus = 1, .productSize = -1});
-    ExpectStatus(RunTool({"thumbnail", "/docs/a.docx"}), ExitCode::kToolFailed);
-    EXPECT_TRUE(Exists(Mark()));
-    PlayTool({});
+TEST_F(FolderConversionTest, TriesANamedThumbnailThatAnotherProgramHasMarked) {
+    MakeEADirectory("/volume1/docs/a.docx");
+    WriteFile(Mark(), "");
+    ExpectStatus(RunTool({"thumbnail", "-r", "/docs/a.docx"}), ExitCode::kToolFailed);
+    EXPECT_THAT(DockerCalls(), IsEmpty());
     EXPECT_EQ(ToolsRunBy({"thumbnail", "/docs/a.docx"}), 2U);
     EXPECT_FALSE(Exists(Mark()));
 }

@@ -56,6 +56,8 @@ TEST_F(DoctorTest, FindsTheEmbeddedEngineSound) {
     ExpectPoolIdle();
     EXPECT_THAT(Names("/volume1/docker/@tmp/Vellumo"), ElementsAre("@tmp"))
         << "the doctor's own documents are gone";
+    EXPECT_THAT(Names("/volume1/@navoea/docker/@@tmp/Vellumo"), ElementsAre("@@tmp"))
+        << "and what was kept of them";
 }
 
 TEST_F(DoctorTest, NamesEachToolThatFails) {
@@ -129,6 +131,7 @@ TEST_F(DoctorTest, StatusShowsTheLoadOfEachContainer) {
         "[ \"$1\" = --version ] && { echo 'Docker version 99'; exit 0; }\n"
         "[ \"$1\" = stats ] && { echo '77MiB / 1.5GiB'; exit 0; }\n"
         "[ \"$3\" = true ] && exit 0\n"
+        "[ -e /device/docker-calls ] && exit 0\n"  // the tool's end
         "echo x >/device/docker-calls; sleep 30\n");
     RunningTool conversion({"pdf", "/docs/a.docx"});
     ASSERT_TRUE(ToolsAreCalled());

@@ -3,6 +3,7 @@
 #include <map>
 #include <sstream>
 
+#include "HelpText.h"
 #include "Manual.h"
 #include "Process.h"
 #include "StateFile.h"
@@ -19,69 +20,15 @@ using vellumo::cli::ExitCodes;
 
 namespace {
 
-using Words = std::vector<std::string>;
-
 const std::string kManual = std::string(VELLUMO_TOOL_SOURCES) + "/vellumo.1";
 const std::string kCompletion = std::string(VELLUMO_TOOL_SOURCES) + "/completion/vellumo.bash";
 
 // The manual tells of these in its description, once for all.
 const Options kOfEveryCommand{"-h", "--help", "--json"};
 
-std::string Help(Words command) {
-    command.emplace_back("--help");
-    const Outcome outcome = RunTool(command);
-    EXPECT_EQ(outcome.status, 0);
-    EXPECT_EQ(outcome.err, "");
-    return outcome.out;
-}
-
 bool HaveOneInCommon(const Options& some, const Options& others) {
     return std::any_of(some.begin(), some.end(),
                        [&](const std::string& option) { return others.contains(option); });
-}
-
-// The entries below `title` in a help text: lines that are indented by two blanks.
-Words BlockOf(const std::string& help, const std::string& title) {
-    Words entries;
-    std::istringstream lines(help);
-    std::string line;
-    while (std::getline(lines, line) && line != title) {
-    }
-    while (std::getline(lines, line) && !line.empty()) {
-        if (line[2] != ' ') {
-            entries.push_back(line.substr(2));
-        }
-    }
-    return entries;
-}
-
-Words SubcommandsOf(const Words& command) {
-    Words subcommands;
-    for (const std::string& line : BlockOf(Help(command), "Commands:")) {
-        subcommands.push_back(line.substr(0, line.find(' ')));
-    }
-    return subcommands;
-}
-
-std::string Joined(const Words& words) {
-    std::string joined;
-    for (const std::string& word : words) {
-        joined += (joined.empty() ? "" : " ") + word;
-    }
-    return joined;
-}
-
-// A command and its subcommands, for all commands.
-std::vector<Words> AllCommands() {
-    std::vector<Words> commands{{}};
-    for (const std::string& command : SubcommandsOf({})) {
-        commands.push_back({command});
-        for (const std::string& subcommand : SubcommandsOf({command})) {
-            commands.push_back({command, subcommand});
-        }
-    }
-    EXPECT_THAT(commands, IsSupersetOf({Words{"pdf"}, Words{"record", "update"}}));
-    return commands;
 }
 
 // A command's own options, each with all its spellings.
@@ -123,7 +70,8 @@ class DocumentationTest : public ToolTest {};
 
 TEST_F(DocumentationTest, EveryCommandTeachesByExamples) {
     for (const char* command :
-         {"pdf", "thumbnail", "cache", "path", "check", "pool", "queue", "record"}) {
+         {"pdf", "thumbnail", "why", "failures", "cache", "path", "check", "pool", "status",
+          "doctor", "index", "link", "queue", "record", "settings"}) {
         EXPECT_THAT(Help({command}), AllOf(HasSubstr("Usage: vellumo "), HasSubstr("Examples:"),
                                            HasSubstr(std::string("  vellumo ") + command)));
     }
@@ -239,6 +187,10 @@ TEST_F(DocumentationTest, CompletionOffersContainersToRemove) {
 TEST_F(DocumentationTest, CompletionOffersTasksThatAreQueued) {
     RunTool({"queue", "add", "/docs/a", "/docs/b"});
     EXPECT_THAT(Completions({"queue", "done", ""}), IsSupersetOf({"1", "2"}));
+}
+
+TEST_F(DocumentationTest, CompletionOffersTheNamesOfSettings) {
+    EXPECT_THAT(Completions({"settings", "get", "pause"}), ElementsAre("pauseCpu", "pauseIo"));
 }
 
 TEST_F(DocumentationTest, CompletionKnowsTheValuesOfOptions) {

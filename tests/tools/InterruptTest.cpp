@@ -1,6 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
 #include <csignal>
-#include <filesystem>
 
 #include "Process.h"
 #include "StateFile.h"
@@ -24,17 +23,6 @@ bool IsIdle() {
            state["navo1"]["using"] == 0 && state["navo2"]["using"] == 0;
 }
 
-// The ids of all processes that run the program.
-std::vector<pid_t> ToolProcesses() {
-    std::vector<pid_t> processes;
-    for (const auto& process : std::filesystem::directory_iterator("/proc")) {
-        if (ReadFile(process.path() / "comm") == "vellumo\n") {
-            processes.push_back(std::stoi(process.path().filename()));
-        }
-    }
-    return processes;
-}
-
 class InterruptTest : public ToolTest {
 protected:
     InterruptTest() { MakeDocument("a.docx"); }
@@ -48,7 +36,7 @@ protected:
         EXPECT_TRUE(ComesTrue(IsIdle)) << StateText();
         EXPECT_TRUE(ComesTrue([] { return ScratchFiles().empty(); }))
             << testing::PrintToString(ScratchFiles());
-        EXPECT_TRUE(ComesTrue([] { return ToolProcesses().empty(); }));
+        EXPECT_TRUE(ComesTrue([] { return ProcessesOf("vellumo").empty(); }));
         EXPECT_THAT(Names(kOutputDir), IsEmpty());
     }
 };
@@ -130,7 +118,7 @@ TEST_F(InterruptTest, LeavesAWaitingRequestInTheQueueUntilItsTurnComes) {
     ExpectStatus(outcome, ExitCode::kInterrupted);
     EXPECT_THAT(outcome.err, HasSubstr("stays queued and is dropped when its turn comes"));
     EXPECT_TRUE(ComesTrue(HasWaitingJob));
-    EXPECT_EQ(ToolProcesses().size(), 2U) << "the request is watched in the background";
+    EXPECT_EQ(ProcessesOf("vellumo").size(), 2U) << "the request is watched in the background";
 
     FreeContainers();
     ExpectAllGone();
@@ -199,7 +187,7 @@ TEST_F(InterruptTest, ASignalToAllProcessesOfTheProgramCostsNoSlot) {
     PlayTool({.isHeld = true});
     RunningTool tool({"pdf", "/docs/a.docx"});
     ASSERT_TRUE(ToolsAreCalled());
-    for (const pid_t process : ToolProcesses()) {
+    for (const pid_t process : ProcessesOf("vellumo")) {
         kill(process, SIGQUIT);
     }
     EXPECT_EQ(tool.Wait().status, -SIGQUIT);

@@ -62,6 +62,16 @@ bool Says(const std::string& text) {
     return ComesTrue([&] { return ReadFile(kErr).find(text) != std::string::npos; });
 }
 
+std::vector<pid_t> ProcessesOf(const std::string& program) {
+    std::vector<pid_t> processes;
+    for (const auto& process : std::filesystem::directory_iterator("/proc")) {
+        if (ReadFile(process.path() / "comm") == program + '\n') {
+            processes.push_back(std::stoi(process.path().filename()));
+        }
+    }
+    return processes;
+}
+
 Outcome RunTool(const std::vector<std::string>& arguments) {
     return RunningTool(arguments).Wait();
 }

@@ -49,6 +49,9 @@ private:
 // Waits until a running call has written `text` to its standard error; false if it does not.
 bool Says(const std::string& text);
 
+// The processes whose program file has the name `program`.
+std::vector<pid_t> ProcessesOf(const std::string& program);
+
 Outcome RunTool(const std::vector<std::string>& arguments);
 
 // Runs it with --json; the whole standard output must be one JSON document.

@@ -9,11 +9,18 @@
 #include "cache/CacheCommand.h"
 #include "convert/PdfCommand.h"
 #include "convert/ThumbnailCommand.h"
+#include "daemon/IndexCommand.h"
+#include "daemon/StatusCommand.h"
+#include "doctor/DoctorCommand.h"
 #include "documents/CheckCommand.h"
 #include "documents/PathCommand.h"
+#include "failures/FailuresCommand.h"
+#include "failures/WhyCommand.h"
+#include "links/LinkCommand.h"
 #include "pool/PoolCommand.h"
 #include "records/QueueCommand.h"
 #include "records/RecordCommand.h"
+#include "settings/SettingsCommand.h"
 
 namespace vellumo::cli {
 namespace {
@@ -24,10 +31,11 @@ constexpr const char* kDescription =
 constexpr const char* kExamples =
     "First steps, as root:\n"
     "  vellumo pool up                        start the converter containers; do this first\n"
-    "  vellumo pool doctor                    test everything that a conversion needs\n"
+    "  vellumo doctor                         test everything, and name the one thing to do\n"
     "  vellumo pdf /docs/report.docx          convert report.docx, in the share docs: "
     "./report.pdf\n"
     "  vellumo thumbnail -r /docs             keep a thumbnail of every document in that share\n"
+    "  vellumo why /docs/report.docx          show why it has no PDF, and what to do\n"
     "  vellumo path /docs/report.docx         show the file's real path and its converter\n"
     "  vellumo check /docs/a.odt --user ann   show whether ann may read the document\n"
     "  vellumo pool                           list the containers and the jobs\n"
@@ -102,12 +110,19 @@ CommandLine::CommandLine() : _app(kDescription, "vellumo") {
     _app.require_subcommand(1);
     _commands.push_back(std::make_unique<PdfCommand>(_app));
     _commands.push_back(std::make_unique<ThumbnailCommand>(_app));
+    _commands.push_back(std::make_unique<WhyCommand>(_app));
+    _commands.push_back(std::make_unique<FailuresCommand>(_app));
     _commands.push_back(std::make_unique<CacheCommand>(_app));
     _commands.push_back(std::make_unique<PathCommand>(_app));
     _commands.push_back(std::make_unique<CheckCommand>(_app));
     _commands.push_back(std::make_unique<PoolCommand>(_app));
+    _commands.push_back(std::make_unique<StatusCommand>(_app));
+    _commands.push_back(std::make_unique<DoctorCommand>(_app));
+    _commands.push_back(std::make_unique<IndexCommand>(_app));
+    _commands.push_back(std::make_unique<LinkCommand>(_app));
     _commands.push_back(std::make_unique<QueueCommand>(_app));
     _commands.push_back(std::make_unique<RecordCommand>(_app));
+    _commands.push_back(std::make_unique<SettingsCommand>(_app));
     AddWhatAllShare(_app, _json);
 }
 

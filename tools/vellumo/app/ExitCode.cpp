@@ -25,6 +25,8 @@ constexpr ExitCodeEntry kExitCodes[] = {
     {ExitCode::kDenied, "denied", "the user may not read the document"},
     {ExitCode::kRunTimeLimit, "run-time-limit",
      "the run reached its --time-limit, and documents are left"},
+    {ExitCode::kSettings, "settings",
+     "the file of the settings cannot be read or written, or has errors"},
     {ExitCode::kInterrupted, "interrupted", "interrupted by a signal"},
 };
 

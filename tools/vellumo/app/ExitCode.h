@@ -24,6 +24,7 @@ enum class ExitCode : int {
     kNotFound = 12,
     kDenied = 13,
     kRunTimeLimit = 14,
+    kSettings = 15,
     kInterrupted = 130
 };
 

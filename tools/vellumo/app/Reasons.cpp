@@ -73,7 +73,8 @@ constexpr ReasonMeaning kMeanings[] = {
      "The job stays queued and is dropped when its turn comes; 'vellumo pool' lists the jobs."},
     {Reason::kAbandoned, ExitCode::kInterrupted,
      "If 'vellumo pool' still lists the job after a while, 'vellumo pool up' drops it."},
-    {Reason::kFailedBefore, ExitCode::kToolFailed, "Try it again with --refresh."},
+    {Reason::kFailedBefore, ExitCode::kToolFailed,
+     "'vellumo why' tells more. Try it again with --refresh."},
 
     {Reason::kNotKept, ExitCode::kFailed,
      "Try again in a moment. If it fails again, the system log has the reason: journalctl -t "
@@ -85,6 +86,18 @@ constexpr ReasonMeaning kMeanings[] = {
      "The system log has the reason: journalctl -t vellumo. A damaged index may be removed: the "
      "products themselves are still found."},
     {Reason::kIndexUnreadable, ExitCode::kDatabase, nullptr},
+
+    {Reason::kSettingsUnreadable, ExitCode::kSettings, nullptr},
+    {Reason::kSettingsUnsafe, ExitCode::kSettings, nullptr},
+    {Reason::kSettingsDamaged, ExitCode::kSettings, nullptr},
+    {Reason::kSettingsUnwritable, ExitCode::kSettings, nullptr},
+    {Reason::kUnknownSetting, ExitCode::kSettings,
+     "'vellumo settings' lists the settings; 'vellumo settings unset NAME' removes one."},
+    {Reason::kBadSetting, ExitCode::kSettings,
+     "'vellumo settings set NAME VALUE' corrects it. Until then the default is used."},
+    {Reason::kFailuresUnusable, ExitCode::kDatabase, nullptr},
+    {Reason::kQueueUnreadable, ExitCode::kDatabase,
+     "The system log has the error of the database: journalctl -t vellumo"},
 };
 
 }  // namespace

@@ -5,28 +5,28 @@
 
 #include <sys/stat.h>
 
-#include <array>
-#include <ctime>
 #include <iomanip>
 #include <iostream>
 #include <optional>
 
 #include "app/InvokingUser.h"
 #include "app/Messages.h"
+#include "app/Reasons.h"
 #include "cache/SweepView.h"
 #include "documents/Folder.h"
 #include "loader/Text.h"
 #include "loader/cache/CacheIndex.h"
+#include "loader/cache/Collection.h"
 #include "loader/cache/KeptProducts.h"
+#include "loader/failures/FailureSweep.h"
 #include "loader/pool/Readiness.h"
+#include "loader/settings/Settings.h"
 #include "vellumo/Constants.h"
 
 namespace vellumo::cli {
 namespace {
 
 namespace core = NAVO::VELLUMO;
-
-constexpr int64_t kServiceLimit = 1073741824;  // 1 GiB, the limit that conversions keep to
 
 constexpr int64_t kScratchAge = 3600;  // seconds; much longer than a tool may run
 
@@ -58,15 +58,6 @@ std::string Name(const std::string& stream) {
         return "pdf";
     }
     return stream == core::SZK_THUMB_TYPE ? "thumbnail" : stream;
-}
-
-std::string Date(int64_t seconds) {
-    const auto time = static_cast<std::time_t>(seconds);
-    std::tm parts{};
-    std::array<char, sizeof("2026-01-01T00:00:00Z")> text{};
-    const bool known = gmtime_r(&time, &parts) != nullptr &&
-                       std::strftime(text.data(), text.size(), "%FT%TZ", &parts) != 0;
-    return known ? text.data() : std::to_string(seconds);
 }
 
 std::optional<struct stat> StatusOf(const std::string& path) {
@@ -111,7 +102,7 @@ std::vector<Entry> EntriesOf(loader::CacheIndex& index, const std::string& realP
         }
         last = stream.target;
         entries.push_back({stream.target, Name(stream.stream), StateOf(stream), stream.size,
-                           Date(stream.access)});
+                           loader::Date(stream.access)});
     }
     if (!last.empty()) {
         AddUnlisted(last, entries);
@@ -148,6 +139,14 @@ void Print(const std::vector<Entry>& entries) {
     }
 }
 
+int64_t AdministratorsLimit() {
+    const loader::Settings settings = loader::Settings::Read();
+    for (const loader::Problem& problem : settings.Problems()) {
+        Print(std::cerr, InOwnTerms(problem));
+    }
+    return loader::BytesOf(settings.Limit(loader::Setting::kCacheLimit));
+}
+
 std::string Bytes(int64_t bytes) {
     return std::to_string(bytes) + " bytes";
 }
@@ -166,7 +165,6 @@ CacheCommand::CacheCommand(CLI::App& app)
     : ActionCommand(
           app.add_subcommand("cache", "Show and remove the PDFs and thumbnails that are kept")),
       _user(InvokingUser()),
-      _limit(kServiceLimit),
       _age(kScratchAge) {
     Arguments()->footer(kExamples);
     Arguments()->require_subcommand(1);
@@ -185,7 +183,7 @@ CacheCommand::CacheCommand(CLI::App& app)
     remove->add_flag("--thumbnail", _thumbnail, "Remove the thumbnail, or the mark of its failure");
     AddAction("collect", "Remove the PDFs that were used longest ago, down to a limit",
               [this] { return Collect(); })
-        ->add_option("--limit", _limit, "Bytes that may stay; default: 1073741824 (1 GiB)")
+        ->add_option("--limit", _limit, "Bytes that may stay; default: the setting cacheLimit")
         ->check(CLI::NonNegativeNumber)
         ->option_text("BYTES");
     CLI::App* sweep =
@@ -241,14 +239,15 @@ CommandResult CacheCommand::Size() const {
     const loader::CacheTotals totals = loader::CacheIndex("cannot measure the cache").Totals();
     const auto file = StatusOf(core::SZF_CACHE_DB_PATH);
     CommandResult result{ExitCode::kDone, ToJson(totals)};
-    result.json["limit"] = Json::Int64{kServiceLimit};
+    const int64_t limit = AdministratorsLimit();
+    result.json["limit"] = Json::Int64{limit};
     result.json["indexBytes"] = Json::Int64{file ? file->st_size : 0};
     if (!Json()) {
         std::cout << loader::Count(static_cast<size_t>(totals.streams), "PDF") << " of "
                   << loader::Count(static_cast<size_t>(totals.documents), "document") << ", "
-                  << Bytes(totals.bytes) << "; conversions keep them within "
-                  << Bytes(kServiceLimit) << ".\nThe index takes "
-                  << Bytes(file ? file->st_size : 0) << " (" << core::SZF_CACHE_DB_PATH << ").\n";
+                  << Bytes(totals.bytes) << "; the setting cacheLimit allows " << Bytes(limit)
+                  << ".\nThe index takes " << Bytes(file ? file->st_size : 0) << " ("
+                  << core::SZF_CACHE_DB_PATH << ").\n";
     }
     return result;
 }
@@ -322,12 +321,12 @@ CommandResult CacheCommand::Collect() const {
     const std::string what = "cannot reduce the cache";
     loader::CacheIndex index(what);
     const loader::CacheTotals before = index.Totals();
-    loader::OpenCache(what).reset();
-    core::CacheManager(false, _limit).GarbageCollect();
+    const int64_t limit = _limit.value_or(AdministratorsLimit());
+    loader::CollectDownTo(limit, what);
     index.Compact();
     const loader::CacheTotals after = index.Totals();
     CommandResult result{ExitCode::kDone};
-    result.json["limit"] = Json::Int64{_limit};
+    result.json["limit"] = Json::Int64{limit};
     result.json["before"] = ToJson(before);
     result.json["after"] = ToJson(after);
     if (!Json()) {
@@ -341,6 +340,7 @@ CommandResult CacheCommand::Collect() const {
 CommandResult CacheCommand::Sweep() const {
     SweepView view(_dryRun, Json());
     loader::Sweep(_dryRun, _age, view);
+    loader::SweepFailures(_dryRun, view);
     return view.Result();
 }
 

@@ -3,6 +3,7 @@
 #define VELLUMO_TOOLS_CACHECOMMAND_H
 
 #include <cstdint>
+#include <optional>
 #include <set>
 #include <string>
 #include <vector>
@@ -35,7 +36,7 @@ private:
     bool _recursive = false;
     bool _pdf = false;
     bool _thumbnail = false;
-    int64_t _limit;
+    std::optional<int64_t> _limit;
     int64_t _age;
     bool _dryRun = false;
 };

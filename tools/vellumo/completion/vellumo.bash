@@ -8,12 +8,16 @@ _vellumo_candidates() {
     local word command='' action='' previous=''
     for word in "$@"; do
         case $command:$word in
-            :pdf | :thumbnail | :cache | :path | :check | :pool | :queue | :record) command=$word ;;
+            :pdf | :thumbnail | :why | :failures | :cache | :path | :check | :pool) command=$word ;;
+            :status | :doctor | :index | :link | :queue | :record | :settings) command=$word ;;
+            failures:forget | index:show | index:on | index:off) action=$word ;;
             cache:list | cache:size | cache:clean | cache:remove | cache:collect | cache:sweep) action=$word ;;
             pool:list | pool:add | pool:remove | pool:reset) action=$word ;;
             pool:up | pool:down) action=$word ;;
             pool:status | pool:doctor) action=$word ;;
             queue:list | queue:add | queue:next | queue:done | queue:has) action=$word ;;
+            link:list | link:add | link:show | link:remove) action=$word ;;
+            settings:list | settings:get | settings:set | settings:unset) action=$word ;;
             record:create | record:show | record:update | record:delete) action=$word ;;
         esac
         previous=$word
@@ -21,14 +25,20 @@ _vellumo_candidates() {
     case $previous in
         --user) compgen -u && return ;;
         --progress) printf '%s\n' auto plain none && return ;;
-        --pages | -o | --output | --address | --jobs) return ;;
+        --pages | -o | --output | --address | --jobs | --below) return ;;
         --exclude | --newer | --time-limit | --report) return ;;
         --engine) printf '%s\n' docker embedded && return ;;
         --size | --image | --engine-scratch) return ;;
-        --op | --type | --limit | --source | --converted | --uid | --code) return ;;
+        --label | --expires | --max-views) return ;;
+        --op) printf '%s\n' convert now remove reindex && return ;;
+        --type) printf '%s\n' both pdf thumbnail && return ;;
+        --limit | --source | --converted | --uid | --code) return ;;
     esac
     case $command:$action in
-        :) printf '%s\n' pdf thumbnail cache path check pool queue record --help --version --json ;;
+        :)
+            printf '%s\n' pdf thumbnail why failures cache path check pool status doctor index link queue record \
+                settings --help --version --json
+            ;;
         pdf:)
             printf '%s\n' --user --pages --output --recursive --jobs --exclude --newer --report \
                 --time-limit --dry-run --refresh --force --quiet --progress --no-cache --json \
@@ -38,6 +48,9 @@ _vellumo_candidates() {
             printf '%s\n' --user --output --recursive --jobs --exclude --newer --report \
                 --time-limit --dry-run --refresh --force --quiet --progress --json --help
             ;;
+        why:) printf '%s\n' --user --json --help ;;
+        failures:) printf '%s\n' forget --below --limit --user --json --help ;;
+        failures:forget) printf '%s\n' --all --user --json --help ;;
         cache:) printf '%s\n' list size clean remove collect sweep --json --help ;;
         cache:list) printf '%s\n' --user --json --help ;;
         cache:size) printf '%s\n' --json --help ;;
@@ -57,6 +70,20 @@ _vellumo_candidates() {
             vellumo pool list --json 2>/dev/null | sed -n 's/^ *"name" : "\(.*\)",$/\1/p'
             ;;
         pool:reset) printf '%s\n' --yes --json --help ;;
+        status:) printf '%s\n' --metrics --health --json --help ;;
+        doctor:) printf '%s\n' --json --help ;;
+        index:) printf '%s\n' show on off --json --help ;;
+        index:*) printf '%s\n' --json --help ;;
+        link:) printf '%s\n' list add show remove --json --help ;;
+        link:list) printf '%s\n' --user --json --help ;;
+        link:add)
+            printf '%s\n' --user --label --expires --max-views --password-stdin --no-download \
+                --json --help
+            ;;
+        link:show | link:remove)
+            printf '%s\n' --json --help
+            vellumo link list --json 2>/dev/null | sed -n 's/^ *"id" : \([0-9]*\),$/\1/p'
+            ;;
         queue:) printf '%s\n' list add next 'done' has --json --help ;;
         queue:list) printf '%s\n' --limit --json --help ;;
         queue:add) printf '%s\n' --folder --op --type --user --json --help ;;
@@ -71,6 +98,12 @@ _vellumo_candidates() {
             printf '%s\n' --source --converted --uid --code --user --json --help
             ;;
         record:show | record:delete) printf '%s\n' --json --help ;;
+        settings:) printf '%s\n' list get 'set' 'unset' --json --help ;;
+        settings:list) printf '%s\n' --json --help ;;
+        settings:get | settings:set | settings:unset)
+            printf '%s\n' --json --help
+            vellumo settings --json 2>/dev/null | sed -n 's/^ *"name" : "\(.*\)",$/\1/p'
+            ;;
     esac
 }
 

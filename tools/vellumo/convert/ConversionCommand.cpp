@@ -6,11 +6,11 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <ctime>
 #include <fstream>
 #include <iomanip>
 #include <iostream>
 
-#include "app/Interrupts.h"
 #include "app/InvokingUser.h"
 #include "app/Reasons.h"
 #include "convert/OutputFile.h"
@@ -19,6 +19,7 @@
 #include "convert/TakenPlaces.h"
 #include "loader/Text.h"
 #include "loader/cache/KeptProducts.h"
+#include "loader/conversion/Conversion.h"
 #include "loader/conversion/Endings.h"
 #include "loader/pool/Readiness.h"
 
@@ -106,6 +107,7 @@ CommandResult ConversionCommand::Run(bool json) {
 // A folder run can fail, or reach its time limit, before it knows a single document.
 CommandResult ConversionCommand::Result() const {
     CommandResult result = ResultOf(_jobs.All());
+    result.json["warnings"] = _warnings;
     for (const auto& problem : {_ending, _reportProblem}) {
         if (result.code == ExitCode::kDone && problem) {
             result.FailWith(*problem);
@@ -143,8 +145,13 @@ void ConversionCommand::Work() {
         return;
     }
     loader::CheckRights(What());
+    if (Task().service == loader::Assignment::Service::kCachedPdf) {
+        _cacheLimit.emplace([this](const Problem& problem) { Warn(problem); });
+    }
+    ReadFailures();
+    Interrupts interrupts;
     if (_recursive) {
-        FindFirstJob();
+        FindFirstJob(interrupts);
     } else {
         TakeFromCache();
         _jobs.MakeReady();
@@ -153,12 +160,12 @@ void ConversionCommand::Work() {
         return;
     }
     if (_folders.IsDryRun()) {
-        Plan();
+        Plan(interrupts);
         return;
     }
     loader::CheckServer(What());
     const size_t slots = loader::CheckPool(What(), Task().Priority());
-    ConvertJobs(AtOnce(slots));
+    ConvertJobs(AtOnce(slots), interrupts);
 }
 
 // The containers that can take such jobs; more workers would only wait for them.
@@ -169,17 +176,46 @@ size_t ConversionCommand::AtOnce(size_t slots) const {
     return _folders.Jobs() != 0 ? _folders.Jobs() : std::max<size_t>(slots, 1);
 }
 
-void ConversionCommand::FindFirstJob() {
+// Reads all at once: a query for each of a hundred thousand documents would take longer. Without
+// the memory, everything is tried.
+void ConversionCommand::ReadFailures() {
+    if (_refresh || Task().Stream() == nullptr) {
+        return;
+    }
+    if (const auto problem =
+            ProblemOf([this] { _failedBefore = loader::FailureMemory().Read(); })) {
+        Warn(*problem);
+    }
+}
+
+// Who names a document wants to see its thumbnail tried, although another program has marked it.
+void ConversionCommand::CheckWorthTrying(const loader::Document& document) const {
+    const auto marks = _recursive ? loader::Marks::kCount : loader::Marks::kIgnored;
+    if (const auto obstacle = _failedBefore.Obstacle(document, loader::ProductOf(Task()),
+                                                     std::time(nullptr), marks)) {
+        throw loader::Failure(*obstacle);
+    }
+}
+
+void ConversionCommand::FindFirstJob(Interrupts& interrupts) {
     loader::OpenCache(What());  // whatever is wrong with it concerns all jobs
     _jobs.List(kHeadStart);
-    while (!_jobs.HasReady() && Explore(kExploreSlice)) {
+    while (!_jobs.HasReady() && GoesOnExploring(interrupts)) {
     }
+}
+
+bool ConversionCommand::GoesOnExploring(Interrupts& interrupts) {
+    if (interrupts.Take()) {
+        GiveUpAfter(ConversionRun::End::kStopped);
+        return false;
+    }
+    return Explore(kExploreSlice);
 }
 
 // Closes the cache again each time: its connection must not cross the fork of a worker.
 bool ConversionCommand::Explore(std::chrono::milliseconds limit) {
     std::unique_ptr<core::CacheManager> cache;
-    return _jobs.Explore(limit, [&](Job& job) {
+    const bool goesOn = _jobs.Explore(limit, [&](Job& job) {
         if (_refresh) {
             return;
         }
@@ -188,6 +224,10 @@ bool ConversionCommand::Explore(std::chrono::milliseconds limit) {
         }
         Examine(job, *cache);
     });
+    if (!goesOn && _cacheLimit) {
+        _cacheLimit->CheckRoomFor(_jobs.All());
+    }
+    return goesOn;
 }
 
 void ConversionCommand::Examine(Job& job, core::CacheManager& cache) const {
@@ -195,7 +235,8 @@ void ConversionCommand::Examine(Job& job, core::CacheManager& cache) const {
     document.realPath = job.realPath;
     const loader::KeptProducts kept(document);
     if (!kept.IsFresh(Task().Stream(), cache)) {
-        CheckWorthTrying(job, kept);
+        document.sharePath = job.sharePath;
+        CheckWorthTrying(document);
         return;
     }
     job.kept = kept.PathOf(Task().Stream());
@@ -203,8 +244,11 @@ void ConversionCommand::Examine(Job& job, core::CacheManager& cache) const {
 }
 
 // Shows what would be converted.
-void ConversionCommand::Plan() {
-    while (Explore(kExploreSlice)) {
+void ConversionCommand::Plan(Interrupts& interrupts) {
+    while (GoesOnExploring(interrupts)) {
+    }
+    if (_ending) {
+        return;
     }
     while (Job* const job = _jobs.Next()) {
         job->state = Job::State::kPlanned;
@@ -229,6 +273,7 @@ void ConversionCommand::TakeFromCache(Job& job, core::CacheManager& cache) const
     const char* const stream = Task().Stream();
     const loader::KeptProducts kept(*job.document);
     if (!kept.IsFresh(stream, cache)) {
+        CheckWorthTrying(*job.document);
         return;
     }
     if (HandsOver()) {
@@ -243,8 +288,7 @@ void ConversionCommand::TakeFromCache(Job& job, core::CacheManager& cache) const
     TellDone(job);
 }
 
-void ConversionCommand::ConvertJobs(size_t atOnce) {
-    Interrupts interrupts;
+void ConversionCommand::ConvertJobs(size_t atOnce, Interrupts& interrupts) {
     ProgressBoard progress(ProgressMode());
     const auto deliver = [this](Job& job, const std::string& product) { Deliver(job, product); };
     RunningJobs running(Task(), _user, deliver, progress);
@@ -253,10 +297,21 @@ void ConversionCommand::ConvertJobs(size_t atOnce) {
         limits.end = _begin + *limit;
     }
     ConversionRun run(_jobs, running, progress);
-    GiveUpAfter(run.Run(limits,
-                        {[this](std::chrono::milliseconds limit) { return Explore(limit); },
-                         [this](const Job& job) { TellDone(job); }},
-                        interrupts));
+    const auto end = run.Run(limits,
+                             {[this](std::chrono::milliseconds limit) { return Explore(limit); },
+                              [this](const Job& job) { EndConverted(job); }},
+                             interrupts);
+    if (_cacheLimit) {
+        _cacheLimit->Finish();
+    }
+    GiveUpAfter(end);
+}
+
+void ConversionCommand::EndConverted(const Job& job) {
+    TellDone(job);
+    if (_cacheLimit) {
+        _cacheLimit->NoteStored(job);
+    }
 }
 
 void ConversionCommand::GiveUpAfter(ConversionRun::End end) {
@@ -307,6 +362,11 @@ void ConversionCommand::Tell(const Problem& problem) const {
         std::cout.flush();
         Print(std::cerr, problem);
     }
+}
+
+void ConversionCommand::Warn(const Problem& problem) {
+    Tell(problem);
+    _warnings.append(ToJson(problem));
 }
 
 // A list that cannot be written is no reason not to convert; the exit status tells.

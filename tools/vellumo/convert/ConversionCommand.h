@@ -8,13 +8,15 @@
 #include <vector>
 
 #include "app/Command.h"
+#include "app/Interrupts.h"
+#include "convert/CacheLimit.h"
 #include "convert/ConversionRun.h"
 #include "convert/FailureFile.h"
 #include "convert/FolderOptions.h"
 #include "convert/JobList.h"
 #include "convert/Progress.h"
-#include "loader/cache/KeptProducts.h"
 #include "loader/conversion/Assignment.h"
+#include "loader/failures/FailureMemory.h"
 #include "vellumo/CacheManager.h"
 
 namespace vellumo::cli {
@@ -42,9 +44,6 @@ protected:
     virtual bool HandsOver() const = 0;
     virtual std::string OutputType(const loader::Document& document) const = 0;
 
-    // Throws Failure to skip the document of `job`, found in a folder. Its product is not fresh.
-    virtual void CheckWorthTrying(const Job& /*job*/, const loader::KeptProducts& /*kept*/) const {}
-
     static std::string What(const Job& job) { return "cannot convert " + job.sharePath; }
 
 private:
@@ -55,18 +54,23 @@ private:
     void CollectJobs();
     void PlaceOutputs();
     void Work();
-    void FindFirstJob();
+    void ReadFailures();
+    void CheckWorthTrying(const loader::Document& document) const;
+    void FindFirstJob(Interrupts& interrupts);
+    bool GoesOnExploring(Interrupts& interrupts);
     bool Explore(std::chrono::milliseconds limit);
     void Examine(Job& job, NAVO::VELLUMO::CacheManager& cache) const;
-    void Plan();
+    void Plan(Interrupts& interrupts);
     void TakeFromCache();
     void TakeFromCache(Job& job, NAVO::VELLUMO::CacheManager& cache) const;
     size_t AtOnce(size_t slots) const;
-    void ConvertJobs(size_t atOnce);
+    void ConvertJobs(size_t atOnce, Interrupts& interrupts);
     void GiveUpAfter(ConversionRun::End end);
     void Deliver(Job& job, const std::string& product) const;
     Progress::Mode ProgressMode() const;
+    void EndConverted(const Job& job);
     void Tell(const Problem& problem) const;
+    void Warn(const Problem& problem);
     void TellDone(const Job& job) const;
     void NoteFailure(const Job& job);
     void TellSummary() const;
@@ -85,7 +89,10 @@ private:
     FolderOptions _folders;
     Clock::time_point _begin = Clock::now();
     JobList _jobs;
+    std::optional<CacheLimit> _cacheLimit;  // set while PDFs are kept
+    Json::Value _warnings{Json::arrayValue};
     std::optional<FailureFile> _failures;
+    loader::KnownFailures _failedBefore{{}, loader::ToolsFingerprint};
     std::optional<Problem> _ending;         // why not every document was tried
     std::optional<Problem> _reportProblem;  // why the list of failures is not complete
 };

@@ -25,17 +25,18 @@ ConversionRun::End ConversionRun::Run(const Limits& limits, const Callbacks& cal
     return _endsEarly.value_or(End::kComplete);
 }
 
-// Starts a job for every place that is free.
+// Starts a job for every place that is free. A job whose tool has ended needs no container, so the
+// next one prepares its document while that one still stores its product.
 void ConversionRun::StartJobs(const Limits& limits) {
     if (!_endsEarly && limits.end && Clock::now() >= *limits.end) {
         _endsEarly = End::kTimeIsUp;
     }
-    for (size_t running = _running.Count(); running < limits.atOnce && !_endsEarly; ++running) {
-        Job* const job = _jobs.Next();
+    for (size_t inPool = _running.CountInPool(); inPool < limits.atOnce && !_endsEarly; ++inPool) {
+        Job* const job = _running.Count() < 2 * limits.atOnce ? _jobs.Next() : nullptr;
         if (job == nullptr) {
             return;
         }
-        _running.Start(*job, _jobs.Count().Ended() + running + 1);
+        _running.Start(*job, _jobs.Count().Ended() + _running.Count() + 1);
     }
 }
 

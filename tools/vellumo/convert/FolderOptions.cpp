@@ -6,6 +6,7 @@
 #include <ctime>
 
 #include "convert/Times.h"
+#include "loader/Duration.h"
 
 namespace vellumo::cli {
 namespace {
@@ -22,10 +23,10 @@ std::string CheckTime(const std::string& text) {
 }
 
 std::string CheckDuration(const std::string& text) {
-    return DurationOf(text) ? ""
-                            : "'" + text +
-                                  "' is not a duration; write a number and its unit: "
-                                  "90s, 30m, 8h or 2d";
+    return loader::DurationOf(text) ? ""
+                                    : "'" + text +
+                                          "' is not a duration; write a number and its unit: "
+                                          "90s, 30m, 8h or 2d";
 }
 
 }  // namespace
@@ -85,7 +86,7 @@ FolderFilter FolderOptions::Filter() const {
 }
 
 std::optional<std::chrono::seconds> FolderOptions::TimeLimit() const {
-    return DurationOf(_timeLimit);
+    return loader::DurationOf(_timeLimit);
 }
 
 }  // namespace vellumo::cli

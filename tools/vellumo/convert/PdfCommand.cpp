@@ -28,7 +28,9 @@ constexpr const char* kExamples =
     "A conversion waits until a container is free ('vellumo pool' lists them) and may then run "
     "for\n"
     "120 seconds. Page ranges have low priority, and the first container never takes them.\n"
-    "Repeat an interrupted -r to go on where it stopped.\n"
+    "Repeat an interrupted -r to go on where it stopped. What has failed is not tried again "
+    "before\n"
+    "the document or the tools change, or its time has come: see 'vellumo failures'.\n"
     "\nDocument types: ";
 
 std::string TypesInLines() {

@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "convert/RunningJobs.h"
 
+#include <algorithm>
+
 #include "app/Reasons.h"
 
 namespace vellumo::cli {
@@ -32,12 +34,24 @@ void RunningJobs::Start(Job& job, size_t number) {
     }
 }
 
-bool RunningJobs::Wait(loader::StopRequests& stops, std::chrono::milliseconds limit) const {
+size_t RunningJobs::CountInPool() const {
+    return static_cast<size_t>(
+        std::count_if(_running.begin(), _running.end(),
+                      [](const Running& running) { return !running.hasLeftPool; }));
+}
+
+bool RunningJobs::Wait(loader::StopRequests& stops, std::chrono::milliseconds limit) {
     std::vector<const loader::Conversion*> conversions;
     for (const Running& running : _running) {
         conversions.push_back(&running.conversion);
     }
-    return loader::WaitForNews(conversions, stops, limit);
+    const bool isToStop = loader::WaitForNews(conversions, stops, limit, _releases.WaitOn());
+    if (_releases.Take()) {
+        for (Running& running : _running) {
+            running.hasLeftPool = running.hasLeftPool || running.conversion.HasLeftPool();
+        }
+    }
+    return isToStop;
 }
 
 void RunningJobs::Stop() {

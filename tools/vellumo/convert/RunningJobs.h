@@ -11,6 +11,7 @@
 #include "convert/Job.h"
 #include "convert/Progress.h"
 #include "loader/conversion/Conversion.h"
+#include "loader/pool/SlotReleases.h"
 
 namespace vellumo::cli {
 
@@ -28,13 +29,16 @@ public:
 
     size_t Count() const { return _running.size(); }
 
+    // How many of them may still need a container: the others only store their products.
+    size_t CountInPool() const;
+
     // Resolves the document of `job` and starts to convert it. The job is not owned and stays where
     // it is until it has ended. `number`: the how-manieth job of the command it is.
     void Start(Job& job, size_t number);
 
     // Waits until a job may have ended or a stop is requested, for at most `limit`. Returns whether
     // a stop is requested.
-    bool Wait(loader::StopRequests& stops, std::chrono::milliseconds limit) const;
+    bool Wait(loader::StopRequests& stops, std::chrono::milliseconds limit);
 
     // Requests all jobs to stop; a second call ends every wait for them.
     void Stop();
@@ -53,6 +57,7 @@ private:
         Progress shown;
         loader::Conversion conversion;
         Clock::time_point begin = Clock::now();
+        bool hasLeftPool = false;
     };
 
     bool HasEnded(Running& running) const;
@@ -63,6 +68,7 @@ private:
     ProgressBoard& _progress;
     std::list<Running> _running;
     std::vector<Job*> _ended;
+    loader::SlotReleases _releases;
 };
 
 }  // namespace vellumo::cli

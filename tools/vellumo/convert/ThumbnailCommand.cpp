@@ -3,9 +3,6 @@
 
 #include <CLI/CLI.hpp>
 
-#include "loader/cache/KeptProducts.h"
-#include "loader/conversion/Endings.h"
-
 namespace vellumo::cli {
 namespace {
 
@@ -18,8 +15,10 @@ constexpr const char* kExamples =
     "The picture shows the first page, taken from the PDF in the cache if there is one. It is "
     "kept\n"
     "in the cache too; until the document changes, the next call takes it from there.\n"
-    "With -r, a document whose thumbnail failed is not tried again until it changes, unless you\n"
-    "give --refresh. Repeat an interrupted -r to go on where it stopped.\n"
+    "A document whose thumbnail failed is not tried again before it or the tools change; after a\n"
+    "time limit or a crash, 10 minutes and 2 hours later. 'vellumo why' tells more, --refresh "
+    "tries\n"
+    "at once. Repeat an interrupted -r to go on where it stopped.\n"
     "Thumbnails have low priority, and the first container never takes them, so the pool needs at\n"
     "least two containers.";
 
@@ -29,12 +28,6 @@ ThumbnailCommand::ThumbnailCommand(CLI::App& app)
     : ConversionCommand(app.add_subcommand("thumbnail", "Make thumbnails of documents"),
                         "kept in the cache only") {
     Arguments()->footer(kExamples);
-}
-
-void ThumbnailCommand::CheckWorthTrying(const Job& job, const loader::KeptProducts& kept) const {
-    if (kept.ThumbnailHasFailed()) {
-        throw loader::Failure(loader::ExplainEarlierFailure(What(job)));
-    }
 }
 
 }  // namespace vellumo::cli

@@ -17,7 +17,6 @@ private:
     loader::Assignment Task() const override { return {loader::Assignment::Service::kThumbnail}; }
     bool HandsOver() const override { return HasOutput(); }
     std::string OutputType(const loader::Document& /*document*/) const override { return "png"; }
-    void CheckWorthTrying(const Job& job, const loader::KeptProducts& kept) const override;
 };
 
 }  // namespace vellumo::cli

@@ -2,15 +2,11 @@
 #ifndef VELLUMO_TOOLS_TIMES_H
 #define VELLUMO_TOOLS_TIMES_H
 
-#include <chrono>
 #include <ctime>
 #include <optional>
 #include <string>
 
 namespace vellumo::cli {
-
-// A whole number with its unit: "90s", "30m", "12h" or "2d"; null for any other text, and for 0.
-std::optional<std::chrono::seconds> DurationOf(const std::string& text);
 
 // A date with or without a time of the day, in local time ("2026-11-22", "2026-11-22 14:30",
 // "2026-11-22T14:30:15"), or a duration before `now`; null for any other text.

@@ -7,23 +7,12 @@
 #include <algorithm>
 
 #include "loader/Text.h"
-#include "vellumo/utils.h"
+#include "loader/documents/FolderRules.h"
 
 namespace vellumo::cli {
 namespace {
 
-namespace core = NAVO::VELLUMO;
 namespace fs = std::filesystem;
-
-bool IsConvertible(const std::string& name) {
-    std::string type;
-    return core::GetFileType(name, type) && loader::FamilyOf(type) != nullptr;
-}
-
-// The other kinds, ".recycle" and ".~lock.NAME#", have hidden names.
-bool IsLeftover(const std::string& name) {
-    return name.starts_with("~$") || name.starts_with('@') || name == "#recycle";
-}
 
 bool Matches(const std::string& pattern, const std::string& text) {
     return fnmatch(pattern.c_str(), text.c_str(), 0) == 0;
@@ -85,11 +74,12 @@ std::optional<FoundDocument> FolderWalk::Examine(const fs::directory_entry& entr
     if (fs::is_directory(status)) {
         _waiting.push_back(path);
     }
-    return fs::is_regular_file(status) && IsConvertible(name) ? Document(path) : std::nullopt;
+    return fs::is_regular_file(status) && loader::IsConvertible(name) ? Document(path)
+                                                                      : std::nullopt;
 }
 
 bool FolderWalk::IsSkipped(const std::string& name, const std::string& path) const {
-    if (name.starts_with('.') || (_filter.skipsLeftovers && IsLeftover(name))) {
+    if (loader::IsHidden(name) || (_filter.skipsLeftovers && loader::IsLeftover(name))) {
         return true;
     }
     return std::any_of(_filter.excluded.begin(), _filter.excluded.end(), [&](const auto& pattern) {

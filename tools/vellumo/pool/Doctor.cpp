@@ -18,6 +18,7 @@
 #include "loader/Text.h"
 #include "loader/cache/KeptProducts.h"
 #include "loader/conversion/Conversion.h"
+#include "loader/pool/CanaryFolder.h"
 #include "loader/pool/PoolState.h"
 #include "loader/pool/Readiness.h"
 #include "vellumo/Constants.h"
@@ -40,62 +41,6 @@ namespace fs = std::filesystem;
 using Service = loader::Assignment::Service;
 
 constexpr auto kAnswerLimit = std::chrono::seconds(20);
-constexpr const char* kFolderOfCanaries = "/docker/@tmp/Vellumo";
-
-// The directory of the sample documents: beside the program in a build tree, or installed.
-fs::path CanaryPlace() {
-    const fs::path here = fs::read_symlink("/proc/self/exe").parent_path();
-    for (const char* place : {"canaries", VELLUMO_CANARIES}) {
-        if (fs::is_directory(here / place)) {
-            return here / place;
-        }
-    }
-    throw Failure({ExitCode::kFailed,
-                   "cannot test the tools",
-                   "the sample documents are missing from " +
-                       (here / VELLUMO_CANARIES).lexically_normal().string(),
-                   "Install Vellumo again.",
-                   {}});
-}
-
-// A folder with the sample documents, on the volume of the scratch directories, where no user sees
-// it. Removed at the end with its content.
-class CanaryFolder {
-public:
-    CanaryFolder() : CanaryFolder(MakeFolder()) {
-        for (const char* document : {"report.odt", "budget.xlsx", "brochure.pdf", "book.epub"}) {
-            fs::copy_file(CanaryPlace() / document, fs::path(_realPath) / document);
-        }
-    }
-    ~CanaryFolder() {
-        std::error_code ignored;
-        fs::remove_all(_realPath, ignored);
-    }
-    CanaryFolder(const CanaryFolder&) = delete;
-    CanaryFolder& operator=(const CanaryFolder&) = delete;
-
-    std::string SharePath() const {
-        return std::string(kFolderOfCanaries) + "/" + fs::path(_realPath).filename().string();
-    }
-
-private:
-    // A constructor of its own, so that the folder is removed also when a document cannot be
-    // copied.
-    explicit CanaryFolder(std::string realPath) : _realPath(std::move(realPath)) {}
-
-    static std::string MakeFolder() {
-        std::string path = loader::Resolve(kFolderOfCanaries, "").realPath;
-        fs::create_directories(path);
-        path += "/@doctor-XXXXXX";
-        if (mkdtemp(path.data()) == nullptr) {
-            const std::error_code error(errno, std::generic_category());
-            throw fs::filesystem_error("cannot create a folder for the sample documents", error);
-        }
-        return path;
-    }
-
-    std::string _realPath;
-};
 
 bool BeginsWith(const std::string& path, const std::string& beginning) {
     std::ifstream file(path, std::ios::binary);
@@ -110,6 +55,8 @@ std::string Seconds(double seconds) {
     return text.str();
 }
 
+}  // namespace
+
 void Print(const Finding& finding) {
     std::cout << (finding.sound ? "ok      " : "FAILED  ") << Printable(finding.subject) << ": "
               << Printable(finding.detail) << '\n';
@@ -119,7 +66,18 @@ void Print(const Finding& finding) {
     std::cout << std::flush;
 }
 
-}  // namespace
+Json::Value ToJson(const std::vector<Finding>& findings) {
+    Json::Value array(Json::arrayValue);
+    for (const Finding& finding : findings) {
+        Json::Value entry(Json::objectValue);
+        entry["subject"] = finding.subject;
+        entry["ok"] = finding.sound;
+        entry["detail"] = finding.detail;
+        entry["remedy"] = finding.remedy;
+        array.append(entry);
+    }
+    return array;
+}
 
 void Doctor::Add(Finding finding) {
     _tell(finding);
@@ -253,7 +211,8 @@ void Doctor::CheckTools() {
     };
     try {
         const auto problem = ProblemOf([&] {
-            const CanaryFolder folder;
+            const loader::CanaryFolder folder(
+                VELLUMO_CANARIES, {"report.odt", "budget.xlsx", "brochure.pdf", "book.epub"});
             for (const Canary& canary : canaries) {
                 TryTool(canary, folder.SharePath());
             }
@@ -291,8 +250,10 @@ void Doctor::Convert(const Canary& canary, const std::string& folder) {
     Interrupts interrupts;
     Progress silent(Progress::Mode::kNone, 1);
     loader::Conversion conversion(document, canary.assignment);
-    const std::string product = conversion.Run(interrupts, silent);
-    if (!BeginsWith(product, canary.beginning)) {
+    const bool isGood = BeginsWith(conversion.Run(interrupts, silent), canary.beginning);
+    // A thumbnail is kept, which nobody needs of a sample.
+    loader::KeptProducts(document).RemoveAll(*loader::OpenCache(""));
+    if (!isGood) {
         throw Failure({ExitCode::kToolFailed,
                        "",
                        std::string("the tool (") + canary.tool + ") made no usable product",
@@ -310,17 +271,10 @@ CommandResult ExaminePool(bool json) {
     doctor.Examine();
 
     CommandResult result{ExitCode::kDone};
-    result.json["findings"] = Json::Value(Json::arrayValue);
-    size_t failed = 0;
-    for (const Finding& finding : doctor.Findings()) {
-        Json::Value entry(Json::objectValue);
-        entry["subject"] = finding.subject;
-        entry["ok"] = finding.sound;
-        entry["detail"] = finding.detail;
-        entry["remedy"] = finding.remedy;
-        result.json["findings"].append(entry);
-        failed += finding.sound ? 0U : 1U;
-    }
+    result.json["findings"] = ToJson(doctor.Findings());
+    const auto failed =
+        static_cast<size_t>(std::count_if(doctor.Findings().begin(), doctor.Findings().end(),
+                                          [](const Finding& finding) { return !finding.sound; }));
     if (failed != 0) {
         const Problem problem{ExitCode::kPool,
                               "the pool is not sound",

@@ -21,6 +21,12 @@ struct Finding {
     std::string remedy;  // what to do about it; "" if it is sound
 };
 
+// Prints it as lines for people, and writes them out at once.
+void Print(const Finding& finding);
+
+// An array of objects with the members "subject", "ok", "detail" and "remedy".
+Json::Value ToJson(const std::vector<Finding>& findings);
+
 // vellumo pool doctor: checks everything that a conversion needs, and converts a small document
 // with every tool, through the pool like every conversion.
 class Doctor {

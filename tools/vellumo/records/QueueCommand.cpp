@@ -11,6 +11,7 @@
 #include "app/Messages.h"
 #include "loader/Text.h"
 #include "loader/documents/Document.h"
+#include "loader/queue/Operation.h"
 #include "records/Database.h"
 #include "vellumo/Constants.h"
 #include "vellumo/TaskDB.h"
@@ -23,17 +24,19 @@ using Task = core::TaskDB::Task;
 
 constexpr const char* kExamples =
     "Examples:\n"
-    "  vellumo queue add /docs/a.docx --op 1   append a task for a document\n"
-    "  vellumo queue add /docs/new --folder    append a task for a folder\n"
-    "  vellumo queue                           list the tasks, oldest first\n"
-    "  vellumo queue next                      show the oldest task; it stays queued\n"
-    "  vellumo queue done 17 18                delete tasks by their ids when they are done\n"
-    "  vellumo queue has /docs/new             show whether it, or anything in it, is queued\n"
-    "The queue is a to-do list for other programs; conversions do not use it. It stores real "
-    "paths,\n"
-    "as 'vellumo path' shows them, and the file need not exist. The programs that work on the "
-    "queue\n"
-    "define what the numbers of --op and --type mean.";
+    "  vellumo queue add /docs/a.docx            keep a PDF and a thumbnail of a document\n"
+    "  vellumo queue add --folder /docs/new      the same for all documents in a folder\n"
+    "  vellumo queue add --op now /docs/b.docx   the same before everything else\n"
+    "  vellumo queue add --op remove /docs/old   remove what is kept of it\n"
+    "  vellumo queue                             list the tasks, oldest first\n"
+    "  vellumo queue done 17 18                  delete tasks by their ids\n"
+    "  vellumo queue has /docs/new               show whether it, or anything in it, is queued\n"
+    "The daemon navovellumod works on the queue; 'vellumo status' shows how far it is. A task "
+    "stays\n"
+    "in the queue until it is done. The queue stores real paths, as 'vellumo path' shows them, "
+    "and\n"
+    "the file need not exist. Tasks with numbers that are not listed here are left to other "
+    "programs.";
 
 constexpr int kIdWidth = 10;
 constexpr int kNumberWidth = 12;
@@ -74,6 +77,25 @@ void PrintColumns(const std::string& id, const std::string& op, const std::strin
     std::cout << std::right << std::setw(kIdWidth) << id << std::setw(kNumberWidth) << op
               << std::setw(kNumberWidth) << type << "  " << std::left << std::setw(8) << kind
               << Printable(path) << '\n';
+}
+
+// "convert (0), now (1)".
+std::string WordsAndNumbers(const std::vector<std::string>& words) {
+    std::string text;
+    for (size_t number = 0; number < words.size(); ++number) {
+        text += (number == 0 ? "" : ", ") + words.at(number) + " (" + std::to_string(number) + ")";
+    }
+    return text;
+}
+
+// For CLI11: replaces a word by its number, and leaves everything else as it is.
+CLI::Validator ToNumberOf(const std::vector<std::string>& words) {
+    return {[words](std::string& value) {
+                const auto word = std::find(words.begin(), words.end(), value);
+                value = word == words.end() ? value : std::to_string(word - words.begin());
+                return std::string();
+            },
+            ""};
 }
 
 void Print(const std::vector<Task>& tasks) {
@@ -124,12 +146,20 @@ void QueueCommand::AddAdd() {
         ->required()
         ->option_text("...");
     arguments->add_flag("--folder", _folder, "The paths are folders");
-    arguments->add_option("--op", _op, "Operation code of the tasks; default: 0")
+    arguments
+        ->add_option("--op", _op,
+                     "What to do: " + WordsAndNumbers(loader::OperationNames()) +
+                         ";\nor the number of another program; default: convert")
         ->check(CheckGiven)
-        ->option_text("N");
-    arguments->add_option("--type", _type, "Conversion type of the tasks; default: 0")
+        ->transform(ToNumberOf(loader::OperationNames()))
+        ->option_text("OP");
+    arguments
+        ->add_option("--type", _type,
+                     "Which products: " + WordsAndNumbers(loader::ProductsNames()) +
+                         ";\nor the number of another program; default: both")
         ->check(CheckGiven)
-        ->option_text("N");
+        ->transform(ToNumberOf(loader::ProductsNames()))
+        ->option_text("TYPE");
     AddUser(arguments);
 }
 
