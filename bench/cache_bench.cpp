@@ -8,15 +8,18 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <chrono>
 #include <cstdio>
 #include <filesystem>
 #include <fstream>
+#include <functional>
 #include <iterator>
 #include <string>
 #include <vector>
 
 #include "Device.h"
 #include "DeviceView.h"
+#include "loader/cache/Collection.h"
 #include "vellumo/BaseDB.h"
 #include "vellumo/CacheManager.h"
 #include "vellumo/Constants.h"
@@ -268,6 +271,67 @@ void Bare(benchmark::State& state, Service service, const std::string& sample) {
     }
 }
 
+double MsSince(std::chrono::steady_clock::time_point begin) {
+    return std::chrono::duration<double, std::milli>(std::chrono::steady_clock::now() - begin)
+        .count();
+}
+
+// Converts and keeps a new document, with a tool that takes no time. The fastest tenth is what the
+// work itself takes on a machine that does other work too.
+void Keep(benchmark::State& state, Service service) {
+    const Index index(state.range(0));
+    PlayTool({});
+    std::vector<double> times;
+    for (auto _ : state) {
+        state.PauseTiming();
+        const std::string document = Index::NewDocument(static_cast<int64_t>(times.size()));
+        state.ResumeTiming();
+        const auto begin = std::chrono::steady_clock::now();
+        if (!Serve(service, document)) {
+            state.SkipWithError("the library failed");
+        }
+        times.push_back(MsSince(begin));
+    }
+    std::sort(times.begin(), times.end());
+    state.counters["fastest tenth, ms"] = times[times.size() / 10];
+}
+
+// What the command line does after 200 PDFs in a cache that is full.
+void CollectAfterMany(benchmark::State& state) {
+    constexpr int64_t kMany = 200;
+    const Index index(state.range(0));
+    int64_t left = index.Rows();
+    for (auto _ : state) {
+        left -= kMany;
+        if (vellumo::loader::CollectDownTo(left * Index::kStreamSize, "").streams != kMany) {
+            state.SkipWithError("not as many as were stored");
+        }
+    }
+}
+
+void RegisterByKept(const std::string& name, int iterations,
+                    const std::function<void(benchmark::State&)>& measured) {
+    benchmark::RegisterBenchmark((name + ", documents kept").c_str(), measured)
+        ->Arg(1000)
+        ->Arg(10000)
+        ->Arg(100000)
+        ->Unit(benchmark::kMillisecond)
+        ->UseRealTime()
+        ->Iterations(iterations)
+        ->Repetitions(3)
+        ->ReportAggregatesOnly();
+}
+
+void RegisterKept() {
+    const auto keepBy = [](Service service) {
+        return [service](benchmark::State& state) { Keep(state, service); };
+    };
+    RegisterByKept("a PDF stored, ToPDFCache", 10, keepBy(converter::ToPDFCache));
+    RegisterByKept("a PDF stored, without collection", 100,
+                   keepBy(converter::ToPDFCacheWithoutCollection));
+    RegisterByKept("a collection of 200 PDFs", 3, CollectAfterMany);
+}
+
 void RegisterByRows(const std::string& name, void (*measured)(benchmark::State&), int iterations) {
     benchmark::RegisterBenchmark(name.c_str(), measured)
         ->Arg(100)
@@ -331,6 +395,7 @@ int main(int argc, char** argv) {
         return 2;
     }
     RegisterIndex();
+    RegisterKept();
     RegisterSamples();
     benchmark::RunSpecifiedBenchmarks();
     return 0;
