@@ -10,13 +10,14 @@ fail() {
 
 # Packages to build, to convert and to test.
 build_packages=(g++ cmake ninja-build pkg-config libjsoncpp-dev libboost-filesystem-dev
-    libboost-system-dev libsqlite3-dev libseccomp-dev libreoffice-dev libreofficekit-dev libcli11-dev libgtest-dev libgmock-dev
-    libbenchmark-dev bubblewrap)
+    libboost-system-dev libsqlite3-dev libseccomp-dev libqpdf-dev libreoffice-dev
+    libreofficekit-dev libcli11-dev libgtest-dev libgmock-dev libsystemd-dev libboost-dev
+    libpam0g-dev libsodium-dev libbenchmark-dev bubblewrap)
 tool_packages=(libreoffice-writer libreoffice-calc libreoffice-impress libreoffice-draw
     libreoffice-math python3-uno unoconv pdftk-java qpdf imagemagick ghostscript calibre
     fonts-dejavu fonts-liberation)
 test_packages=(procps poppler-utils abigail-tools mandoc acl shellcheck samba samba-vfs-modules
-    smbclient)
+    smbclient btrfs-progs bindfs nginx-light apache2-bin caddy openssl curl doxygen zsh fish)
 # A container engine, which only root can run, and the programs that build the converters' image.
 engine_packages=(docker.io debootstrap docker-compose)
 check_packages=(clang clang-format clang-tidy libclang-rt-dev)
@@ -34,7 +35,7 @@ missing_packages() {
 unit_files=/lib/systemd/system
 init_scripts=/etc/init.d
 service_units=(docker.service docker.socket containerd.service smbd.service nmbd.service
-    samba-ad-dc.service)
+    samba-ad-dc.service nginx.service caddy.service)
 
 # Every installation script of a package asks this program whether it may start a service. The first
 # function makes the answer no, the second restores what was there before.
@@ -82,6 +83,12 @@ need_packages() {
     export DEBIAN_FRONTEND=noninteractive
     apt-get update -qq
     install_packages "${missing[@]}"
+}
+
+# How many tests run at once: most of them wait most of the time. The others are marked as taking two
+# processors each (CMake's PROCESSORS).
+jobs_of_tests() {
+    echo $(($(nproc) * 2))
 }
 
 # build_preset PRESET [TARGET...]: configures a preset and builds it, or only the targets.

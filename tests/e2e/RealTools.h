@@ -54,6 +54,7 @@ protected:
 
     // Removes the product and checks that no other file is left and no container is in use.
     void ExpectNothingLeft();
+    static void ExpectNothingLeftByTheEngine();
 
     std::string _product;
 };

@@ -23,7 +23,8 @@ constexpr const char* kServer = "/usr/sbin/smbd";
 constexpr const char* kClientConfiguration = "/device/smbd/client.conf";
 constexpr const char* kServerConfiguration = "/etc/samba/smb.conf";
 constexpr const char* kPassword = "a password";
-constexpr int kPatience = 10000;  // milliseconds until a client has connected
+constexpr const char* kTimeLimit = "50";  // seconds for an answer of a server that has little time
+constexpr int kPatience = 10000;          // milliseconds until a client has connected
 
 // Samba's programs keep all that they write in the device's folder.
 constexpr const char* kPlaces =
@@ -151,9 +152,9 @@ Finished SambaTest::AsUser(const std::string& user, const std::string& share,
                            const std::string& commands, const char* address) {
     const Listener listener = ListenAt(address);
     RunningProgram client({"smbclient", "--configfile", kClientConfiguration, "--port",
-                           std::to_string(listener.port), "--user", user + "%" + kPassword,
-                           "--command", commands, std::string("//") + address + "/" + share},
-                          RunningProgram::Errors::kDropped);
+                           std::to_string(listener.port), "--timeout", kTimeLimit, "--user",
+                           user + "%" + kPassword, "--command", commands,
+                           std::string("//") + address + "/" + share});
     const Descriptor connection = Accept(listener);
     const ChildProcess server([&] { return connection ? Serve(connection) : 1; });
     std::string output = client.ReadToEnd();

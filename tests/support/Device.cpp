@@ -27,6 +27,9 @@ constexpr const char* kCalls = "/device/docker-calls";
 constexpr const char* kMayEnd = "/device/tool-may-end";
 constexpr const char* kOverlap = "/device/overlap";
 constexpr const char* kLooks = "/device/docker-looks";
+constexpr const char* kImage = "/device/tools-image";
+constexpr const char* kToolEngine = "/device/tool-engine";
+constexpr const char* kToolNotes = "/device/tool-notes";
 constexpr const char* kStreamsOfSources = "/volume1/@navoea/docker/@@tmp/Vellumo/@@tmp/source";
 constexpr size_t kPathSize = 4096;
 
@@ -55,7 +58,8 @@ void InstallDocker(const char* program) {
 
 void InstallScriptedDocker() {
     InstallDocker(VELLUMO_FAKE_DOCKER);
-    for (const char* trace : {kScript, kCalls, kMayEnd, kOverlap, kLooks, "/device/seen-source"}) {
+    for (const char* trace : {kScript, kCalls, kMayEnd, kOverlap, kLooks, kImage, kToolEngine,
+                              kToolNotes, "/device/seen-source"}) {
         fs::remove(trace);
     }
     for (const std::string& name : Names("/device")) {
@@ -133,6 +137,22 @@ void PlayTool(const Script& script) {
     WriteFile(kScript, text.str());
 }
 
+void PlayToolsOfDocuments() {
+    WriteFile(kToolEngine, VELLUMO_ENGINE "\n");
+}
+
+std::vector<ToolNote> ToolNotes() {
+    std::vector<ToolNote> notes;
+    std::istringstream lines(ReadFile(kToolNotes));
+    std::string what;
+    for (ToolNote note; lines >> note.milliseconds >> what >> note.container >> note.process >>
+                        note.kind >> note.id;) {
+        note.isEnd = what == "end";
+        notes.push_back(note);
+    }
+    return notes;
+}
+
 void LetToolEnd() {
     WriteFile(kMayEnd, "");
 }
@@ -150,6 +170,10 @@ void UseNotedEngine() {
                            "\n"
                            "exec '" VELLUMO_ENGINE "' \"$@\"\n");
     fs::permissions(kDocker, fs::perms(0755));
+}
+
+void ChangeTools(const std::string& image) {
+    WriteFile(kImage, image + '\n');
 }
 
 std::vector<std::vector<std::string>> DockerCalls() {
@@ -218,6 +242,7 @@ void PrepareFreshDevice(const std::string& kept) {
     Empty("/usr/navo");
     Empty("/var/log/navo");
     Empty("/var/packages/Vellumo/etc/leases");
+    unlink("/var/packages/Vellumo/etc/index.json");
     for (const char* directory : {"/volume1/docs", "/volume1/docker", "/volume1/homes/ann",
                                   "/volume2/archive", "/var/packages/Vellumo/etc",
                                   "/var/packages/Vellumo/target/conf", "/usr/navo/etc/strings"}) {

@@ -47,8 +47,30 @@ struct Script {
 };
 void PlayTool(const Script& script);
 
+// From now on, documents that begin with the line
+//     tool: ID BEHAVIOUR MILLISECONDS
+// tell the scripted tool what to do: to take that time and then, if the behaviour is "ok", to write
+// a product with the content of its source. "fail": to write nothing; "kill": to kill the worker
+// process that has called it. Each call is noted. The embedded engine converts other documents.
+void PlayToolsOfDocuments();
+
+// The beginning or the end of a call that a document has told the tool.
+struct ToolNote {
+    int64_t milliseconds = 0;  // of the steady clock
+    bool isEnd = false;
+    std::string container;
+    pid_t process = 0;
+    std::string kind;  // "pdf", "page" (a PDF of the first page) or "picture"
+    std::string id;    // of the document
+};
+std::vector<ToolNote> ToolNotes();
+
 // Lets one held tool continue: one that waits now, or the next one that is held.
 void LetToolEnd();
+
+// The containers are of another image from now on: "sha256:2". One without "sha256:" is an engine's
+// answer that tells nothing.
+void ChangeTools(const std::string& image);
 
 // Replaces the scripted tools by the embedded engine: commands run the real converters.
 void UseEmbeddedEngine();

@@ -9,6 +9,7 @@
 #include <array>
 #include <cerrno>
 #include <csignal>
+#include <fstream>
 #include <system_error>
 #include <utility>
 
@@ -106,6 +107,18 @@ int BecomeProgram(std::vector<std::string> command) {
     const std::vector<char*> argv = support::ArgumentVector(command);
     execvp(argv[0], argv.data());
     return 127;
+}
+
+double MemoryOf(pid_t process, const std::string& kind) {
+    std::ifstream status("/proc/" + std::to_string(process) + "/status");
+    for (std::string word; status >> word;) {
+        if (word == kind + ':') {
+            double kibibytes = 0;
+            status >> kibibytes;
+            return kibibytes / 1024;
+        }
+    }
+    return 0;
 }
 
 std::vector<int> RunAtOnce(int count, const std::function<int(int)>& body) {

@@ -55,6 +55,10 @@ private:
 // For the `body`: executes a program, which is found on the PATH. Returns 127 when that fails.
 int BecomeProgram(std::vector<std::string> command);
 
+// Memory of a process in MiB: what it has now ("VmRSS") or the most that it has had ("VmHWM"). 0
+// when it has ended.
+double MemoryOf(pid_t process, const std::string& kind);
+
 // Runs `body` with 0, 1, … in `count` processes, none of which begins before all have started.
 // Returns the result of Wait() for each.
 std::vector<int> RunAtOnce(int count, const std::function<int(int)>& body);
