@@ -66,12 +66,9 @@ TEST_F(EngineWarm, IsStartedOnceHoweverOften) {
 
 TEST_F(EngineWarm, LeavesNothingWhenItIsStopped) {
     const Said said = Warm(R"sh(
-        group=$(grep -o '/[^:]*vellumo-engine-.*' /proc/$(keeper_process)/cgroup | head -1)
-        # By their inode numbers, because another engine may have taken the group's name since.
-        groups() { [ -z "$group" ] || find /sys/fs/cgroup -path "*$group" -printf '%i\n' 2>/dev/null; }
-        groups >$folder/groups
+        groups_of $(keeper_process) >$folder/groups
         docker stop navo1; echo $?; docker status navo1; list_office; ls -A $above
-        groups | grep -xFf $folder/groups
+        groups_left $folder/groups
         docker stop navo1; echo $?)sh");
     EXPECT_THAT(said, Says(0, "0\nnavo1 cold\nsource\ntarget\n0\n"));
 }

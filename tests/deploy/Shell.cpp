@@ -26,6 +26,11 @@ await() {
     echo "waited in vain for: $*"; exit 99
 }
 export -f await
+groups_of() {
+    find /sys/fs/cgroup -path '*/vellumo-engine-*/cgroup.procs' -exec grep -lx "$1" {} + 2>/dev/null |
+        sed 's:/cgroup.procs$::' | xargs -r stat -c '%d:%i'
+}
+groups_left() { find /sys/fs/cgroup -name 'vellumo-engine-*' -printf '%D:%i\n' 2>/dev/null | grep -xFf "$1"; }
 )sh";
 
 constexpr const char* kInView = R"sh(

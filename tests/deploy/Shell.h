@@ -20,8 +20,10 @@ void PrintTo(const Said& said, std::ostream* stream);
 // Runs scripts with a folder of their own, which the destructor removes.
 //
 // Scripts are in bash. They can use $folder, $device (vellumo-device), $engine, $nobody (a prefix
-// that runs a command as an ordinary user) and `await`, which repeats a command until it succeeds
-// and ends the script after a time limit.
+// that runs a command as an ordinary user), `await`, which repeats a command until it succeeds and
+// ends the script after a time limit, `groups_of PID`, which prints a line for each control group
+// of an engine's that has the process in it, and `groups_left FILE`, which prints those of such
+// lines whose groups are still there (another engine may have taken the name of one that is gone).
 class Shell {
 public:
     Shell();

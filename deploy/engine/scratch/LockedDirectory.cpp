@@ -17,15 +17,22 @@ namespace {
 
 using support::Descriptor;
 
+bool TakeLock(const Descriptor& directory) {
+    return flock(directory.Get(), LOCK_EX | LOCK_NB) == 0;
+}
+
+// Until the lock is taken, another process may remove the directory, and a third one may make its
+// own under the name, which must stay.
 void SweepLeftovers(const std::string& above, const std::string& prefix, Remover remove) {
     const Descriptor directory = support::OpenDirectory(above);
     for (const std::string& name : support::NamesIn(directory)) {
         if (!name.starts_with(prefix)) {
             continue;
         }
+        const std::string path = above + name;
         const Descriptor lock = support::OpenDirectoryAt(directory, name);
-        if (lock && flock(lock.Get(), LOCK_EX | LOCK_NB) == 0) {
-            remove(above + name);
+        if (lock && TakeLock(lock) && support::LiesAt(lock, path)) {
+            remove(path);
         }
     }
 }
@@ -55,7 +62,7 @@ LockedDirectory::LockedDirectory(const std::string& above, const std::string& pr
     SweepLeftovers(above, prefix, remove);
     do {
         Create(above, prefix);
-    } while (!IsThere());
+    } while (!Lock());
 }
 
 LockedDirectory::~LockedDirectory() {
@@ -67,7 +74,6 @@ void LockedDirectory::Create(const std::string& above, const std::string& prefix
     do {
         _path = above + prefix + std::to_string(_number);
         if (mkdir(_path.c_str(), S_IRWXU) == 0) {
-            Lock();
             return;
         }
         ++_number;
@@ -76,20 +82,20 @@ void LockedDirectory::Create(const std::string& above, const std::string& prefix
     throw SystemFailure("cannot make a directory in " + above, error);
 }
 
-void LockedDirectory::Lock() {
+// False when the directory is another process's: until the lock is taken, a second process may
+// remove the directory as a leftover, and a third one may make its own under the name. To wait for
+// the lock would be to wait until that one's work is done. The name counts, because the link count
+// of a control group's directory does not show whether it was removed.
+bool LockedDirectory::Lock() {
     _lock = support::OpenDirectory(_path);
-    const bool isSwept = !_lock && errno == ENOENT;
-    if (!isSwept && flock(_lock.Get(), LOCK_EX) != 0) {
-        const int error = errno;
+    if (_lock && TakeLock(_lock)) {
+        return support::LiesAt(_lock, _path);
+    }
+    const int error = errno;
+    if (error != EWOULDBLOCK && error != ENOENT) {
         throw SystemFailure("cannot lock " + _path, error);
     }
-}
-
-// Between its creation and its lock, another process may have removed the directory as a leftover.
-// The check looks the name up, because the link count of a control group's directory does not show
-// whether it was removed.
-bool LockedDirectory::IsThere() const {
-    return support::LiesAt(_lock, _path);
+    return false;
 }
 
 }  // namespace vellumo::engine

@@ -33,8 +33,7 @@ public:
 
 private:
     void Create(const std::string& above, const std::string& prefix);
-    void Lock();
-    bool IsThere() const;
+    bool Lock();
 
     Remover _remove;
     std::string _path;
