@@ -172,6 +172,46 @@ test("a click on a document opens its PDF in a new tab", async () => {
     await assertNoTrouble(page);
 });
 
+// A tab in which a document is opened that the service does not make: the answers are the test's.
+async function openHeldUp(page, name) {
+    await page.evaluate(() => {
+        window.asked = [];
+        window.answer = {state: "queued", ahead: 3, seconds: 12};
+        const real = window.fetch;
+        window.fetch = (path, options) => {
+            if (!/\/api\/v1\/(open|status)\//.test(path)) {
+                return real(path, options);
+            }
+            window.asked.push(options?.method || "GET");
+            return new Promise((resolve) => {
+                setTimeout(() => resolve(new Response(JSON.stringify(window.answer))), 200);
+            });
+        };
+    });
+    const opened = new Promise((resolve) => {
+        page.browserContext().once("targetcreated", (target) => resolve(target.page()));
+    });
+    await enter(page, name);
+    return opened;
+}
+
+test("a tab tells how long its document takes, and closing it cancels", async () => {
+    const page = await openPage();
+    await logIn(page, "ann", ANN);
+    await waitForNames(page, "docs");
+    await enter(page, "docs");
+    await waitForNames(page, "letter.docx");
+    const tab = await openHeldUp(page, "letter.docx");
+    await tab.waitForFunction(() => document.body.textContent ===
+        "letter.docx: 3 documents come first, about 12 s (To cancel, close this tab.)");
+    await page.evaluate(() => { window.answer = {state: "converting", ahead: 0}; });
+    await tab.waitForFunction(
+        () => document.body.textContent.startsWith("letter.docx: converting … "));
+    await tab.close();
+    await page.waitForFunction(() => window.asked.at(-1) === "DELETE");
+    await assertNoTrouble(page);
+});
+
 test("going back, sorting and logging out work", async () => {
     const page = await openPage();
     await logIn(page, "ann", ANN);

@@ -51,29 +51,65 @@ async function askUntilTaken(question, isWanted) {
     }
 }
 
-// Waits until the product is there; true if it is. `tell` gets what happens meanwhile.
-async function make(path, product, tell, isWanted) {
-    const query = `${path}?product=${product}`;
+// What a person is told who waits for a document.
+function textOf(answer) {
+    let text = `${answer.state} …`;
+    if (answer.ahead > 0) {
+        text = answer.ahead === 1 ? "1 document comes first" : `${answer.ahead} documents come first`;
+    }
+    return answer.seconds > 0 ? `${text}, about ${answer.seconds} s` : text;
+}
+
+// Waits until the PDF is there; true if it is. When it is not wanted any more, it is not made either.
+// `tell` gets what happens meanwhile.
+async function make(path, tell, isWanted) {
+    const query = `${path}?product=pdf`;
+    let answer = await askUntilTaken(() => post(`open/${query}`), isWanted);
+    while (answer.state !== "ready" && answer.state !== "none") {
+        if (!isWanted()) {
+            await post(`open/${query}`, {}, "DELETE");
+            return false;
+        }
+        tell(textOf(answer));
+        answer = await ask(`status/${query}&wait=3`);
+    }
+    if (answer.state === "none") { // it has ended without a product
+        answer = await post(`open/${query}`);
+    }
+    return answer.state === "ready";
+}
+
+// False when the person has closed the tab or gone elsewhere in it.
+function isWaiting(tab) {
     try {
-        let answer = await askUntilTaken(() => post(`open/${query}`), isWanted);
-        while (answer.state !== "ready" && answer.state !== "none") {
-            tell(answer.ahead > 0 ? `${answer.ahead} documents come first` : `${answer.state} …`);
-            answer = await ask(`status/${query}&wait=20`);
-        }
-        if (answer.state === "none") { // it has ended without a product
-            answer = await post(`open/${query}`);
-        }
-        return answer.state === "ready";
-    } catch (refusal) {
-        tell(refusal.message);
+        return !tab.closed && tab.location.href === "about:blank";
+    } catch { // another site's page is in it
         return false;
     }
 }
 
-async function openDocument(path, tab) {
-    const ready = await make(path, "pdf", say, () => !tab.closed);
-    if (ready) {
+// The tab, which the person looks at, tells how long it takes.
+async function openDocument(path, name, tab) {
+    const isWanted = () => isWaiting(tab);
+    const tell = (text) => {
+        say(`${name}: ${text}`);
+        if (isWanted()) {
+            tab.document.title = name;
+            tab.document.body.textContent = `${name}: ${text} (To cancel, close this tab.)`;
+        }
+    };
+    let ready = false;
+    say("");
+    try {
+        ready = await make(path, tell, isWanted);
         say("");
+    } catch (refusal) {
+        say(`${name}: ${refusal.message}`);
+    }
+    if (!isWanted()) {
+        return;
+    }
+    if (ready) {
         tab.location.replace(`${api}pdf/${path}`);
     } else {
         tab.close();
@@ -190,7 +226,7 @@ function itemOf(entry, path) {
         link.target = "_blank";
         link.addEventListener("click", (event) => {
             event.preventDefault();
-            openDocument(path, window.open("about:blank", "_blank"));
+            openDocument(path, entry.name, window.open("about:blank", "_blank"));
         });
         picture.dataset.path = path;
         picture.dataset.version = entry.version;
