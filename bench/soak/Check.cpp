@@ -82,7 +82,7 @@ std::string Reason(const Call& call, const Call& next, const History& history,
         })) {
         return "the daemon was restarted meanwhile";
     }
-    if (AnyWithin(history.removals, call.begin, next.begin)) {
+    if (AnyWithin(history.removals, call.begin - kLongestQueued, next.begin)) {
         return "its products were removed on request";
     }
     if (history.written >= call.begin - kPreparingMs) {

@@ -26,6 +26,10 @@ constexpr int kSpreadMs = 200;
 constexpr int kLongMs = 60000;  // longer than a worker may take
 constexpr int kMostPadding = 20000;
 
+bool IsAtOrBelow(const std::string& realPath, const std::string& top) {
+    return realPath == top || realPath.starts_with(top + '/');
+}
+
 std::string SharePath(const std::string& realPath) {
     return realPath.substr(std::string("/volume1").size());
 }
@@ -120,6 +124,9 @@ void Documents::NoteRename(Entry document, const std::string& realPath) {
     }
     node.key() = realPath;
     _documents.insert(std::move(node));
+    if (IsBelowRemoved(realPath)) {
+        NoteRemovalOf(realPath);
+    }
 }
 
 void Documents::Rename() {
@@ -190,12 +197,24 @@ std::string Documents::Change() {
 
 // Whatever is removed may be kept again at any time: only the end knows who has to have products.
 void Documents::NoteRemoval(const std::string& top) {
+    _removals[top] = Now();
     for (const auto& [realPath, document] : _documents) {
-        if (realPath == top || realPath.starts_with(top + '/')) {
-            _removed.insert(realPath);
-            _histories[document.id].removals.push_back(Now());
+        if (IsAtOrBelow(realPath, top)) {
+            NoteRemovalOf(realPath);
         }
     }
+}
+
+void Documents::NoteRemovalOf(const std::string& realPath) {
+    _removed.insert(realPath);
+    _histories[_documents.at(realPath).id].removals.push_back(Now());
+}
+
+// The daemon removes what is in the folder when it comes to the task, not when somebody asked.
+bool Documents::IsBelowRemoved(const std::string& realPath) const {
+    return std::any_of(_removals.begin(), _removals.end(), [&](const auto& removal) {
+        return IsAtOrBelow(realPath, removal.first) && Now() - removal.second < kLongestQueued;
+    });
 }
 
 std::string Documents::Ask() {

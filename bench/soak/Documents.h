@@ -14,6 +14,9 @@ namespace vellumo::soak {
 // Milliseconds of the steady clock, as the tools note them.
 int64_t Now();
 
+// Milliseconds until the queue has come to a task, when the containers were away before.
+constexpr int64_t kLongestQueued = 30000;
+
 // A document as it is now.
 struct Document {
     std::string id;         // of its content; "" for a real one
@@ -63,6 +66,8 @@ private:
     void Delete();
     void NoteRename(Entry document, const std::string& realPath);
     void NoteRemoval(const std::string& top);
+    void NoteRemovalOf(const std::string& realPath);
+    bool IsBelowRemoved(const std::string& realPath) const;
 
     std::mt19937 _random;
     int _lastId = 0;
@@ -70,6 +75,8 @@ private:
     std::map<std::string, Document> _documents;  // by real path
     std::map<std::string, History> _histories;   // by id
     std::set<std::string> _removed;
+    std::map<std::string, int64_t>
+        _removals;  // when somebody asked last, by the folder or document
     std::vector<int> _folders = std::vector<int>(12, 0);  // how often each was renamed
 };
 

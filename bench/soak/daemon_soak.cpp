@@ -109,6 +109,7 @@ private:
     void Look();
     void TakeSample();
     bool ReportMemory() const;
+    bool ConvertsOneMore() const;
     double Minutes(int64_t time) const { return static_cast<double>(time - _begin) / kMinute; }
 
     Documents _documents;
@@ -280,6 +281,17 @@ bool Soak::ReportMemory() const {
     return !isLong || slope * 60 < memory / 10;
 }
 
+// What a killed worker has left is removed by the next conversion, and its own may have been the
+// last.
+bool Soak::ConvertsOneMore() const {
+    const auto& all = _documents.All();
+    const auto real = std::find_if(
+        all.begin(), all.end(), [](const auto& each) { return each.second.behaviour == "real"; });
+    return real != all.end() &&
+           test::RunVellumo({"pdf", "--no-cache", "--output", "/device/one-more.pdf",
+                             real->first.substr(std::string("/volume1").size())}) == 0;
+}
+
 bool Soak::IsGood() {
     bool isGood = ReportMemory() && _counts["bad ends of the daemon"] == 0;
     Stop(SIGTERM);
@@ -287,6 +299,7 @@ bool Soak::IsGood() {
         std::cout << name << ": " << count << '\n';
     }
     isGood = test::RunVellumo({"cache", "sweep"}) == 0 && isGood;
+    isGood = ConvertsOneMore() && isGood;
     for (const Faults& faults :
          {CheckProducts(_documents), CheckRepetitions(_documents, _disturbances),
           CheckForgotten(_documents), CheckLeftovers()}) {

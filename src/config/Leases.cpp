@@ -198,6 +198,10 @@ std::vector<Fields> FieldsOfHeld(const std::string& kind) {
     return held;
 }
 
+Fields FieldsOfHeld(const std::string& kind, const std::string& name) {
+    return IsHeld(kind, name) ? FieldsIn(Open(PathOf(kind, name))) : Fields();
+}
+
 void NoteDeath(const Lease& lease) {
     AddFields(lease, {kDeath});
 }

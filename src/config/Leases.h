@@ -67,8 +67,10 @@ struct Left {
 bool AnyLeft(const std::string& kind);
 std::vector<Left> TakeOverAll(const std::string& kind);
 
-// The fields of all leases of `kind` that living processes hold.
+// The fields of all leases of `kind` that living processes hold; those of the lease of `name`,
+// empty if no living process holds it.
 std::vector<Fields> FieldsOfHeld(const std::string& kind);
+Fields FieldsOfHeld(const std::string& kind, const std::string& name);
 
 // Tells those who look at the lease that its holder has died; for a healer, before it ends it.
 void NoteDeath(const Lease& lease);

@@ -76,25 +76,55 @@ Lease LeaseSlotOf(const SlotFields& slot, int parallelCount) {
 void LeftSlots::Find(int parallelCount) {
     _found.clear();
     for (const std::string& container : ContainerNames(_config.config)) {
+        int taken = 0;
         for (int number = 0; number < parallelCount; ++number) {
-            Keep({{}, SlotName(container, number), {}});
+            const std::string name = SlotName(container, number);
+            taken += IsHeld(name) || IsLeft(name) ? 1 : 0;
         }
+        CountAtLeast(container, taken);
     }
 }
 
-// Both members of a slot are changed by one save, so the job tells whether the slot is counted: its
-// process may have died before it had claimed it, or when it had released it.
-void LeftSlots::Keep(Slot slot) {
+// A command that runs is in the state file, unless that was lost meanwhile. When it is not one
+// after all, because its process has just released it and dies, it is a left one with the next
+// look.
+bool LeftSlots::IsHeld(const std::string& name) {
+    SlotFields slot;
+    if (!Read(leases::FieldsOfHeld(leases::kSlot, name), slot)) {
+        return false;
+    }
+    if (!json::HasMember(json::Member(_config.config, kRunningQueue), slot.key)) {
+        json::AsObject(_config.config[kRunningQueue])[slot.key] = true;
+    }
+    return true;
+}
+
+// Takes the slot's lease over. Both members of a slot are changed by one save, so the job tells
+// whether the slot is taken: its process may have died before it had claimed it, or when it had
+// released it.
+bool LeftSlots::IsLeft(const std::string& name) {
     leases::Fields fields;
-    slot.lease = leases::TakeOver(leases::kSlot, slot.name, fields);
+    Slot slot{leases::TakeOver(leases::kSlot, name, fields), name, {}};
     if (!slot.lease) {
-        return;
+        return false;
     }
     const Json::Value& running = json::Member(_config.config, kRunningQueue);
     if (!Read(fields, slot.fields) || !json::HasMember(running, slot.fields.key)) {
         slot.lease.End();
-    } else if (Now() - slot.fields.lookedAt >= kLookPauseSecs) {
+        return false;
+    }
+    if (Now() - slot.fields.lookedAt >= kLookPauseSecs) {
         _found.push_back(std::move(slot));
+    }
+    return true;
+}
+
+// A container that is registered anew counts nothing, also when commands run in it. The next
+// command there would get no lease, because they have them all.
+void LeftSlots::CountAtLeast(const std::string& container, int taken) {
+    Json::Value& entry = _config.config[container];
+    if (json::Integer(json::Member(entry, kUsing)) < taken) {
+        json::AsObject(entry)[kUsing] = taken;
     }
 }
 

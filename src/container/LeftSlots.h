@@ -29,7 +29,8 @@ public:
     // `config` is the pool's and must outlive the object.
     LeftSlots(ContainerPoolManager& pool, ConfigManager& config) : _pool(pool), _config(config) {}
 
-    // Takes over the leases of all left slots. The caller holds the state file's exclusive lock.
+    // Takes over the leases of all left slots, and puts into the state file what it does not say of
+    // the slots that are taken, as after its loss. The caller holds its exclusive lock.
     void Find(int parallelCount);
 
     // Looks into the containers of the slots found, without the lock, and gives back those in which
@@ -42,7 +43,9 @@ private:
         std::string name;
         SlotFields fields;
     };
-    void Keep(Slot slot);
+    bool IsHeld(const std::string& name);
+    bool IsLeft(const std::string& name);
+    void CountAtLeast(const std::string& container, int taken);
     void GiveBack(Slot& slot);
 
     ContainerPoolManager& _pool;

@@ -239,6 +239,43 @@ TEST_F(Death, JobOfAnotherProgramIsWaitedFor) {
     EXPECT_EQ(low.Wait(), 0);
 }
 
+TEST_F(Death, OfTheStateFileLeavesTheSlotToWhoHasIt) {
+    WriteState(R"({"navo1":{"using":0,"used":0}})");
+    Worker first = AtWork("pdf");
+    WriteState(R"({"navo1":{"using":0,"used":0}})");  // the container is registered anew
+    Worker other = PoolWorker({"pdf", kOther});
+    EXPECT_FALSE(ToolsAreCalled(2, kOnePoll));
+    EXPECT_EQ(State()["runningQueue"].size(), 1U);
+    LetOneToolEnd();
+    EXPECT_TRUE(ToolsAreCalled(2));
+    LetOneToolEnd();
+    EXPECT_EQ(first.Wait(), 0);
+    EXPECT_EQ(other.Wait(), 0);
+    EXPECT_FALSE(ContainersEverOverlapped());
+    EXPECT_EQ(State()["runningQueue"], Parsed("{}"));
+    EXPECT_EQ(State()["navo1"]["using"], 0);
+}
+
+TEST_F(Death, LeavesNothingWhenItsContainerIsRegisteredAnew) {
+    WriteState(R"({"navo1":{"using":0,"used":0},"navo2":{"using":1,"used":0}})");
+    Worker first = AtWork("pdf");
+    Kill(first);
+    LetOneToolEnd();
+    Json::Value state = State();
+    state["navo1"]["using"] = 0;
+    WriteState(Json::writeString(Json::StreamWriterBuilder(), state));
+    Worker second = AtWork("pdf", kOther);
+    Kill(second);
+    LetOneToolEnd();
+    PlayTool({});
+    Worker next = PoolWorker({"pdf", kDocument});
+    EXPECT_EQ(next.Wait(), 0);
+    EXPECT_EQ(State()["runningQueue"], Parsed("{}"));
+    EXPECT_EQ(State()["navo1"]["using"], 0);
+    EXPECT_THAT(ScratchFiles(), IsEmpty());
+    EXPECT_THAT(Names(kLeases), testing::ElementsAre("boot"));
+}
+
 TEST_F(Death, OfAHealerLeavesTheRestToTheNextOne) {
     LetContainerRunACommand("navo1", true);
     WriteState(R"({"navo1":{"using":0,"used":0},"navo2":{"using":0,"used":0}})");
