@@ -152,7 +152,10 @@ TEST_F(KeptProducts, AreGivenToNobodyWhenAUserPutsATreeInTheirPlace) {
     InVolume(forge + "; put /etc/hostname " + kPdf);
     ASSERT_TRUE(Exists(stream)) << "the forgery is not there";
     EXPECT_FALSE(IsServed("/volume1/docs/hers/a.docx"));
-    ASSERT_EQ(InVolume("rename @navoea forged; rename moved @navoea").status, 0);
+    for (const char* command : {"rename @navoea forged", "rename moved @navoea"}) {
+        // The server may not have ended the connections before, which keep it from renaming.
+        ASSERT_TRUE(ComesTrue([&] { return InVolume(command).status == 0; })) << command;
+    }
     ASSERT_EQ(chmod("/volume1", 0755), 0);
     EXPECT_TRUE(IsServed("/volume1/docs/hers/a.docx"));
 }
