@@ -28,7 +28,6 @@ constexpr const char* kStreams = "/volume1/@navoea";
 constexpr int64_t kStoringMs = 3000;
 constexpr int64_t kPreparingMs = 500;  // from the choice of a document to its tool
 constexpr int64_t kSettlingMs = 2500;
-constexpr int64_t kRecoveringMs = 15000;
 
 constexpr int kMostDeaths = 2;
 constexpr int kMostTimeLimits = 3;
@@ -64,11 +63,12 @@ bool AnyWithin(const std::vector<int64_t>& times, int64_t begin, int64_t end) {
 
 // Whether it was renamed while the daemon or its containers were away, or so shortly before that
 // the rename had not settled. A conversion that waits for a container then converts the file under
-// its old name; a daemon that is killed does not know of the rename.
+// its old name; a daemon that is killed does not know of the rename, which then costs a conversion
+// whenever somebody next comes to the document.
 bool IsRenamedWhileAway(const Call& next, const History& history,
                         const std::vector<Disturbance>& disturbances) {
     return std::any_of(disturbances.begin(), disturbances.end(), [&](const Disturbance& each) {
-        return each.begin < next.begin && next.begin <= each.end + kRecoveringMs &&
+        return each.begin < next.begin &&
                AnyWithin(history.renames, each.begin - kSettlingMs, each.end);
     });
 }
