@@ -90,6 +90,10 @@ function isWaiting(tab) {
 
 // The tab, which the person looks at, tells how long it takes.
 async function openDocument(path, name, tab) {
+    if (!tab) {
+        say(`${name}: the browser has opened no tab; allow this page to open tabs and try again.`);
+        return;
+    }
     const isWanted = () => isWaiting(tab);
     const tell = (text) => {
         say(`${name}: ${text}`);
