@@ -20,12 +20,6 @@ using testing::Not;
 
 namespace {
 
-std::vector<TestAccount> AccountsWithService() {
-    std::vector<TestAccount> accounts = SomeAccounts();
-    accounts.push_back({"vellumo", 1990, 1990});
-    return accounts;
-}
-
 // One share, docs, with a document that everybody may read.
 class Operation : public DeviceTest {
 protected:

@@ -25,12 +25,6 @@ constexpr const char* kPassword = "at-the-proxy";
 constexpr const char* kJar = "/device/cookies";
 constexpr const char* kLog = "/device/proxy-access.log";
 
-std::vector<TestAccount> AccountsWithService() {
-    std::vector<TestAccount> accounts = SomeAccounts();
-    accounts.push_back({"vellumo", 1990, 1990});
-    return accounts;
-}
-
 uint16_t FreePort() {
     const vellumo::support::Descriptor probe(socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0));
     sockaddr_in address{};

@@ -86,6 +86,12 @@ HttpAnswer Understood(const std::string& bytes) {
 
 }  // namespace
 
+std::vector<TestAccount> AccountsWithService() {
+    std::vector<TestAccount> accounts = SomeAccounts();
+    accounts.push_back({"vellumo", 1990, 1990});
+    return accounts;
+}
+
 Json::Value HttpAnswer::Json() const {
     Json::Value value;
     std::istringstream(content) >> value;

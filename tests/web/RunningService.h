@@ -8,10 +8,14 @@
 #include <string>
 #include <vector>
 
+#include "Accounts.h"
 #include "Device.h"
 #include "Process.h"
 
 namespace vellumo::test {
+
+// SomeAccounts(), and the account of the service.
+std::vector<TestAccount> AccountsWithService();
 
 // An answer as it came; status 0: none came.
 struct HttpAnswer {
