@@ -3,6 +3,7 @@
 
 #include <dirent.h>
 #include <fcntl.h>
+#include <sys/file.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -21,6 +22,14 @@ struct DirectoryCloser {
 
 bool IsSpecial(const std::string& name) {
     return name == "." || name == "..";
+}
+
+bool IsAt(const Descriptor& directory, const Descriptor& above, const std::string& name) {
+    struct stat opened {};
+    struct stat present {};
+    return fstat(directory.Get(), &opened) == 0 &&
+           fstatat(above.Get(), name.c_str(), &present, AT_SYMLINK_NOFOLLOW) == 0 &&
+           IsSameFile(opened, present);
 }
 
 // Leaves errno as NamesIn() says.
@@ -102,6 +111,19 @@ Descriptor OpenDirectory(const std::string& path) {
 
 Descriptor OpenDirectoryAt(const Descriptor& above, const std::string& name) {
     return Descriptor(openat(above.Get(), name.c_str(), kListing));
+}
+
+Descriptor LockDirectoryAt(const Descriptor& above, const std::string& name) {
+    Descriptor directory = OpenDirectoryAt(above, name);
+    if (!directory || flock(directory.Get(), LOCK_EX | LOCK_NB) != 0) {
+        errno = errno == ENOENT ? EWOULDBLOCK : errno;
+        return {};
+    }
+    if (!IsAt(directory, above, name)) {
+        errno = EWOULDBLOCK;
+        return {};
+    }
+    return directory;
 }
 
 std::vector<std::string> NamesIn(const Descriptor& directory) {

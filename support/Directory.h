@@ -21,6 +21,13 @@ Descriptor OpenDirectory(const std::string& path);
 // The same for the entry `name` of the directory `above`.
 Descriptor OpenDirectoryAt(const Descriptor& above, const std::string& name);
 
+// The same, and locks the directory with flock(2) for the life of the descriptor, without waiting.
+// errno is EWOULDBLOCK when another process has the lock or has removed the directory, also between
+// the opening and the lock, when a third one may have made its own under the name. The name
+// decides, because the link count of a control group's directory does not show whether it was
+// removed.
+Descriptor LockDirectoryAt(const Descriptor& above, const std::string& name);
+
 // Returns the names in `directory` without "." and "..", in no particular order. Returns no names,
 // with errno, when the directory cannot be listed; errno is 0 when the directory is empty.
 std::vector<std::string> NamesIn(const Descriptor& directory);

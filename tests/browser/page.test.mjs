@@ -212,6 +212,19 @@ test("a tab tells how long its document takes, and closing it cancels", async ()
     await assertNoTrouble(page);
 });
 
+test("a person whose browser opens no tab is told so", async () => {
+    const page = await openPage();
+    await logIn(page, "ann", ANN);
+    await waitForNames(page, "docs");
+    await enter(page, "docs");
+    await waitForNames(page, "letter.docx");
+    await page.evaluate(() => { window.open = () => null; });
+    await enter(page, "letter.docx");
+    await page.waitForFunction(() => document.getElementById("message").textContent ===
+        "letter.docx: the browser has opened no tab; allow this page to open tabs and try again.");
+    await assertNoTrouble(page);
+});
+
 test("going back, sorting and logging out work", async () => {
     const page = await openPage();
     await logIn(page, "ann", ANN);

@@ -2,14 +2,12 @@
 #include "jail/rooms.h"
 
 #include <fcntl.h>
-#include <sys/file.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
 #include <cerrno>
 #include <cstdio>
 #include <string>
-#include <utility>
 
 #include "jail/users.h"
 #include "support/Directory.h"
@@ -17,6 +15,7 @@
 namespace {
 
 using vellumo::support::Descriptor;
+using vellumo::support::LockDirectoryAt;
 using vellumo::support::NamesIn;
 using vellumo::support::OpenDirectory;
 using vellumo::support::OpenDirectoryAt;
@@ -60,21 +59,6 @@ void Remove(const Descriptor& above, const std::string& name) {
     }
 }
 
-bool IsAt(const Descriptor& room, const Descriptor& rooms, const std::string& name) {
-    struct stat opened {};
-    struct stat present {};
-    return fstat(room.Get(), &opened) == 0 &&
-           fstatat(rooms.Get(), name.c_str(), &present, AT_SYMLINK_NOFOLLOW) == 0 &&
-           vellumo::support::IsSameFile(opened, present);
-}
-
-// Opens the room and locks it. Empty when it is in use, or no longer the room of this name.
-Descriptor Lock(const Descriptor& rooms, const std::string& name) {
-    Descriptor room = OpenDirectoryAt(rooms, name);
-    const bool isLocked = room && flock(room.Get(), LOCK_EX | LOCK_NB) == 0;
-    return isLocked && IsAt(room, rooms, name) ? std::move(room) : Descriptor();
-}
-
 // Only who has locked the room may call this.
 void Clear(const Descriptor& room, const Descriptor& rooms, const std::string& name, uid_t owner) {
     EndProcessesOf(owner);
@@ -86,7 +70,7 @@ void Clear(const Descriptor& room, const Descriptor& rooms, const std::string& n
 }
 
 void ClearLeftover(const Descriptor& rooms, const std::string& name, uid_t owner) {
-    if (const Descriptor room = Lock(rooms, name)) {
+    if (const Descriptor room = LockDirectoryAt(rooms, name)) {
         Clear(room, rooms, name, owner);
     }
 }
@@ -102,7 +86,7 @@ Descriptor Take(const Descriptor& rooms, const std::string& name, uid_t owner) {
         ClearLeftover(rooms, name, owner);
         isMade = Make(rooms, name);
     }
-    Descriptor room = isMade ? Lock(rooms, name) : Descriptor();
+    Descriptor room = isMade ? LockDirectoryAt(rooms, name) : Descriptor();
     if (isMade && !room) {
         errno = EEXIST;  // another process took it for a leftover
     }

@@ -2,7 +2,6 @@
 #include "Room.h"
 
 #include <fcntl.h>
-#include <sys/file.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -43,16 +42,14 @@ void Remove(const Descriptor& above, const std::string& name) {
     }
 }
 
-bool Lock(const Descriptor& directory) {
-    return flock(directory.Get(), LOCK_EX | LOCK_NB) == 0;
-}
-
 // Removes those of processes that were killed.
 void RemoveHomes(const std::string& above) {
     const Descriptor directory = support::OpenDirectory(above);
     for (const std::string& name : support::NamesIn(directory)) {
-        if (name.rfind(kPrefix, 0) == 0 && IsOf(directory, name, geteuid()) &&
-            Lock(support::OpenDirectoryAt(directory, name))) {
+        if (name.rfind(kPrefix, 0) != 0 || !IsOf(directory, name, geteuid())) {
+            continue;
+        }
+        if (const Descriptor home = support::LockDirectoryAt(directory, name)) {
             Remove(directory, name);
         }
     }
@@ -68,17 +65,23 @@ void MakeFolder(const std::string& path, uid_t owner) {
 }  // namespace
 
 Home::Home(const std::string& above, uid_t firstUser)
-    : _path(above + "/" + kPrefix + "XXXXXX"),
-      _firstUser(firstUser),
-      _hasUsers(firstUser != static_cast<uid_t>(-1)) {
+    : _firstUser(firstUser), _hasUsers(firstUser != static_cast<uid_t>(-1)) {
     RemoveHomes(above);
+    do {
+        Create(above);
+    } while (!_lock && errno == EWOULDBLOCK);  // another process took it for a leftover
     // Others may pass through it to a room, but not list it.
-    if (mkdtemp(_path.data()) == nullptr ||
-        chmod(_path.c_str(), S_IRWXU | S_IXGRP | S_IXOTH) != 0) {
+    if (!_lock || fchmod(_lock.Get(), S_IRWXU | S_IXGRP | S_IXOTH) != 0) {
         FailAt(_path);
     }
-    _lock = support::OpenDirectory(_path);
-    Lock(_lock);
+}
+
+void Home::Create(const std::string& above) {
+    _path = above + "/" + kPrefix + "XXXXXX";
+    if (mkdtemp(_path.data()) == nullptr) {
+        FailAt(_path);
+    }
+    _lock = support::LockDirectoryAt(support::OpenDirectory(above), fs::path(_path).filename());
 }
 
 Home::~Home() {

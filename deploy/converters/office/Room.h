@@ -28,6 +28,8 @@ public:
 
 private:
     friend class Room;
+    void Create(const std::string& above);  // leaves _lock empty, with errno, when it is not locked
+
     std::string _path;
     support::Descriptor _lock;  // of the directory, so that another process does not remove it
     uid_t _firstUser;

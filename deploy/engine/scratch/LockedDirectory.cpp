@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "scratch/LockedDirectory.h"
 
-#include <sys/file.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -17,22 +16,14 @@ namespace {
 
 using support::Descriptor;
 
-bool TakeLock(const Descriptor& directory) {
-    return flock(directory.Get(), LOCK_EX | LOCK_NB) == 0;
-}
-
-// Until the lock is taken, another process may remove the directory, and a third one may make its
-// own under the name, which must stay.
 void SweepLeftovers(const std::string& above, const std::string& prefix, Remover remove) {
     const Descriptor directory = support::OpenDirectory(above);
     for (const std::string& name : support::NamesIn(directory)) {
         if (!name.starts_with(prefix)) {
             continue;
         }
-        const std::string path = above + name;
-        const Descriptor lock = support::OpenDirectoryAt(directory, name);
-        if (lock && TakeLock(lock) && support::LiesAt(lock, path)) {
-            remove(path);
+        if (const Descriptor lock = support::LockDirectoryAt(directory, name)) {
+            remove(above + name);
         }
     }
 }
@@ -60,9 +51,15 @@ LockedDirectory::LockedDirectory(const std::string& above, const std::string& pr
                                  Remover remove)
     : _remove(remove) {
     SweepLeftovers(above, prefix, remove);
+    const Descriptor directory = support::OpenDirectory(above);
     do {
         Create(above, prefix);
-    } while (!Lock());
+        _lock = support::LockDirectoryAt(directory, prefix + std::to_string(_number));
+    } while (!_lock && errno == EWOULDBLOCK);  // another engine took it for a leftover
+    if (!_lock) {
+        const int error = errno;
+        throw SystemFailure("cannot lock " + _path, error);
+    }
 }
 
 LockedDirectory::~LockedDirectory() {
@@ -80,22 +77,6 @@ void LockedDirectory::Create(const std::string& above, const std::string& prefix
     } while (errno == EEXIST);
     const int error = errno;
     throw SystemFailure("cannot make a directory in " + above, error);
-}
-
-// False when the directory is another process's: until the lock is taken, a second process may
-// remove the directory as a leftover, and a third one may make its own under the name. To wait for
-// the lock would be to wait until that one's work is done. The name counts, because the link count
-// of a control group's directory does not show whether it was removed.
-bool LockedDirectory::Lock() {
-    _lock = support::OpenDirectory(_path);
-    if (_lock && TakeLock(_lock)) {
-        return support::LiesAt(_lock, _path);
-    }
-    const int error = errno;
-    if (error != EWOULDBLOCK && error != ENOENT) {
-        throw SystemFailure("cannot lock " + _path, error);
-    }
-    return false;
 }
 
 }  // namespace vellumo::engine

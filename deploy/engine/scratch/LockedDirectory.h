@@ -33,7 +33,6 @@ public:
 
 private:
     void Create(const std::string& above, const std::string& prefix);
-    bool Lock();
 
     Remover _remove;
     std::string _path;

@@ -152,6 +152,26 @@ TEST_F(Directory, IsEmptiedBySeveralAtOnce) {
     EXPECT_THAT(NamesIn(Open()), IsEmpty());
 }
 
+TEST_F(Directory, IsLockedByOneAtATime) {
+    fs::create_directory(Place() / "one");
+    const Descriptor lock = LockDirectoryAt(Open(), "one");
+    ASSERT_TRUE(lock) << errno;
+    EXPECT_FALSE(LockDirectoryAt(Open(), "one"));
+    EXPECT_EQ(errno, EWOULDBLOCK);
+}
+
+TEST_F(Directory, ThatIsGoneIsNotLocked) {
+    EXPECT_FALSE(LockDirectoryAt(Open(), "one"));
+    EXPECT_EQ(errno, EWOULDBLOCK);
+}
+
+TEST_F(Directory, IsNotLockedThroughALink) {
+    fs::create_directory(Place() / "one");
+    fs::create_directory_symlink(Place() / "one", Place() / "link");
+    EXPECT_FALSE(LockDirectoryAt(Open(), "link"));
+    EXPECT_NE(errno, EWOULDBLOCK);
+}
+
 TEST_F(Directory, AnOpenFileLiesAtItsPathUntilItIsReplaced) {
     Write("file");
     const Descriptor file(open((Place() / "file").c_str(), O_RDONLY | O_CLOEXEC));
