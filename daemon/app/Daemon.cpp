@@ -114,7 +114,7 @@ void Daemon::Reload() {
     _stamp = SettingsStamp::Now();
     _settings = DaemonSettings::Read();
     _crew.SetLimits(_settings.worker);
-    _collection = loader::BulkCollection(_settings.cacheLimit);
+    _collection.SetLimit(_settings.cacheLimit);
     _shares.Adapt();
     LogInfo("settings read anew");
     Manager::TellReady();

@@ -67,7 +67,7 @@ DaemonSettings DaemonSettings::Read() {
         LogWarning(InOneLine(problem));
     }
     DaemonSettings read;
-    read.cacheLimit = loader::BytesOf(settings.Limit(Setting::kCacheLimit));
+    read.cacheLimit = loader::LimitOf(settings);
     read.worker = {settings.Bytes(Setting::kWorkerMemory), settings.Duration(Setting::kWorkerTime)};
     read.workers = static_cast<size_t>(settings.Number(Setting::kWorkers));
     read.pressure = {static_cast<int>(settings.Number(Setting::kPauseCpu)),

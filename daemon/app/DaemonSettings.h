@@ -34,7 +34,7 @@ struct DaemonSettings {
     // pattern excludes it, or a folder above it.
     bool Wants(const std::string& realPath) const;
 
-    int64_t cacheLimit = 0;  // bytes
+    std::optional<int64_t> cacheLimit;  // bytes; null while it is not known
     WorkerLimits worker;
     size_t workers = 0;
     PressureLimits pressure;

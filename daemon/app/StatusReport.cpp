@@ -126,12 +126,14 @@ std::string Daemon::MetricsText() {
                       static_cast<double>(_pool.containers.size())});
     gauges.push_back({"vellumo_pool_waiting", "Jobs that wait for a slot.", "",
                       static_cast<double>(_pool.Waiting())});
+    if (_settings.cacheLimit) {
+        gauges.push_back({"vellumo_cache_limit_bytes", "How much kept PDFs may take.", "",
+                          static_cast<double>(*_settings.cacheLimit)});
+    }
     try {
         const loader::CacheTotals totals = loader::CacheIndex("").Totals();
         gauges.push_back({"vellumo_cache_documents", "Documents with a kept PDF.", "",
                           static_cast<double>(totals.documents)});
-        gauges.push_back({"vellumo_cache_limit_bytes", "How much kept PDFs may take.", "",
-                          static_cast<double>(_settings.cacheLimit)});
         gauges.push_back({"vellumo_cache_bytes", "Size of all kept PDFs.", "",
                           static_cast<double>(totals.bytes)});
     } catch (const loader::Failure&) {

@@ -86,10 +86,12 @@ std::string CleanUp(std::chrono::seconds goneFor) {
     Tally tally(before.Found());
     loader::Sweep(false, kScratchAge, tally);
     loader::SweepFailures(false, tally);
-    const int64_t limit =
-        loader::BytesOf(loader::Settings::Read().Limit(loader::Setting::kCacheLimit));
+    const auto limit = loader::LimitOf(loader::Settings::Read());
+    if (!limit) {
+        return tally.Text() + "; the limit of the cache is not known";
+    }
     const loader::Collected collected =
-        loader::CollectDownTo(limit, "cannot keep to the limit of the cache");
+        loader::CollectDownTo(*limit, "cannot keep to the limit of the cache");
     return tally.Text() + "; " + loader::Count(collected.streams, "kept PDF") +
            " beyond the limit removed";
 }

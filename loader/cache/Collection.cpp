@@ -24,22 +24,22 @@ constexpr size_t kMostStored = 200;
 constexpr int64_t kParts = 16;
 constexpr int64_t kPercent = 100;
 
-std::vector<std::string> VolumesWithProducts() {
-    std::vector<std::string> volumes = Volumes();
-    std::erase_if(volumes, [](const std::string& volume) {
-        return access((volume + kTree).c_str(), F_OK) != 0;
+std::vector<std::string> FoldersWithProducts() {
+    std::vector<std::string> folders = FoldersOfProducts();
+    std::erase_if(folders, [](const std::string& folder) {
+        return access((folder + kTree).c_str(), F_OK) != 0;
     });
-    return volumes.empty() ? Volumes() : volumes;
+    return folders.empty() ? FoldersOfProducts() : folders;
 }
 
-// The size of all volumes together; a file system that is mounted twice counts once.
-int64_t SizeOf(const std::vector<std::string>& volumes) {
+// The size of their file systems together; one with several of the folders counts once.
+int64_t SizeOf(const std::vector<std::string>& folders) {
     std::set<dev_t> counted;
     int64_t bytes = 0;
-    for (const std::string& volume : volumes) {
+    for (const std::string& folder : folders) {
         struct stat status {};
         struct statvfs space {};
-        if (stat(volume.c_str(), &status) == 0 && statvfs(volume.c_str(), &space) == 0 &&
+        if (stat(folder.c_str(), &status) == 0 && statvfs(folder.c_str(), &space) == 0 &&
             counted.insert(status.st_dev).second) {
             bytes += static_cast<int64_t>(space.f_blocks * space.f_frsize);
         }
@@ -75,11 +75,16 @@ void RemoveFiles(const std::vector<IndexedStream>& streams) {
 
 }  // namespace
 
-int64_t BytesOf(const SizeOrShare& limit) {
+std::optional<int64_t> LimitOf(const Settings& settings) {
+    if (settings.IsRefused(Setting::kCacheLimit)) {
+        return std::nullopt;
+    }
+    const SizeOrShare limit = settings.Limit(Setting::kCacheLimit);
     if (limit.percent == 0) {
         return limit.bytes;
     }
-    return SizeOf(VolumesWithProducts()) / kPercent * limit.percent;
+    const int64_t size = SizeOf(FoldersWithProducts());
+    return size > 0 ? std::optional(size / kPercent * limit.percent) : std::nullopt;
 }
 
 // The files go first: an entry without a file is found again, a file without an entry is not.
@@ -111,16 +116,17 @@ Collected CollectDownTo(int64_t limit, const std::string& what) {
 void BulkCollection::NoteStored(int64_t bytes) {
     ++_storedStreams;
     _storedBytes += bytes;
-    if (_storedStreams >= kMostStored || _storedBytes >= _limit / kParts) {
+    if (_storedStreams >= kMostStored || (_limit && _storedBytes >= *_limit / kParts)) {
         Finish();
     }
 }
 
 void BulkCollection::Finish() {
-    if (_storedStreams > 0) {
-        _storedStreams = 0;
-        _storedBytes = 0;
-        CollectDownTo(_limit, "cannot keep the cache within its limit");
+    const bool isAnyStored = _storedStreams > 0;
+    _storedStreams = 0;
+    _storedBytes = 0;
+    if (isAnyStored && _limit) {
+        CollectDownTo(*_limit, "cannot keep the cache within its limit");
     }
 }
 

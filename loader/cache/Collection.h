@@ -4,15 +4,20 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <optional>
 #include <string>
 
-#include "loader/settings/SettingValue.h"
+#include "loader/settings/Settings.h"
 
 namespace vellumo::loader {
 
-// The limit in bytes. A share is one of all volumes on which products are kept, together; while
-// there is none, of all volumes.
-int64_t BytesOf(const SizeOrShare& limit);
+// The limit of the cache in bytes by the setting cacheLimit. A share is one of all file systems on
+// which products are kept, together; while there is none, of all on which they may be.
+//
+// No value while the limit is not known, because the setting or the whole file is refused or no
+// file system tells its size. Then nothing may be removed: a limit that is too low costs the work
+// of nights.
+std::optional<int64_t> LimitOf(const Settings& settings);
 
 // What a collection has done.
 struct Collected {
@@ -30,6 +35,7 @@ struct Collected {
 Collected CollectDownTo(int64_t limit, const std::string& what);
 
 // Keeps the cache near its limit while a program stores many PDFs without automatic collection.
+// Without a limit it removes nothing.
 //
 // It collects after every 200 PDFs, or as soon as those stored since then take a sixteenth of the
 // limit, and at the end. So the cache exceeds its limit by no more than the larger of one PDF and a
@@ -37,7 +43,10 @@ Collected CollectDownTo(int64_t limit, const std::string& what);
 // which the program does nothing else.
 class BulkCollection {
 public:
-    explicit BulkCollection(int64_t limit) : _limit(limit) {}
+    explicit BulkCollection(std::optional<int64_t> limit = std::nullopt) : _limit(limit) {}
+
+    // Takes another limit from now on.
+    void SetLimit(std::optional<int64_t> limit) { _limit = limit; }
 
     // Counts a PDF of `bytes` that was stored; collects if it is time to. Throws as CollectDownTo.
     void NoteStored(int64_t bytes);
@@ -45,10 +54,10 @@ public:
     // Collects if anything was stored since the last collection. Throws as CollectDownTo.
     void Finish();
 
-    int64_t Limit() const { return _limit; }
+    std::optional<int64_t> Limit() const { return _limit; }
 
 private:
-    int64_t _limit;
+    std::optional<int64_t> _limit;
     size_t _storedStreams = 0;
     int64_t _storedBytes = 0;
 };

@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "loader/cache/Volumes.h"
 
+#include <unistd.h>
+
 #include <algorithm>
 #include <cctype>
 
@@ -8,6 +10,9 @@
 
 namespace vellumo::loader {
 namespace {
+
+constexpr const char* kAboveElsewhere = "/var/lib";
+constexpr const char* kElsewhere = "/var/lib/navo";
 
 bool IsVolume(const std::string& name) {
     return name.starts_with("volume") && name.size() > 6 &&
@@ -24,6 +29,12 @@ std::vector<std::string> Volumes() {
         }
     }
     return volumes;
+}
+
+std::vector<std::string> FoldersOfProducts() {
+    std::vector<std::string> folders = Volumes();
+    folders.emplace_back(access(kElsewhere, F_OK) == 0 ? kElsewhere : kAboveElsewhere);
+    return folders;
 }
 
 }  // namespace vellumo::loader

@@ -4,17 +4,20 @@
 #include <json/reader.h>
 
 #include <algorithm>
+#include <string_view>
 
 namespace vellumo::loader {
 namespace {
 
 constexpr const char* kBlanks = " \t\r\n";
+constexpr std::string_view kByteOrderMark = "\xEF\xBB\xBF";
 constexpr const char* kIndent = "    ";
 
 // Walks through valid JSON with comments.
 class Scanner {
 public:
-    explicit Scanner(const std::string& text) : _text(text) {}
+    explicit Scanner(const std::string& text)
+        : _text(text), _place(text.starts_with(kByteOrderMark) ? kByteOrderMark.size() : 0) {}
 
     size_t Place() const { return _place; }
     char Here() const { return _text[_place]; }
@@ -71,7 +74,7 @@ private:
     }
 
     const std::string& _text;
-    size_t _place = 0;
+    size_t _place;
 };
 
 // The text that a JSON string stands for.

@@ -26,6 +26,12 @@ std::string OnOneLine(const Json::Value& value) {
     return Json::writeString(builder, value);
 }
 
+// A limit that is too low would remove what nobody wanted removed.
+std::string Meanwhile(Setting setting) {
+    return setting == Setting::kCacheLimit ? "nothing is removed from the cache"
+                                           : "the default is used";
+}
+
 }  // namespace
 
 Settings::Settings() {
@@ -43,6 +49,9 @@ Settings Settings::Read() {
         }
     } catch (const Failure& failure) {
         settings._problems.push_back(failure.Details());
+        for (const SettingEntry& entry : SettingEntries()) {
+            settings._refused.insert(entry.setting);
+        }
     }
     return settings;
 }
@@ -69,7 +78,9 @@ void Settings::TakeMember(const std::string& name, const Json::Value& json,
     const auto value = ValueOf(*entry, json);
     if (!value) {
         _problems.push_back({Reason::kBadSetting, what, place + ": expected " + ExpectedBy(*entry),
-                             "Correct the value. Until then the default is used."});
+                             "'vellumo settings set " + name + " VALUE' corrects it. Until then " +
+                                 Meanwhile(entry->setting) + '.'});
+        _refused.insert(entry->setting);
         return;
     }
     _json[entry->setting] = json;

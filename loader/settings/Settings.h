@@ -31,6 +31,10 @@ public:
     // Whether the file has a valid value for the setting.
     bool IsSet(Setting setting) const { return _set.contains(setting); }
 
+    // Whether an administrator may have set it, but not so that it can be read: its value is
+    // refused, or the whole file.
+    bool IsRefused(Setting setting) const { return _refused.contains(setting); }
+
     // The value as it is in the file, or the default, as JSON.
     const Json::Value& Json(Setting setting) const { return _json.at(setting); }
 
@@ -63,6 +67,7 @@ private:
     std::map<Setting, SettingValue> _values;
     std::map<Setting, Json::Value> _json;
     std::set<Setting> _set;
+    std::set<Setting> _refused;
     std::vector<Problem> _problems;
 };
 

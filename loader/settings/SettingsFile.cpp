@@ -23,6 +23,8 @@ namespace {
 constexpr mode_t kNewMode = 0644;
 constexpr mode_t kModeBits = 07777;
 constexpr mode_t kOthersWrite = S_IWGRP | S_IWOTH;
+constexpr const char* kUntilThen =
+    "Until then the defaults are used, and nothing is removed from the cache.";
 constexpr off_t kMostBytes = off_t{1} << 20;
 
 const std::string& File() {
@@ -43,7 +45,7 @@ const std::string& File() {
 }
 
 void CheckStatus(const struct stat& status) {
-    const std::string defaults = ". Until then the defaults are used.";
+    const std::string defaults = std::string(". ") + kUntilThen;
     if (status.st_uid != 0) {
         RefuseToRead(Reason::kSettingsUnsafe,
                      File() + " belongs to the user " + std::to_string(status.st_uid),
@@ -148,7 +150,7 @@ std::optional<std::string> ReadSettingsFile() {
     if (!file || fstat(file.Get(), &status) != 0) {
         const std::string why = std::strerror(errno);
         RefuseToRead(Reason::kSettingsUnreadable, File() + ": " + why,
-                     "Until it can be read, the defaults are used.");
+                     std::string("Make it readable. ") + kUntilThen);
     }
     CheckStatus(status);
     return ReadAll(file, status.st_size);
@@ -179,7 +181,7 @@ Json::Value ParseSettings(const std::string& text) {
     }
     RefuseToRead(Reason::kSettingsDamaged,
                  File() + ": " + (error.empty() ? "it is not a JSON object" : error),
-                 "Correct it. Until then the defaults are used.");
+                 std::string("Correct it. ") + kUntilThen);
 }
 
 }  // namespace vellumo::loader

@@ -207,7 +207,18 @@ TEST_F(CacheTest, AWrongSettingIsAWarning) {
     WriteFile(NAVO::VELLUMO::SZF_INDEX_CONFIG, R"({"cacheLimit": "much"})");
     const Outcome outcome = RunTool({"pdf", "-r", "/docs", "--refresh"});
     ExpectStatus(outcome, ExitCode::kDone);
-    EXPECT_THAT(outcome.err, HasSubstr("cacheLimit"));
+    EXPECT_THAT(outcome.err, AllOf(HasSubstr("cacheLimit"), HasSubstr("nothing is removed")));
+}
+
+TEST_F(CacheTest, IsNotCollectedWhileItsLimitIsNotKnown) {
+    for (const char* settings : {R"({"cacheLimit": "much"})", R"({"cacheLimit": "5%)"}) {
+        WriteFile(NAVO::VELLUMO::SZF_INDEX_CONFIG, settings);
+        const Outcome outcome = RunTool({"cache", "collect"});
+        ExpectStatus(outcome, ExitCode::kSettings);
+        EXPECT_THAT(outcome.err, HasSubstr("vellumo cache collect --limit BYTES"));
+        EXPECT_TRUE(RunForJson({"cache", "size"})["limit"].isNull());
+        EXPECT_EQ(RunForJson({"cache", "collect", "--limit", "300"})["after"]["bytes"], 300);
+    }
 }
 
 TEST_F(CacheTest, ExplainsADamagedIndex) {

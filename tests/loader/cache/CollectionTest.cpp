@@ -4,9 +4,14 @@
 #include <sys/statvfs.h>
 #include <unistd.h>
 
+#include <filesystem>
+#include <optional>
+
 #include "Device.h"
 #include "SyslogSink.h"
 #include "loader/Problem.h"
+#include "loader/cache/Volumes.h"
+#include "loader/settings/Settings.h"
 #include "vellumo/BaseDB.h"
 #include "vellumo/CacheManager.h"
 #include "vellumo/Constants.h"
@@ -30,6 +35,7 @@ class CollectionTest : public DeviceTest {
 protected:
     CollectionTest() {
         unlink(SZF_CACHE_DB_PATH);
+        unlink(SZF_INDEX_CONFIG);
         _index.path = SZF_CACHE_DB_PATH;
         const CacheManager creates(false, 0);
         _index.Open();
@@ -55,6 +61,10 @@ protected:
     }
     std::vector<std::string> Kept() {
         return Column("SELECT target FROM cache ORDER BY access", "target");
+    }
+    static std::optional<int64_t> LimitBy(const std::string& setting) {
+        WriteFile(SZF_INDEX_CONFIG, R"({"cacheLimit": ")" + setting + R"("})");
+        return LimitOf(Settings::Read());
     }
     static bool IsThere(int number) {
         return Exists(StreamOf(DocumentOf(number), SZK_THUMB_PDF_TYPE));
@@ -164,6 +174,42 @@ TEST_F(CollectionTest, AShareIsOneOfTheVolumesWithProducts) {
     struct statvfs space {};
     ASSERT_EQ(statvfs("/volume1", &space), 0);
     const auto all = static_cast<int64_t>(space.f_blocks * space.f_frsize);
-    EXPECT_EQ(BytesOf(SizeOrShare{0, 5}), all / 100 * 5);
-    EXPECT_EQ(BytesOf(SizeOrShare{123, 0}), 123);
+    EXPECT_EQ(LimitBy("5%"), all / 100 * 5);
+    EXPECT_EQ(LimitBy("123"), 123);
+}
+
+TEST_F(CollectionTest, AShareOnAServerWithoutVolumesIsOneOfTheFileSystemWithItsProducts) {
+    std::filesystem::create_directories("/var/lib/navo/@navoea");
+    for (const std::string& volume : Volumes()) {
+        std::filesystem::remove_all(volume + "/@navoea");
+    }
+    struct statvfs space {};
+    ASSERT_EQ(statvfs("/var/lib/navo", &space), 0);
+    EXPECT_EQ(LimitBy("10%"), static_cast<int64_t>(space.f_blocks * space.f_frsize) / 100 * 10);
+}
+
+TEST_F(CollectionTest, ALimitThatCannotBeReadIsNone) {
+    EXPECT_EQ(LimitBy("much"), std::nullopt);
+    WriteFile(SZF_INDEX_CONFIG, "{");
+    EXPECT_EQ(LimitOf(Settings::Read()), std::nullopt);
+}
+
+TEST_F(CollectionTest, WithoutALimitRemovesNothing) {
+    Keep(0, 1000);
+    BulkCollection collection;
+    for (int stored = 0; stored < 200; ++stored) {
+        collection.NoteStored(1 << 30);
+    }
+    collection.Finish();
+    EXPECT_THAT(Kept(), SizeIs(1));
+}
+
+TEST_F(CollectionTest, KeepsToAnotherLimitFromThenOn) {
+    Keep(0, 1000);
+    Keep(1, 1000);
+    BulkCollection collection(1000);
+    collection.NoteStored(1);
+    collection.SetLimit(2000);
+    collection.Finish();
+    EXPECT_THAT(Kept(), SizeIs(2));
 }

@@ -159,6 +159,21 @@ TEST_F(SettingsTest, SetLeavesEverythingElseInTheFile) {
               "// ours\n{\n  \"workers\": 5, // enough\n    \"cacheLimit\": \"5%\"\n}\n");
 }
 
+TEST_F(SettingsTest, SetChangesAFileThatAnEditorHasBegunWithAByteOrderMark) {
+    const std::string mark = "\xEF\xBB\xBF";
+    EXPECT_THAT(Reading(mark + "{\"workers\": 2}").Problems(), IsEmpty());
+    SetSetting(Entry("workers"), 5);
+    EXPECT_EQ(vellumo::test::ReadFile(kFile), mark + "{\"workers\": 5}");
+}
+
+TEST_F(SettingsTest, AreRefusedEachForItsValueAndAllForTheFile) {
+    const Settings one = Reading(R"({"cacheLimit": "much", "workers": 2})");
+    EXPECT_TRUE(one.IsRefused(Setting::kCacheLimit));
+    EXPECT_FALSE(one.IsRefused(Setting::kWorkers));
+    EXPECT_TRUE(Reading("{").IsRefused(Setting::kWorkers));
+    EXPECT_FALSE(Reading("{}").IsRefused(Setting::kCacheLimit));
+}
+
 TEST_F(SettingsTest, SetCreatesTheFileReadableForAllAndKeepsItsModeAfterwards) {
     struct stat status {};
     SetSetting(Entry("workers"), 5);

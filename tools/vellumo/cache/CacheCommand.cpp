@@ -30,6 +30,8 @@ namespace core = NAVO::VELLUMO;
 
 constexpr int64_t kScratchAge = 3600;  // seconds; much longer than a tool may run
 
+constexpr const char* kNotKnown = "is not known ('vellumo settings' shows what to correct)";
+
 constexpr const char* kExamples =
     "Examples:\n"
     "  vellumo cache size                             show the size of the cache, and its limit\n"
@@ -139,12 +141,8 @@ void Print(const std::vector<Entry>& entries) {
     }
 }
 
-int64_t AdministratorsLimit() {
-    const loader::Settings settings = loader::Settings::Read();
-    for (const loader::Problem& problem : settings.Problems()) {
-        Print(std::cerr, InOwnTerms(problem));
-    }
-    return loader::BytesOf(settings.Limit(loader::Setting::kCacheLimit));
+std::optional<int64_t> AdministratorsLimit() {
+    return loader::LimitOf(loader::Settings::Read());
 }
 
 std::string Bytes(int64_t bytes) {
@@ -239,15 +237,15 @@ CommandResult CacheCommand::Size() const {
     const loader::CacheTotals totals = loader::CacheIndex("cannot measure the cache").Totals();
     const auto file = StatusOf(core::SZF_CACHE_DB_PATH);
     CommandResult result{ExitCode::kDone, ToJson(totals)};
-    const int64_t limit = AdministratorsLimit();
-    result.json["limit"] = Json::Int64{limit};
+    const auto limit = AdministratorsLimit();
+    result.json["limit"] = limit ? Json::Value(Json::Int64{*limit}) : Json::Value();
     result.json["indexBytes"] = Json::Int64{file ? file->st_size : 0};
     if (!Json()) {
         std::cout << loader::Count(static_cast<size_t>(totals.streams), "PDF") << " of "
                   << loader::Count(static_cast<size_t>(totals.documents), "document") << ", "
-                  << Bytes(totals.bytes) << "; the setting cacheLimit allows " << Bytes(limit)
-                  << ".\nThe index takes " << Bytes(file ? file->st_size : 0) << " ("
-                  << core::SZF_CACHE_DB_PATH << ").\n";
+                  << Bytes(totals.bytes) << "; the setting cacheLimit "
+                  << (limit ? "allows " + Bytes(*limit) : kNotKnown) << ".\nThe index takes "
+                  << Bytes(file ? file->st_size : 0) << " (" << core::SZF_CACHE_DB_PATH << ").\n";
     }
     return result;
 }
@@ -321,12 +319,19 @@ CommandResult CacheCommand::Collect() const {
     const std::string what = "cannot reduce the cache";
     loader::CacheIndex index(what);
     const loader::CacheTotals before = index.Totals();
-    const int64_t limit = _limit.value_or(AdministratorsLimit());
-    loader::CollectDownTo(limit, what);
+    const auto limit = _limit ? _limit : AdministratorsLimit();
+    if (!limit) {
+        throw Failure({ExitCode::kSettings,
+                       what,
+                       std::string("the setting cacheLimit ") + kNotKnown,
+                       "Correct it, or give a limit: vellumo cache collect --limit BYTES",
+                       {}});
+    }
+    loader::CollectDownTo(*limit, what);
     index.Compact();
     const loader::CacheTotals after = index.Totals();
     CommandResult result{ExitCode::kDone};
-    result.json["limit"] = Json::Int64{limit};
+    result.json["limit"] = Json::Int64{*limit};
     result.json["before"] = ToJson(before);
     result.json["after"] = ToJson(after);
     if (!Json()) {

@@ -65,29 +65,34 @@ CacheLimit::CacheLimit(std::function<void(const Problem&)> warn) : _warn(std::mo
         _warn(InOwnTerms(problem));
     }
     _limit = settings.Json(loader::Setting::kCacheLimit).asString();
-    _collection.emplace(loader::BytesOf(settings.Limit(loader::Setting::kCacheLimit)));
+    _collection.emplace(loader::LimitOf(settings));
 }
 
-void CacheLimit::CheckRoomFor(const Jobs& jobs) {
-    if (_hasChecked || !_collection) {
-        return;
-    }
-    _hasChecked = true;
-    const Expected expected = ExpectedOf(jobs);
-    const int64_t bytes = expected.isAnyToConvert ? EstimateOf(expected) : 0;
-    if (bytes <= _collection->Limit()) {
-        return;
-    }
+void CacheLimit::WarnOfTooMany(int64_t pdfs, int64_t bytes) const {
     _warn({ExitCode::kDone,
            "not all PDFs of this run will stay",
-           "those of " + loader::Count(static_cast<size_t>(expected.pdfs), "document") +
-               " take about " + InMebibytes(bytes) +
-               ", an estimate, and the setting cacheLimit is " + _limit + " (" +
-               InMebibytes(_collection->Limit()) + ")",
+           "those of " + loader::Count(static_cast<size_t>(pdfs), "document") + " take about " +
+               InMebibytes(bytes) + ", an estimate, and the setting cacheLimit is " + _limit +
+               " (" + InMebibytes(*_collection->Limit()) + ")",
            "The PDFs that were used longest ago will be removed. To keep all of them: vellumo "
            "settings set cacheLimit " +
                Suggestion(bytes),
            {}});
+}
+
+void CacheLimit::CheckRoomFor(const Jobs& jobs) {
+    if (_hasChecked || !_collection || !_collection->Limit()) {
+        return;
+    }
+    _hasChecked = true;
+    const Expected expected = ExpectedOf(jobs);
+    int64_t bytes = 0;
+    if (const auto problem = ProblemOf([&] { bytes = EstimateOf(expected); })) {
+        _warn(*problem);
+    }
+    if (expected.isAnyToConvert && bytes > *_collection->Limit()) {
+        WarnOfTooMany(expected.pdfs, bytes);
+    }
 }
 
 void CacheLimit::NoteStored(const Job& job) {

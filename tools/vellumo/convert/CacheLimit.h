@@ -31,6 +31,7 @@ public:
     void Finish();
 
 private:
+    void WarnOfTooMany(int64_t pdfs, int64_t bytes) const;
     void Collect(const std::function<void()>& step);
 
     std::function<void(const Problem&)> _warn;

@@ -31,8 +31,6 @@ constexpr int64_t kMebibyte = int64_t{1} << 20;
 constexpr int64_t kStateBytes = 64 * kMebibyte;
 constexpr mode_t kPermissions = 07777;
 constexpr mode_t kOthers = 077;
-// Where products of documents lie that are on no volume.
-constexpr const char* kOtherProducts = "/var/lib";
 
 std::string InMebibytes(int64_t bytes) {
     return std::to_string(bytes / kMebibyte) + " MiB";
@@ -50,12 +48,10 @@ std::optional<int64_t> FreeAt(const std::string& path) {
 // All that is free where products are kept; a file system that is mounted twice counts once.
 int64_t FreeForProducts() {
     std::map<dev_t, int64_t> free;
-    std::vector<std::string> places = loader::Volumes();
-    places.emplace_back(kOtherProducts);
-    for (const std::string& place : places) {
+    for (const std::string& folder : loader::FoldersOfProducts()) {
         struct stat status {};
-        if (stat(place.c_str(), &status) == 0) {
-            free[status.st_dev] = FreeAt(place).value_or(0);
+        if (stat(folder.c_str(), &status) == 0) {
+            free[status.st_dev] = FreeAt(folder).value_or(0);
         }
     }
     int64_t bytes = 0;
@@ -121,15 +117,20 @@ Finding CheckQueue() {
 }
 
 Finding CheckCacheSpace() {
-    int64_t limit = 0;
     int64_t used = 0;
-    const auto problem = ProblemOf([&] {
-        limit = loader::BytesOf(loader::Settings::Read().Limit(loader::Setting::kCacheLimit));
-        used = loader::CacheIndex("cannot measure the cache").Totals().bytes;
-    });
+    const auto problem =
+        ProblemOf([&] { used = loader::CacheIndex("cannot measure the cache").Totals().bytes; });
     if (problem) {
         return Failed("cache", *problem);
     }
+    const auto known = loader::LimitOf(loader::Settings::Read());
+    if (!known) {
+        return {"cache", false,
+                "the limit of the cache is not known, and nothing is removed from it: " +
+                    InMebibytes(used) + " used",
+                "'vellumo settings' shows what to correct."};
+    }
+    const int64_t limit = *known;
     const int64_t free = FreeForProducts();
     const std::string sizes = InMebibytes(used) + " of " + InMebibytes(limit) + " used, " +
                               InMebibytes(free) + " free on the volumes";

@@ -97,8 +97,9 @@ Answer AnswerFor(const loader::Problem& problem) {
 void KeepCacheSmall(const std::string& product) {
     struct stat status {};
     if (stat(product.c_str(), &status) == 0) {
-        static loader::BulkCollection collection(
-            loader::BytesOf(loader::Settings::Read().Limit(loader::Setting::kCacheLimit)));
+        static loader::BulkCollection collection;
+        // An administrator who raises the limit need not restart the service.
+        collection.SetLimit(loader::LimitOf(loader::Settings::Read()));
         collection.NoteStored(status.st_size);
     }
 }
