@@ -2,8 +2,10 @@
 // http-handler PORT USER: on 127.0.0.1, answers GET /SHARE/PATH with the document's kept PDF, or
 // converts it first. Everybody who connects has USER's permissions on the volume. Run it as root.
 //
-// It leaves out: logins, Samba's own lists of users, links that lead out of a share, %20 in a path,
-// request heads that come in pieces, HEAD, ranges, caching, and everybody else while it converts.
+// It leaves out: logins, Samba's own lists of users, links that lead out of a share, documents that
+// are exchanged after their permissions were checked, %20 in a path, request heads that come in
+// pieces, HEAD, ranges, caching, and everybody else while it converts. Each conversion removes kept
+// PDFs beyond 1 GiB, whatever limit Vellumo's own programs have.
 #include <netinet/in.h>
 #include <sys/socket.h>
 #include <unistd.h>

@@ -62,7 +62,7 @@ inline constexpr size_t kLongestLabel = 200;
 inline constexpr size_t kLongestPassword = 256;
 
 // The stored links. Only what is asked for is checked here: whether somebody may share a path is
-// the caller's question (LookAtTarget). Functions throw DatabaseError.
+// the caller's question. Functions throw DatabaseError.
 class Links {
 public:
     Links(const LinkDatabase& database, const LinkKey& key) : _database(database), _key(key) {}

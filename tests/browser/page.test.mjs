@@ -184,7 +184,8 @@ async function openHeldUp(page, name) {
             }
             window.asked.push(options?.method || "GET");
             return new Promise((resolve) => {
-                setTimeout(() => resolve(new Response(JSON.stringify(window.answer))), 200);
+                setTimeout(() => resolve(new Response(
+                    JSON.stringify(window.answer), {status: window.answer.status || 200})), 200);
             });
         };
     });
@@ -209,6 +210,38 @@ test("a tab tells how long its document takes, and closing it cancels", async ()
         () => document.body.textContent.startsWith("letter.docx: converting … "));
     await tab.close();
     await page.waitForFunction(() => window.asked.at(-1) === "DELETE");
+    await assertNoTrouble(page);
+});
+
+test("a person whose document is not made is told so, and its tab closes", async () => {
+    const page = await openPage();
+    await logIn(page, "ann", ANN);
+    await waitForNames(page, "docs");
+    await enter(page, "docs");
+    await waitForNames(page, "letter.docx");
+    const tab = await openHeldUp(page, "letter.docx");
+    const closed = new Promise((resolve) => { tab.once("close", resolve); });
+    await page.evaluate(() => { window.answer = {state: "none"}; });
+    await closed;
+    await page.waitForFunction(() => document.getElementById("message").textContent ===
+        "letter.docx: the conversion has ended without a PDF; try again.");
+    assert.equal(await page.evaluate(() => window.asked.filter((one) => one === "POST").length), 1);
+    await assertNoTrouble(page);
+});
+
+test("a person whose session has ended gets the login form for a document", async () => {
+    const page = await openPage();
+    await logIn(page, "ann", ANN);
+    await waitForNames(page, "docs");
+    await enter(page, "docs");
+    await waitForNames(page, "letter.docx");
+    const tab = await openHeldUp(page, "letter.docx");
+    const closed = new Promise((resolve) => { tab.once("close", resolve); });
+    await page.evaluate(() => {
+        window.answer = {status: 401, code: "no-session", text: "Log in first."};
+    });
+    await closed;
+    await page.waitForSelector("#login:not([hidden])");
     await assertNoTrouble(page);
 });
 

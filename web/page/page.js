@@ -61,6 +61,7 @@ function textOf(answer) {
 }
 
 // Waits until the PDF is there; true if it is. When it is not wanted any more, it is not made either.
+// Throws when it cannot be made.
 // `tell` gets what happens meanwhile.
 async function make(path, tell, isWanted) {
     const query = `${path}?product=pdf`;
@@ -73,10 +74,10 @@ async function make(path, tell, isWanted) {
         tell(textOf(answer));
         answer = await ask(`status/${query}&wait=3`);
     }
-    if (answer.state === "none") { // it has ended without a product
-        answer = await post(`open/${query}`);
+    if (answer.state === "none") {
+        throw new Error("the conversion has ended without a PDF; try again.");
     }
-    return answer.state === "ready";
+    return true;
 }
 
 // False when the person has closed the tab or gone elsewhere in it.
@@ -102,21 +103,21 @@ async function openDocument(path, name, tab) {
             tab.document.body.textContent = `${name}: ${text} (To cancel, close this tab.)`;
         }
     };
-    let ready = false;
     say("");
     try {
-        ready = await make(path, tell, isWanted);
+        const isReady = await make(path, tell, isWanted);
         say("");
+        if (isReady && isWanted()) {
+            tab.location.replace(`${api}pdf/${path}`);
+        }
     } catch (refusal) {
+        if (isWanted()) {
+            tab.close();
+        }
+        if (refusal.status === 401) {
+            throw refusal;
+        }
         say(`${name}: ${refusal.message}`);
-    }
-    if (!isWanted()) {
-        return;
-    }
-    if (ready) {
-        tab.location.replace(`${api}pdf/${path}`);
-    } else {
-        tab.close();
     }
 }
 
@@ -147,8 +148,22 @@ function lookSoon(time) {
     nextLook = setTimeout(() => run(look), time);
 }
 
+const mostAtOnce = 200;
+const mostCharacters = 60_000; // of all paths of a question, below what the server takes
+
 // Nobody sees a picture in a tab in the background.
-const wanted = () => (document.hidden ? [] : [...inSight].slice(0, 200));
+function wanted() {
+    const pictures = [];
+    let characters = 0;
+    for (const picture of document.hidden ? [] : inSight) {
+        characters += picture.dataset.path.length + 3; // with quotes and a comma
+        if (pictures.length === mostAtOnce || characters > mostCharacters) {
+            break;
+        }
+        pictures.push(picture);
+    }
+    return pictures;
+}
 
 async function look() {
     const pictures = wanted();
@@ -230,7 +245,8 @@ function itemOf(entry, path) {
         link.target = "_blank";
         link.addEventListener("click", (event) => {
             event.preventDefault();
-            openDocument(path, entry.name, window.open("about:blank", "_blank"));
+            const tab = window.open("about:blank", "_blank");
+            run(() => openDocument(path, entry.name, tab));
         });
         picture.dataset.path = path;
         picture.dataset.version = entry.version;
@@ -278,7 +294,11 @@ async function addPage(path, cursor, mine) {
     element("entries").append(...entries.map((entry) => itemOf(entry, above + entry.href)));
     say(element("entries").children.length === 0 ? "There is nothing here for you." : "");
     element("more").hidden = !page.next;
-    element("more").onclick = () => run(() => addPage(path, page.next, mine));
+    element("more").onclick = async () => {
+        element("more").disabled = true;
+        await run(() => addPage(path, page.next, mine));
+        element("more").disabled = false;
+    };
 }
 
 // Shows none of the parts of the page that are not always there.
@@ -292,8 +312,7 @@ function clear() {
     }
 }
 
-async function showWho() {
-    const me = await ask("me");
+function showWho(me) {
     if (visited) {
         mayDownload = me.link.download;
         document.querySelector("h1 a").textContent = me.link.label || me.link.name;
@@ -309,7 +328,11 @@ async function show() {
     const isLinks = !visited && location.hash === "#links";
     clear();
     showTrail(isLinks ? "" : path);
-    await showWho();
+    const me = await ask("me");
+    if (mine !== shown) {
+        return;
+    }
+    showWho(me);
     if (isLinks) {
         await showLinks(mine);
         return;
@@ -423,6 +446,7 @@ async function showLinks(mine) {
 }
 
 function showLogin() {
+    ++shown;
     clear();
     element("login").hidden = false;
     element("logout").hidden = true;
@@ -431,6 +455,7 @@ function showLogin() {
 }
 
 function showUnlock() {
+    ++shown;
     clear();
     element("unlock").hidden = false;
     element("unlock").password.focus();

@@ -21,7 +21,7 @@ constexpr ExitCodeEntry kExitCodes[] = {
     {ExitCode::kStateFile, "state-file", "the state file cannot be locked, read or written"},
     {ExitCode::kOutput, "output", "the output exists already or cannot be written"},
     {ExitCode::kDatabase, "database", "a database cannot be opened, read or written"},
-    {ExitCode::kNotFound, "not-found", "there is no such task or record"},
+    {ExitCode::kNotFound, "not-found", "there is no such task, record or link"},
     {ExitCode::kDenied, "denied", "the user may not read the document"},
     {ExitCode::kRunTimeLimit, "run-time-limit",
      "the run reached its --time-limit, and documents are left"},

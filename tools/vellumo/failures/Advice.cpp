@@ -28,9 +28,11 @@ constexpr ReasonAdvice kAdvice[] = {
      "Look into the system log for the reason: journalctl -t vellumo; dmesg, if memory is short."},
 };
 
-std::string Command(const std::string& product, const std::string& sharePath, bool refresh) {
-    return "vellumo " + product + " " + loader::ShellWord(sharePath) +
-           (refresh ? " --refresh" : "");
+// With whose home folder it is, where the path alone does not tell.
+std::string Command(const std::string& product, const loader::Document& document) {
+    const bool isInHome = loader::ShareOf(document.sharePath) == "home";
+    return "vellumo " + product + " " + loader::ShellWord(document.sharePath) +
+           (isInHome ? " --user " + loader::ShellWord(document.user) : "");
 }
 
 void Add(std::vector<std::string>& advice, const std::string& sentence) {
@@ -39,24 +41,24 @@ void Add(std::vector<std::string>& advice, const std::string& sentence) {
     }
 }
 
-void AddForFailure(const ProductState& state, const std::string& sharePath,
+void AddForFailure(const ProductState& state, const loader::Document& document,
                    std::vector<std::string>& advice) {
     const auto* const found = std::find_if(
         std::begin(kAdvice), std::end(kAdvice),
         [&state](const ReasonAdvice& entry) { return state.failure->reason == entry.reason; });
     Add(advice, found != std::end(kAdvice) ? found->advice : "");
-    Add(advice, "Try it again at once: " + Command(state.product, sharePath, true));
+    Add(advice, "Try it again at once: " + Command(state.product, document) + " --refresh");
 }
 
-void AddForProduct(const ProductState& state, const std::string& sharePath,
+void AddForProduct(const ProductState& state, const loader::Document& document,
                    std::vector<std::string>& advice) {
     if (state.kept == ProductState::Kept::kFresh) {
         return;
     }
     if (state.failure && state.retry.when != When::kNow) {
-        AddForFailure(state, sharePath, advice);
+        AddForFailure(state, document, advice);
     } else {
-        Add(advice, "Make it: " + Command(state.product, sharePath, false));
+        Add(advice, "Make it: " + Command(state.product, document));
     }
 }
 
@@ -70,7 +72,7 @@ std::vector<std::string> AdviceOn(const loader::Explanation& explanation) {
         Add(advice, "Wait until the conversion has ended; 'vellumo pool' lists the jobs.");
     } else {
         for (const ProductState& state : explanation.products) {
-            AddForProduct(state, explanation.sharePath, advice);
+            AddForProduct(state, *explanation.document, advice);
         }
     }
     for (const loader::Problem& problem : explanation.problems) {

@@ -115,10 +115,17 @@ int64_t EndOf(const std::string& text, int64_t now) {
     return end;
 }
 
+// "" when it is not known: the server's key has changed since the link was made.
+std::string AddressOf(const Link& link, const loader::Links& links) {
+    const std::string token = links.TokenOf(link);
+    return token.empty() ? "" : "/s/" + token;
+}
+
 Json::Value ToJson(const Link& link, const loader::Links& links) {
     Json::Value value;
     value["id"] = Json::Int64{link.id};
-    value["address"] = "/s/" + links.TokenOf(link);
+    const std::string address = AddressOf(link, links);
+    value["address"] = address.empty() ? Json::Value() : Json::Value(address);
     value["owner"] = link.owner;
     value["path"] = link.path;
     value["kind"] = link.isFolder ? "folder" : "file";
@@ -164,7 +171,8 @@ void PrintFact(const std::string& label, const std::string& value) {
 
 void Print(const Link& link, const loader::Links& links) {
     PrintFact("link", std::to_string(link.id));
-    PrintFact("address", "/s/" + links.TokenOf(link));
+    const std::string address = AddressOf(link, links);
+    PrintFact("address", address.empty() ? "not known: the key has changed since" : address);
     PrintFact("path", link.path);
     PrintFact("owner", link.owner);
     PrintFact("label", link.label);

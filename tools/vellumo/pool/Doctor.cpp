@@ -21,6 +21,7 @@
 #include "loader/pool/CanaryFolder.h"
 #include "loader/pool/PoolState.h"
 #include "loader/pool/Readiness.h"
+#include "pool/PoolRepair.h"
 #include "vellumo/Constants.h"
 
 namespace vellumo::cli {
@@ -110,7 +111,7 @@ void Doctor::Examine() {
     const std::unique_ptr<Engine> engine = CheckEngine();
     if (engine && CheckPoolSize()) {
         CheckContainers(*engine);
-        CheckCounts();
+        CheckCounts(*engine);
         CheckTools();
     }
 }
@@ -182,19 +183,12 @@ void Doctor::CheckContainers(const Engine& engine) {
     }
 }
 
-// After a crash, the count of a container may stay above 0, and it then counts as busy for ever.
-void Doctor::CheckCounts() {
-    const std::vector<loader::RunningCommand> running = loader::RunningCommands();
-    for (const loader::Container& container :
-         loader::ReadPool("", core::LOCK_TIMEOUT_SECS).containers) {
-        const bool runs = std::any_of(running.begin(), running.end(),
-                                      [&container](const loader::RunningCommand& one) {
-                                          return one.container == container.name;
-                                      });
-        if (container.inUse > 0 && !runs) {
-            Add({container.name, false, "counts as busy, and no command runs in it",
-                 "If that lasts, 'vellumo pool up' corrects the count."});
-        }
+// The count of a killed process is given back by whoever comes next. Only one that has no lease, of
+// a program that makes none, stays and keeps its container for ever.
+void Doctor::CheckCounts(const Engine& engine) {
+    for (const auto& [container, used] : IdleThoughBusy(engine)) {
+        Add({container, false, "counts as busy, and no command runs in it",
+             "'vellumo pool up' corrects the count."});
     }
 }
 

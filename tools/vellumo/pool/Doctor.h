@@ -51,7 +51,7 @@ private:
     bool CheckServerAndPool();
     bool CheckPoolSize();
     void CheckContainers(const Engine& engine);
-    void CheckCounts();
+    void CheckCounts(const Engine& engine);
     void CheckTools();
     void TryTool(const Canary& canary, const std::string& folder);
     static void Convert(const Canary& canary, const std::string& folder);

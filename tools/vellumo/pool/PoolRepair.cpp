@@ -58,19 +58,6 @@ void KeepIdle(std::map<std::string, int>& candidates, const Engine& engine) {
     });
 }
 
-// The containers that count as busy, but in which no command was seen during the whole ProofTime.
-// Blocks for that time unless every candidate turns out to be busy.
-std::map<std::string, int> ProvablyIdle(const Engine& engine) {
-    std::map<std::string, int> candidates = CountedAsBusy();
-    const auto end = std::chrono::steady_clock::now() + ProofTime();
-    KeepIdle(candidates, engine);
-    while (!candidates.empty() && std::chrono::steady_clock::now() < end) {
-        std::this_thread::sleep_for(kLook);
-        KeepIdle(candidates, engine);
-    }
-    return candidates;
-}
-
 // The jobs that a crash may have left, while no container is in use and no command starts: all
 // running jobs, and the waiting jobs of the most urgent level, which a free container would take.
 struct IdleJobs {
@@ -160,8 +147,20 @@ bool DropLeft(Steps& steps) {
 
 }  // namespace
 
+// Blocks for the whole ProofTime unless every candidate turns out to be busy.
+std::map<std::string, int> IdleThoughBusy(const Engine& engine) {
+    std::map<std::string, int> candidates = CountedAsBusy();
+    const auto end = std::chrono::steady_clock::now() + ProofTime();
+    KeepIdle(candidates, engine);
+    while (!candidates.empty() && std::chrono::steady_clock::now() < end) {
+        std::this_thread::sleep_for(kLook);
+        KeepIdle(candidates, engine);
+    }
+    return candidates;
+}
+
 void MendCounts(const Engine& engine, Steps& steps) {
-    const std::map<std::string, int> idle = ProvablyIdle(engine);
+    const std::map<std::string, int> idle = IdleThoughBusy(engine);
     if (idle.empty()) {
         return;
     }
