@@ -40,9 +40,11 @@ service_units=(docker.service docker.socket containerd.service smbd.service nmbd
 # Every installation script of a package asks this program whether it may start a service. The first
 # function makes the answer no, the second restores what was there before.
 policy=/usr/sbin/policy-rc.d
+policy_mark='Made by'
 refuse_starts() {
-    [ ! -e "$policy" ] || mv "$policy" "$policy.before"
-    printf '#!/bin/sh\n# Made by %s, for as long as it installs packages.\nexit 101\n' "$0" >"$policy"
+    # One with our mark was left by a script that was killed.
+    [ ! -e "$policy" ] || grep -q "^# $policy_mark" "$policy" || mv "$policy" "$policy.before"
+    printf '#!/bin/sh\n# %s %s, for as long as it installs packages.\nexit 101\n' "$policy_mark" "$0" >"$policy"
     chmod 755 "$policy"
 }
 allow_starts() {

@@ -76,7 +76,16 @@ start_machine() {
         sleep 0.2
     done
     on_machine timeout 180 systemctl is-system-running --wait >"$work/state" ||
-        grep -q degraded "$work/state" || skip "systemd does not boot here: $(cat "$work/state")"
+        grep -q degraded "$work/state" || not_booted "$(cat "$work/state")"
+    has_booted=yes
+}
+
+# Once the machine has booted, it can here: what is in the way then is what a step has installed.
+not_booted() { # STATE
+    [ -n "${has_booted:-}" ] || skip "systemd does not boot here: $1"
+    echo "failed: the machine does not boot again: $1"
+    on_machine systemctl list-jobs || true
+    exit 1
 }
 
 on_machine() {
