@@ -4,6 +4,7 @@
 #include <benchmark/benchmark.h>
 #include <fcntl.h>
 #include <sys/resource.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <chrono>
@@ -11,6 +12,8 @@
 #include <filesystem>
 #include <fstream>
 #include <iostream>
+#include <sstream>
+#include <stdexcept>
 #include <string>
 #include <thread>
 #include <vector>
@@ -19,6 +22,8 @@
 #include "DeviceView.h"
 #include "Process.h"
 #include "StateFile.h"
+#include "vellumo/BaseDB.h"
+#include "vellumo/CacheManager.h"
 #include "vellumo/Constants.h"
 
 using namespace vellumo::test;
@@ -48,13 +53,20 @@ void RegisterContainers(int64_t count) {
     WriteState(state + "}");
 }
 
-void MakeDocuments(int count) {
-    for (int i = 0; i < count; ++i) {
-        const std::string folder = "/volume1/docs/" + std::to_string(i / kDocumentsInFolder);
+std::string FolderOf(int64_t number) {
+    return "/volume1/docs/" + std::to_string(number / kDocumentsInFolder);
+}
+
+std::string DocumentOf(int64_t number) {
+    return FolderOf(number) + "/report " + std::to_string(number) + ".docx";
+}
+
+void MakeDocuments(int64_t count) {
+    for (int64_t i = 0; i < count; ++i) {
         if (i % kDocumentsInFolder == 0) {
-            MakeDirectory(folder);
+            MakeDirectory(FolderOf(i));
         }
-        WriteFile(folder + "/report " + std::to_string(i) + ".docx", "some document");
+        WriteFile(DocumentOf(i), "some document");
     }
 }
 
@@ -227,6 +239,73 @@ void ConvertLarge(benchmark::State& state) {
         benchmark::Counter(kManyDocuments, benchmark::Counter::kIsIterationInvariantRate);
 }
 
+// Leaves a PDF for each of the first `count` documents, as an earlier run has kept them.
+void KeepPdfs(int64_t count) {
+    unlink(core::SZF_CACHE_DB_PATH);
+    { const core::CacheManager creator(false, 0); }
+    core::BaseDB index;
+    index.path = core::SZF_CACHE_DB_PATH;
+    bool kept = index.Open() && index.Exec("BEGIN");
+    for (int64_t i = 0; i < count && kept; ++i) {
+        const std::string document = DocumentOf(i);
+        struct stat status {};
+        std::string stream;
+        kept =
+            stat(document.c_str(), &status) == 0 &&
+            core::CacheManager::GetEAPath(document, core::SZK_THUMB_PDF_TYPE, stream) &&
+            index.Exec("INSERT INTO cache_target VALUES ('" + document + "', " +
+                       std::to_string(status.st_mtime) + ")") &&
+            index.Exec("INSERT INTO cache(target, stream, size, access) VALUES ('" + document +
+                       "', '" + core::SZK_THUMB_PDF_TYPE + "', 9, " + std::to_string(i + 1) + ")");
+        WriteFile(stream, "%PDF-1.4\n");
+    }
+    if (!kept || !index.Exec("COMMIT")) {
+        throw std::runtime_error("cannot keep PDFs");
+    }
+}
+
+// The processor time of the process and of all its children that have ended, in milliseconds.
+double ProcessorTimeOf(pid_t process) {
+    constexpr int kFirst = 14;  // utime, stime, cutime, cstime; see proc(5)
+    constexpr int kLast = 17;
+    std::istringstream fields(ReadFile("/proc/" + std::to_string(process) + "/stat"));
+    std::string field;
+    double ticks = 0;
+    for (int number = 1; number <= kLast && fields >> field; ++number) {
+        ticks += number >= kFirst ? std::stod(field) : 0;
+    }
+    return ticks * 1000 / static_cast<double>(sysconf(_SC_CLK_TCK));
+}
+
+// What a document costs in a folder in which all others are converted: of two thousand that are
+// not, the second thousand, because the folder is still looked through during the first.
+void ConvertTheLast(benchmark::State& state) {
+    constexpr int kOpen = 2000;
+    constexpr int kMeasured = 1000;
+    PrepareFreshDevice();
+    RegisterContainers(4);
+    MakeDocuments(state.range(0));
+    KeepPdfs(state.range(0) - kOpen);
+    PlayTool({});
+    for (auto _ : state) {
+        WriteFile("/device/docker-calls", "");
+        Calls calls;
+        ChildProcess tool = Start({});
+        calls.WaitFor(kOpen - kMeasured);
+        const auto begin = std::chrono::steady_clock::now();
+        const double before = ProcessorTimeOf(tool.Id());
+        if (!calls.WaitFor(kOpen)) {
+            state.SkipWithError("a document takes too long");
+        }
+        const std::chrono::duration<double> taken = std::chrono::steady_clock::now() - begin;
+        state.counters["cpu ms"] = (ProcessorTimeOf(tool.Id()) - before) / kMeasured;
+        state.SetIterationTime(taken.count() / kMeasured);
+        if (tool.Wait() != 0) {
+            state.SkipWithError("not every document was converted");
+        }
+    }
+}
+
 // All of a hundred thousand documents looked through, and told as one JSON document.
 void LookThroughLarge(benchmark::State& state) {
     PrepareFreshDevice();
@@ -284,6 +363,13 @@ int main(int argc, char** argv) {
         ->Unit(benchmark::kSecond)
         ->Iterations(1)
         ->UseRealTime();
+    for (const int64_t documents : {2000, 10000, 100000}) {
+        benchmark::RegisterBenchmark("the last of a folder, documents", ConvertTheLast)
+            ->Arg(documents)
+            ->Unit(benchmark::kMillisecond)
+            ->Iterations(1)
+            ->UseManualTime();
+    }
     benchmark::RegisterBenchmark("folder of 100000, dry run", LookThroughLarge)
         ->Unit(benchmark::kMillisecond)
         ->Iterations(1)

@@ -54,7 +54,9 @@ protected:
     }
 
     // Every secret has its products already: only the right to them is missing.
-    static void MakeProducts(Browser& ann, const std::vector<std::string>& paths) {
+    static void MakeProducts(const std::vector<std::string>& paths) {
+        Browser ann;
+        ASSERT_EQ(ann.LogIn("ann").status, 200);
         for (const std::string& path : paths) {
             for (const char* product : {"pdf", "thumbnail"}) {
                 ASSERT_EQ(Opened(ann, path, product), "ready") << path << ' ' << product;
@@ -113,9 +115,7 @@ protected:
 
 TEST_F(Exchanged, AttackADocumentForAnothersByRenamingGivesNobodyTheSecret) {
     const RunningService service;
-    Browser ann;
-    ASSERT_EQ(ann.LogIn("ann").status, 200);
-    MakeProducts(ann, {"docs/mine.docx", "docs/secret.docx"});
+    MakeProducts({"docs/mine.docx", "docs/secret.docx"});
     const Attacker attacker(
         [] { Exchange("/volume1/docs/mine.docx", "/volume1/docs/secret.docx"); });
     ASSERT_TRUE(attacker);
@@ -124,9 +124,7 @@ TEST_F(Exchanged, AttackADocumentForAnothersByRenamingGivesNobodyTheSecret) {
 
 TEST_F(Exchanged, AttackADocumentForALinkToAnothersGivesNobodyTheSecret) {
     const RunningService service;
-    Browser ann;
-    ASSERT_EQ(ann.LogIn("ann").status, 200);
-    MakeProducts(ann, {"docs/mine.docx", "docs/secret.docx"});
+    MakeProducts({"docs/mine.docx", "docs/secret.docx"});
     std::filesystem::create_symlink("secret.docx", "/volume1/docs/link.docx");
     const Attacker attacker([] { Exchange("/volume1/docs/mine.docx", "/volume1/docs/link.docx"); });
     ASSERT_TRUE(attacker);
@@ -137,9 +135,7 @@ TEST_F(Exchanged, AttackAFolderForALinkToAClosedOneGivesNobodyTheSecret) {
     const RunningService service;
     MakeDirectory("/volume1/docs/open");
     WriteDocument("open/a.docx", "anybody's", 0644);
-    Browser ann;
-    ASSERT_EQ(ann.LogIn("ann").status, 200);
-    MakeProducts(ann, {"docs/open/a.docx", "docs/closed/a.docx"});
+    MakeProducts({"docs/open/a.docx", "docs/closed/a.docx"});
     std::filesystem::create_symlink("closed", "/volume1/docs/way");
     const Attacker attacker([] { Exchange("/volume1/docs/open", "/volume1/docs/way"); });
     ASSERT_TRUE(attacker);
@@ -151,9 +147,7 @@ TEST_F(Exchanged, AttackAFolderForAClosedOneByRenamingGivesNobodyTheSecret) {
     const RunningService service;
     MakeDirectory("/volume1/docs/open");
     WriteDocument("open/a.docx", "anybody's", 0644);
-    Browser ann;
-    ASSERT_EQ(ann.LogIn("ann").status, 200);
-    MakeProducts(ann, {"docs/open/a.docx", "docs/closed/a.docx"});
+    MakeProducts({"docs/open/a.docx", "docs/closed/a.docx"});
     // Whoever moves a folder to another one must be able to write to it, but not within one folder.
     const Attacker attacker([] { Exchange("/volume1/docs/open", "/volume1/docs/closed"); });
     ASSERT_TRUE(attacker);
@@ -163,9 +157,9 @@ TEST_F(Exchanged, AttackAFolderForAClosedOneByRenamingGivesNobodyTheSecret) {
 // What the tests look for is there for who may have it.
 TEST_F(Exchanged, SecretsAreGivenToTheirOwner) {
     const RunningService service;
+    MakeProducts({"docs/secret.docx", "docs/closed/a.docx"});
     Browser ann;
     ASSERT_EQ(ann.LogIn("ann").status, 200);
-    MakeProducts(ann, {"docs/secret.docx", "docs/closed/a.docx"});
     for (const char* route : {"pdf/docs/secret.docx", "thumb/docs/secret.docx",
                               "original/docs/secret.docx", "pdf/docs/closed/a.docx"}) {
         EXPECT_THAT(ann.Get(std::string("/api/v1/") + route).content, HasSubstr(kSecret)) << route;

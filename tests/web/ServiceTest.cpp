@@ -6,12 +6,6 @@
 
 namespace vellumo::test {
 
-std::vector<TestAccount> AccountsOfService() {
-    std::vector<TestAccount> accounts = SomeAccounts();
-    accounts.push_back({"vellumo", 1990, 1990});
-    return accounts;
-}
-
 void ServiceTest::SetUp() {
     if (!HasOtherUsers()) {
         GTEST_SKIP() << "skipped: needs real root: other users cannot be taken here";

@@ -10,8 +10,6 @@
 
 namespace vellumo::test {
 
-std::vector<TestAccount> AccountsOfService();
-
 // Two shares with documents of ann's: bob may not read /docs/secret.docx, and Samba does not admit
 // him to /other. No session and no sharing link.
 class ServiceTest : public DeviceTest {
@@ -30,7 +28,7 @@ protected:
                               const std::string& prefix = "/api/v1/");
 
 private:
-    const Accounts _accounts{AccountsOfService(), SomeGroups()};
+    const Accounts _accounts{AccountsWithService(), SomeGroups()};
 };
 
 }  // namespace vellumo::test
