@@ -5,6 +5,8 @@
 #include <sys/statvfs.h>
 #include <unistd.h>
 
+#include <cerrno>
+#include <cstring>
 #include <set>
 #include <utility>
 #include <vector>
@@ -58,11 +60,16 @@ std::vector<IndexedStream> FirstOf(std::vector<IndexedStream> streams, int64_t e
     return streams;
 }
 
-// A file that is gone already, or whose document is, costs nothing: its entry no longer counts.
-void RemoveFiles(const std::vector<IndexedStream>& streams) {
+// A file that is gone already, or whose document is, costs nothing: its entry no longer counts. One
+// that cannot be removed keeps its entry.
+void RemoveFiles(const std::vector<IndexedStream>& streams, const std::string& what) {
     for (const IndexedStream& stream : streams) {
-        const Document document{"", "", stream.target, "", nullptr, ""};
-        unlink(StreamPath(document, stream.stream).c_str());
+        const std::string path =
+            StreamPath({"", "", stream.target, "", nullptr, ""}, stream.stream);
+        if (unlink(path.c_str()) != 0 && errno != ENOENT && errno != ENOTDIR) {
+            const std::string why = path + ": " + std::strerror(errno);
+            throw Failure({Reason::kNowhereToKeep, what, why, "Check the volume."});
+        }
     }
 }
 
@@ -102,7 +109,7 @@ Collected CollectDownTo(int64_t limit, const std::string& what) {
         // loop going.
         const std::string back = streams.back().target + '\n' + streams.back().stream;
         const bool isStuck = back == std::exchange(last, back);
-        RemoveFiles(streams);
+        RemoveFiles(streams, what);
         if (!index.Forget(streams) || isStuck) {
             FailToForget(what);
         }

@@ -96,7 +96,8 @@ public:
         for (const Renamed& each : renamed) {
             sql += Statements(each);
         }
-        return sql.empty() || !_exists || _db.ExecTransaction(sql);
+        const bool isDone = sql.empty() || !_exists || _db.ExecTransaction(sql);
+        return isDone && _isComplete;
     }
 
 private:
@@ -118,9 +119,10 @@ private:
         std::string sql;
         const std::string below = " AND path <> " + Quoted(renamed.from);
         if (_exists) {
-            _db.QueryResult(
-                "SELECT path FROM cache_target WHERE " + IsWithin("path", renamed.from) + below,
-                rows);
+            _isComplete = _db.QueryResult("SELECT path FROM cache_target WHERE " +
+                                              IsWithin("path", renamed.from) + below,
+                                          rows) &&
+                          _isComplete;
         }
         for (core::Row& row : rows) {
             const Renamed document{row["path"],
@@ -134,6 +136,7 @@ private:
 
     core::BaseDB _db;
     bool _exists;
+    bool _isComplete = true;  // all entries that are to move were found
 };
 
 // Users choose names, and a line break in one would begin a message of theirs.

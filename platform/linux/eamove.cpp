@@ -68,8 +68,8 @@ bool MoveFile(const std::string& from, const std::string& to) {
         }
         target.identity = kept.identity;
         const Descriptor folder = OpenOrMakeFolder(target);
-        if (!folder || (!Rename(kept.Path(), target.Path()) && errno != ENOENT &&
-                        errno != EEXIST)) {  // EEXIST: it has been converted there already
+        // EEXIST: it has been converted there already.
+        if (!folder || (!Rename(kept.Path(), target.Path()) && errno != EEXIST)) {
             return false;
         }
         RemoveOthers(folder, target);
@@ -90,12 +90,13 @@ bool MoveStreams(const StreamDirectory& from, const StreamDirectory& to,
     if (keys.empty()) {
         return true;
     }
-    const std::set<std::string> present = NamesOfFilesIn(to.FileFolder(), keys);
-    return std::all_of(present.begin(), present.end(), [&](const std::string& name) {
-        const std::string source = from.Parent() + '/' + name;
-        return !Exists(source) || !OpenOrMakeFolder(to) ||
-               Rename(source, to.Parent() + '/' + name) || errno == ENOENT || errno == EEXIST;
-    });
+    const auto present = NamesOfFilesIn(to.FileFolder(), keys);
+    return present && std::all_of(present->begin(), present->end(), [&](const std::string& name) {
+               const std::string source = from.Parent() + '/' + name;
+               return !Exists(source) ||
+                      (OpenOrMakeFolder(to) && Rename(source, to.Parent() + '/' + name)) ||
+                      errno == EEXIST;
+           });
 }
 
 // Moves what belongs to the folder `to` and the folders in it; `from` has files of its own, or

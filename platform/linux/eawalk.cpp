@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include <navo/ea.h>
 
+#include <optional>
 #include <set>
 #include <string>
 #include <vector>
@@ -49,13 +50,14 @@ private:
         return found.empty() ? 0 : Report(found, NamesOfFilesIn(folder.FileFolder(), keys));
     }
 
-    int Report(const std::vector<StreamDirectory>& found, const std::set<std::string>& present) {
+    int Report(const std::vector<StreamDirectory>& found,
+               const std::optional<std::set<std::string>>& present) {
         int result = 0;
         for (size_t i = 0; i < found.size() && result == 0; ++i) {
             const std::string path = found[i].Path();
             const std::string folder = found[i].FileFolder();
             const NAVOEAENTRY entry{path.c_str(), folder.c_str(),
-                                    present.contains(found[i].Name()) ? TRUE : FALSE};
+                                    !present || present->contains(found[i].Name()) ? TRUE : FALSE};
             result = _visit(&entry, _context);
         }
         return result;

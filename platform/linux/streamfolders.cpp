@@ -6,6 +6,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <cerrno>
 
 #include "support/Directory.h"
 
@@ -64,6 +65,10 @@ Descriptor OpenTree(const std::string& tree) {
     }
     const Descriptor folder(open(above.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
     return folder ? OpenOrMake(folder, tree.substr(above.size() + 1)) : Descriptor();
+}
+
+bool IsGone(int error) {
+    return error == ENOENT || error == ENOTDIR;
 }
 
 }  // namespace
@@ -134,16 +139,27 @@ void RemoveEmptyFolders(const StreamDirectory& place) {
     }
 }
 
-std::set<std::string> NamesOfFilesIn(const std::string& folder, const std::set<std::string>& keys) {
+std::optional<std::set<std::string>> NamesOfFilesIn(const std::string& folder,
+                                                    const std::set<std::string>& keys) {
     std::set<std::string> names;
     const Descriptor opened(open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
-    for (const std::string& name : NamesIn(opened)) {
+    if (!opened) {
+        return IsGone(errno) ? std::optional(names) : std::nullopt;
+    }
+    const std::vector<std::string> listed = NamesIn(opened);
+    if (listed.empty() && errno != 0) {
+        return std::nullopt;
+    }
+    for (const std::string& name : listed) {
         const std::string key = NameKey(name);
         if (!keys.contains(key)) {
             continue;
         }
-        if (const auto identity = IdentityOf(opened.Get(), name.c_str())) {
+        const auto identity = IdentityOf(opened.Get(), name.c_str());
+        if (identity) {
             names.insert(StreamDirectory{"", {}, key, *identity}.Name());
+        } else if (!IsGone(errno)) {
+            return std::nullopt;
         }
     }
     return names;

@@ -2,6 +2,7 @@
 #ifndef NAVO_LINUX_STREAMFOLDERS_H
 #define NAVO_LINUX_STREAMFOLDERS_H
 
+#include <optional>
 #include <set>
 #include <string>
 #include <string_view>
@@ -42,8 +43,10 @@ bool RemoveOthers(const vellumo::support::Descriptor& parent, const StreamDirect
 void RemoveEmptyFolders(const StreamDirectory& place);
 
 // The names of the directories of streams that the files in `folder` have now, as far as the hashes
-// of their names are among `keys`.
-std::set<std::string> NamesOfFilesIn(const std::string& folder, const std::set<std::string>& keys);
+// of their names are among `keys`. Nothing, with errno, when that cannot be found out: none of the
+// files may be taken for one that is gone.
+std::optional<std::set<std::string>> NamesOfFilesIn(const std::string& folder,
+                                                    const std::set<std::string>& keys);
 
 }  // namespace NAVO::platform
 

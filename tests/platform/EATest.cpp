@@ -380,6 +380,30 @@ TEST_F(EADirectoryOnDevice, IsFoundWithoutItsFileWhenThatIsGoneMovedOrReplaced) 
     EXPECT_EQ(Found(), (std::map<std::string, bool>{{made, false}}));
 }
 
+TEST_F(EADirectoryOnDevice, IsFoundWithItsFileWhileTheFolderCannotBeLookedInto) {
+    Keep(file);
+    const std::string made = DirectoryOf(file);
+    std::filesystem::rename("/volume1/docs/sub", "/volume1/docs/aside");
+    std::filesystem::create_symlink("sub", "/volume1/docs/sub");  // leads to itself
+    EXPECT_EQ(Found(), (std::map<std::string, bool>{{made, true}}));
+    std::filesystem::remove("/volume1/docs/sub");
+    EXPECT_EQ(Found(), (std::map<std::string, bool>{{made, false}}));
+    std::filesystem::rename("/volume1/docs/aside", "/volume1/docs/sub");
+}
+
+TEST_F(EADirectoryOnDevice, SaysSoWhenItCannotFollowARename) {
+    Keep(file);
+    std::filesystem::rename("/volume1/docs/sub", "/volume1/docs/new");
+    const std::string made = DirectoryOf("/volume1/docs/new/a.docx");
+    const std::string inTheWay = std::filesystem::path(made).parent_path();
+    WriteFile(inTheWay, "no folder");
+    ExpectFailure([] { return NAVOEAMove(1, "/volume1/docs/sub", "/volume1/docs/new"); }, -1,
+                  {NAVO_ERR_IO, ENOTDIR, "eamove.cpp"});
+    unlink(inTheWay.c_str());
+    ExpectSuccess([] { return NAVOEAMove(1, "/volume1/docs/sub", "/volume1/docs/new"); }, 0);
+    EXPECT_EQ(Found(), (std::map<std::string, bool>{{made, true}}));
+}
+
 TEST_F(EADirectoryOnDevice, MovesOnlyBetweenPathsOfFilesOnOneVolume) {
     constexpr Failure kBadMove{NAVO_ERR_BAD_PARAMETERS, EINVAL, "eamove.cpp"};
     for (const char* path : kBadPaths) {

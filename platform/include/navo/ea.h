@@ -66,7 +66,8 @@ NAVO_API int NAVOEAMove(int flags, const char* from, const char* to);
 struct NAVOEAENTRY {
     const char* szDirectory;  // its path
     const char* szFolder;     // the folder of its file
-    BOOL hasFile;             // FALSE: the file is no longer in that folder, or has another name
+    BOOL hasFile;             // FALSE: the file is no longer in that folder, or has another name;
+                              // TRUE also when that cannot be found out
 };
 
 // Is called with an entry, and with the `context` of NAVOEAWalk. Returns 0 to go on.
