@@ -42,6 +42,7 @@ constexpr ReasonEntry kReasons[] = {
     {Reason::kNoFactoryDefault, "no-factory-default"},
     {Reason::kTimeLimit, "time-limit"},
     {Reason::kToolFailed, "tool-failed"},
+    {Reason::kEngineFailed, "engine-failed"},
     {Reason::kNotPrepared, "not-prepared"},
     {Reason::kUnknownResult, "unknown-result"},
     {Reason::kNoProcess, "no-process"},

@@ -57,6 +57,7 @@ enum class Reason {
     // The conversion.
     kTimeLimit,      // the tool reached its time limit
     kToolFailed,     // the tool made no usable product
+    kEngineFailed,   // the tool was not run, or not to its end: the engine or a container is down
     kNotPrepared,    // the tool was not started
     kUnknownResult,  // the library returned a result that this code does not know
     kNoProcess,      // no worker process can be started

@@ -42,7 +42,7 @@ public:
     // The work on `item`, which Take() has returned, has ended.
     void Close(const Item& item, Outcome outcome);
 
-    // The same for an item that nobody can be blamed for: it is next again.
+    // The same for an item that nobody can be blamed for: it comes again, after those that wait.
     void GiveBack(const Item& item);
 
     // The document at `realPath` has changed.

@@ -1,8 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "jobs/Circumstances.h"
 
-#include "loader/failures/FailureKind.h"
-
 namespace vellumo::daemon {
 
 using loader::Reason;
@@ -21,11 +19,9 @@ bool IsCircumstance(const loader::Problem& problem) {
     }
 }
 
-// A tool that fails because its engine does is told by its words.
 bool IsOfServer(const loader::Problem& problem) {
     switch (problem.reason) {
-        case Reason::kToolFailed:
-            return loader::KindOf(problem) == loader::FailureKind::kCircumstance;
+        case Reason::kEngineFailed:
         case Reason::kShareSettings:
         case Reason::kNoRights:
         case Reason::kNoScratchShare:

@@ -8,7 +8,9 @@
 
 #include "loader/cache/KeptProducts.h"
 #include "loader/conversion/Endings.h"
+#include "loader/failures/FailureKind.h"
 #include "loader/failures/FailureMemory.h"
+#include "loader/pool/Readiness.h"
 
 namespace vellumo::loader {
 
@@ -114,11 +116,20 @@ void Conversion::RemoveFailureMark() const {
     }
 }
 
+// A document can make its tool write what an engine writes, so the engine is asked.
+Problem Conversion::WhyNoProduct(int result) const {
+    Problem problem = ExplainResult(result, What(), _assignment.ToolsFor(_document));
+    std::vector<std::string> words = _worker->ToolOutput();
+    if (problem.reason == Reason::kToolFailed && TellsOfEngine(words) && !DoContainersAnswer()) {
+        problem = ExplainEngine(What(), words.back());
+    }
+    problem.toolOutput = std::move(words);
+    return problem;
+}
+
 std::string Conversion::Product(const WorkerReport& report) const {
     if (!IsSuccess(report.result)) {
-        Problem problem = ExplainResult(report.result, What(), _assignment.ToolsFor(_document));
-        problem.toolOutput = _worker->ToolOutput();
-        throw Failure(std::move(problem));
+        throw Failure(WhyNoProduct(report.result));
     }
     if (_assignment.Stream() == nullptr) {
         return report.product;

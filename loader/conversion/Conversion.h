@@ -43,8 +43,9 @@ public:
     // when it has ended without a product.
     std::optional<std::string> Look();
 
-    // Whether it needs a container no more: its only tool has ended, and what is left is to store
-    // the product. May stay false until the end.
+    // Whether it probably needs a container no more: its only tool has ended, and what is left is
+    // to store the product. If the document was replaced meanwhile, the tool runs once more. May
+    // stay false until the end.
     bool HasLeftPool();
 
     // Passes on a request to stop. Look() tells when the conversion has stopped.
@@ -64,6 +65,7 @@ private:
     void Remember(const Problem& problem) const;
     void Forget() const;
     std::string Product(const WorkerReport& report) const;
+    Problem WhyNoProduct(int result) const;
 
     const Document& _document;
     Assignment _assignment;

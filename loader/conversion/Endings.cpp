@@ -61,6 +61,12 @@ Problem ExplainResult(int result, const std::string& what, const std::string& to
             "The system log may say more."};
 }
 
+Problem ExplainEngine(const std::string& what, const std::string& words) {
+    return {Reason::kEngineFailed, what,
+            "the container engine, or a container, does not work: " + words,
+            "'vellumo doctor' tells what to do."};
+}
+
 Problem ExplainDeath(const std::string& what, int status) {
     return {Reason::kWorkerDied, what, "its worker process " + DescribeDeath(status), ""};
 }

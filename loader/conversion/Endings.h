@@ -18,6 +18,9 @@ bool IsSuccess(int result);
 // runs.
 Problem ExplainResult(int result, const std::string& what, const std::string& tools);
 
+// The engine did not run the tool, or not to its end. `words`: the last line that it wrote.
+Problem ExplainEngine(const std::string& what, const std::string& words);
+
 // The worker died without a report. `status`: its wait status.
 Problem ExplainDeath(const std::string& what, int status);
 

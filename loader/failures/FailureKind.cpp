@@ -56,7 +56,7 @@ bool TellsOfEmbeddedEngine(const std::string& line) {
                         [&rest](std::string_view word) { return rest.starts_with(word); });
 }
 
-bool TellsOfEngine(const std::string& line) {
+bool IsOfEngine(const std::string& line) {
     return HasAny(line, kEngineWords) || TellsOfEmbeddedEngine(line);
 }
 
@@ -64,15 +64,18 @@ bool TellsOfKill(const std::string& line) {
     return HasAny(line, kKillWords);
 }
 
+// Words of an engine that answers: it did not a moment ago, or a document has had them written.
 FailureKind KindOfToolFailure(const std::vector<std::string>& words) {
-    if (std::any_of(words.begin(), words.end(), TellsOfEngine)) {
-        return FailureKind::kCircumstance;
-    }
-    const bool killed = std::any_of(words.begin(), words.end(), TellsOfKill);
-    return killed ? FailureKind::kPassing : FailureKind::kFinal;
+    const bool mayPass =
+        TellsOfEngine(words) || std::any_of(words.begin(), words.end(), TellsOfKill);
+    return mayPass ? FailureKind::kPassing : FailureKind::kFinal;
 }
 
 }  // namespace
+
+bool TellsOfEngine(const std::vector<std::string>& words) {
+    return std::any_of(words.begin(), words.end(), IsOfEngine);
+}
 
 FailureKind KindOf(const Problem& problem) {
     switch (problem.reason) {

@@ -5,6 +5,7 @@
 #include <cstdint>
 #include <span>
 #include <string>
+#include <vector>
 
 #include "loader/Problem.h"
 
@@ -18,6 +19,9 @@ enum class FailureKind {
 };
 
 FailureKind KindOf(const Problem& problem);
+
+// Whether one of these lines, which a tool has written, can be of the engine that ran it.
+bool TellsOfEngine(const std::vector<std::string>& words);
 
 // So many worker processes may die of one document; then it is put aside.
 inline constexpr int kDeathsPutAside = 2;

@@ -189,11 +189,13 @@ void FailureTable::Rename(const std::string& from, const std::string& to) {
     if (!_exists) {
         return;
     }
+    // A range, for which SQLite uses the index: '0' is the character after '/'.
     const std::string below = from + "/";
+    const std::string beyond = from + "0";
     Statement update(*this,
                      "UPDATE failures SET path = ?2 || substr(path, length(?1) + 1) "
-                     "WHERE path = ?1 OR substr(path, 1, length(?3)) = ?3");
-    update.Bind(from).Bind(to).Bind(below);
+                     "WHERE path = ?1 OR (path >= ?3 AND path < ?4)");
+    update.Bind(from).Bind(to).Bind(below).Bind(beyond);
     update.Step();
 }
 

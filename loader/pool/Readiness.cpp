@@ -3,6 +3,9 @@
 
 #include <unistd.h>
 
+#include <algorithm>
+#include <chrono>
+
 #include "loader/Problem.h"
 #include "loader/pool/EngineClient.h"
 #include "loader/pool/PoolState.h"
@@ -16,6 +19,7 @@ namespace core = NAVO::VELLUMO;
 using Priority = core::ContainerPoolManager::Priority;
 
 constexpr size_t kContainersForLowPriority = 2;
+constexpr std::chrono::seconds kAnswerLimit(10);
 
 bool MayBecomeRoot() {
     uid_t real = 0;
@@ -63,6 +67,18 @@ size_t CheckPool(const std::string& what, Priority priority) {
                        "Start and register a second container."});
     }
     return pool.Slots(priority);
+}
+
+bool DoContainersAnswer() {
+    try {
+        const PoolState pool = ReadPool("", core::LOCK_TIMEOUT_SECS);
+        return std::all_of(
+            pool.containers.begin(), pool.containers.end(), [](const Container& container) {
+                return AskEngine({"exec", container.name, "true"}, kAnswerLimit).status == 0;
+            });
+    } catch (const Failure&) {
+        return false;
+    }
 }
 
 }  // namespace vellumo::loader

@@ -21,6 +21,10 @@ void CheckServer(const std::string& what);
 // A registered container takes jobs of `priority`. Returns how many of them can run at once.
 size_t CheckPool(const std::string& what, NAVO::VELLUMO::ContainerPoolManager::Priority priority);
 
+// Whether the engine runs a command in each registered container, which takes a moment for each.
+// False also when the pool's state cannot be read.
+bool DoContainersAnswer();
+
 }  // namespace vellumo::loader
 
 #endif

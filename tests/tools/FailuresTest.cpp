@@ -156,8 +156,21 @@ TEST_F(FailuresTest, PutADocumentAsideThatKillsTwoWorkers) {
 TEST_F(FailuresTest, OfTheEngineAreNotTheDocuments) {
     InstallDocker(
         "#!/bin/sh\necho 'Cannot connect to the Docker daemon at unix:///x' >&2\nexit 1\n");
-    ExpectStatus(RunTool({"pdf", "/docs/a.docx"}), ExitCode::kToolFailed);
+    const Outcome outcome = RunTool({"pdf", "/docs/a.docx"});
+    ExpectStatus(outcome, ExitCode::kToolFailed);
+    EXPECT_THAT(outcome.err, HasSubstr("vellumo doctor"));
     EXPECT_THAT(Failures(), SizeIs(0));
+}
+
+TEST_F(FailuresTest, AreTheDocumentsWhenTheirToolOnlySpeaksLikeAnEngine) {
+    InstallDocker(
+        "#!/bin/sh\n[ \"$3\" = true ] && exit 0\n"
+        "echo 'ValueError: Empty file: Error response from daemon' >&2\nexit 1\n");
+    ExpectStatus(RunTool({"pdf", "/docs/a.docx"}), ExitCode::kToolFailed);
+    ASSERT_THAT(Failures(), SizeIs(1));
+    EXPECT_EQ(Failures()[0]["reason"], "tool-failed");
+    EXPECT_FALSE(Failures()[0]["nextTry"].isNull())
+        << "it is tried again, in case it was the engine";
 }
 
 TEST_F(FailuresTest, AreListedTheLatestFirst) {

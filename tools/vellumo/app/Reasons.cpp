@@ -60,6 +60,7 @@ constexpr ReasonMeaning kMeanings[] = {
     {Reason::kTimeLimit, ExitCode::kTimeLimit,
      "Convert fewer pages, as in 'vellumo pdf --pages 1-10'."},
     {Reason::kToolFailed, ExitCode::kToolFailed, nullptr},
+    {Reason::kEngineFailed, ExitCode::kToolFailed, nullptr},
     {Reason::kNotPrepared, ExitCode::kNotPrepared,
      "The system log has the reason: journalctl -t vellumo."},
     {Reason::kUnknownResult, ExitCode::kFailed,
