@@ -7,6 +7,7 @@ namespace vellumo::loader {
 namespace {
 
 constexpr size_t kMostDigits = 9;
+constexpr std::chrono::days kLongest(36'500);  // clocks count nanoseconds in 63 bits
 
 std::chrono::seconds SecondsOf(char unit) {
     switch (unit) {
@@ -33,8 +34,8 @@ std::optional<std::chrono::seconds> DurationOf(const std::string& text) {
     unsigned number = 0;
     const auto [end, error] = std::from_chars(text.data(), unit, number);
     const std::chrono::seconds duration = number * SecondsOf(*unit);
-    return error == std::errc() && end == unit && duration.count() > 0 ? std::optional(duration)
-                                                                       : std::nullopt;
+    const bool isValid = error == std::errc() && end == unit && duration.count() > 0;
+    return isValid && duration <= kLongest ? std::optional(duration) : std::nullopt;
 }
 
 }  // namespace vellumo::loader

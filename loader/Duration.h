@@ -8,7 +8,8 @@
 
 namespace vellumo::loader {
 
-// A whole number with its unit: "90s", "30m", "12h" or "2d"; null for any other text, and for 0.
+// A whole number with its unit: "90s", "30m", "12h" or "2d"; null for any other text,
+// for 0, and for more than a hundred years.
 std::optional<std::chrono::seconds> DurationOf(const std::string& text);
 
 }  // namespace vellumo::loader

@@ -16,7 +16,7 @@ bool IsNew(int64_t last, int64_t now, Manner manner) {
 }
 
 std::string Visits::Begin(const Link& link, bool isUnlocked, int64_t now) const {
-    _database.Prepare("DELETE FROM visits WHERE begun < ?").Bind(now - Seconds(kMost)).Next();
+    ForgetOld(link.id, now);
     std::string token = NewSessionToken();
     _database
         .Prepare(
@@ -29,6 +29,18 @@ std::string Visits::Begin(const Link& link, bool isUnlocked, int64_t now) const 
         .Bind(link.passwordHash)
         .Next();
     return token;
+}
+
+void Visits::ForgetOld(int64_t link, int64_t now) const {
+    _database.Prepare("DELETE FROM visits WHERE begun < ?").Bind(now - Seconds(kMost)).Next();
+    _database
+        .Prepare(
+            "DELETE FROM visits WHERE link = ?1 AND is_unlocked = 0 AND begun < (SELECT begun"
+            " FROM visits WHERE link = ?1 AND is_unlocked = 0 ORDER BY begun DESC"
+            " LIMIT 1 OFFSET ?2)")
+        .Bind(link)
+        .Bind(kMostLocked)
+        .Next();
 }
 
 std::optional<Visit> Visits::Find(int64_t link, const std::string& token, int64_t now) const {

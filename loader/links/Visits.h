@@ -41,12 +41,14 @@ public:
     static constexpr std::chrono::hours kMost{12};
     static constexpr std::chrono::minutes kSameOpening{30};
     static constexpr int64_t kMostOpenings = 10'000;  // that are kept of a link
+    static constexpr int64_t kMostLocked = 10'000;    // visits of a link without its password
 
     explicit Visits(const LinkDatabase& database) : _database(database) {}
 
     // Begins a visit and returns its token, 64 hexadecimal digits. There is none under the token
     // when the link was revoked or got another password than `link` has. Forgets visits that are
-    // over.
+    // over, and of those that have sent no password the oldest beyond kMostLocked: a visitor who
+    // sends no cookie begins one with each request.
     std::string Begin(const Link& link, bool isUnlocked, int64_t now) const;
 
     // The link's visit with the token; nothing when there is none or it is over.
@@ -65,6 +67,7 @@ public:
 private:
     int64_t LastOpening(const Visit& visit, const std::string& path) const;
     bool CountView(int64_t link, const Visit& visit, int64_t now, Manner manner) const;
+    void ForgetOld(int64_t link, int64_t now) const;
     void Remember(int64_t link, const Visit& visit, const Opening& opening) const;
 
     const LinkDatabase& _database;

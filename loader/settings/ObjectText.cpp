@@ -160,7 +160,7 @@ void ObjectText::EraseWithEmptyLine(size_t begin, size_t end) {
     const size_t lineBegin = _text.find_last_of('\n', begin - 1) + 1;
     const size_t lineEnd = std::min(_text.find('\n', end), _text.size() - 1);
     const bool isAlone = _text.find_first_not_of(" \t", lineBegin) == begin &&
-                         _text.find_first_not_of(" \t\r", end) == lineEnd;
+                         _text.find_first_not_of(" \t\r", end) == lineEnd && _text[lineEnd] == '\n';
     if (isAlone) {
         _text.erase(lineBegin, lineEnd + 1 - lineBegin);
     } else {

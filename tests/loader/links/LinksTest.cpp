@@ -172,6 +172,21 @@ TEST_F(SharedLinks, GiveTheLastViewToOneOfSeveralProcesses) {
     EXPECT_EQ(Store().Views(link), 3);
 }
 
+TEST_F(SharedLinks, KeepALimitedNumberOfVisitsWithoutAPassword) {
+    const Store store;
+    const Link link = store.Made();
+    auto insert = store.database.Prepare(
+        "WITH RECURSIVE n(i) AS (SELECT 1 UNION ALL SELECT i + 1 FROM n WHERE i < ?3)"
+        " INSERT INTO visits SELECT randomblob(32), ?1, ?2 + i, 0, 0 FROM n");
+    insert.Bind(link.id).Bind(kNow - 20'000).Bind(Visits::kMostLocked + 100).Next();
+    store.visits.Begin(link, true, kNow);
+    auto locked =
+        store.database.Prepare("SELECT count(*), min(begun) FROM visits WHERE is_unlocked = 0");
+    ASSERT_TRUE(locked.Next());
+    EXPECT_EQ(locked.Number(0), Visits::kMostLocked + 1);
+    EXPECT_GT(locked.Number(1), kNow - 20'000 + 1) << "not the oldest have gone";
+}
+
 TEST_F(SharedLinks, CountEachViewOnceWhoeverIsKilled) {
     const Link link = Store().Made();
     for (int round = 0; round < 20; ++round) {

@@ -63,6 +63,14 @@ TEST(ObjectText, RemovesAMemberAndKeepsComments) {
     }
 }
 
+TEST(ObjectText, RemovesTheLastMemberOfATextWithoutALineEndAtItsEnd) {
+    ObjectText text("{\n  \"a\": 1}");
+    text.Remove("a");
+    EXPECT_EQ(text.Text(), "{\n  }");
+    text.Set("b", "2");
+    EXPECT_EQ(text.Text(), "{\n    \"b\": 2\n  }");
+}
+
 TEST(ObjectText, TakesSeveralChanges) {
     ObjectText text("{}\n");
     text.Set("a", "1");

@@ -29,6 +29,15 @@ TEST(SettingValue, SizesHaveUnitsOfPowersOf1024) {
     EXPECT_EQ(ValueOf(kSize, Json::Value(5)), SettingValue(int64_t{5}));
 }
 
+// What is compared with a clock would overflow.
+TEST(SettingValue, RefusesDurationsOfMoreThanAHundredYears) {
+    const SettingEntry duration{Setting::kWorkerTime, SettingKind::kDuration, "", "", ""};
+    EXPECT_EQ(ValueOf(duration, "36500d"), SettingValue(std::chrono::seconds(24h * 36500)));
+    for (const char* text : {"36501d", "999999d", "999999999h"}) {
+        EXPECT_FALSE(ValueOf(duration, text)) << text;
+    }
+}
+
 TEST(SettingValue, RefusesWhatIsNoSize) {
     for (const char* text : {"", "G", "1GB", "1g", "-1", "-1G", " 1", "1 ", "1.5G", "1e3", "0x10",
                              "9999999999T", "99999999999999999999", "5%"}) {
