@@ -78,7 +78,7 @@ void Daemon::Wait() {
     _control.AddTo(sources);
     _crew.AddTo(sources);
     auto limit = kTick;
-    if (_shares.WaitOn() >= 0) {
+    if (_shares.WaitOn() >= 0 && !_trouble) {  // while it holds, nobody takes the events
         sources.push_back({_shares.WaitOn(), POLLIN, 0});
     }
     if (_crew.Count() > 0 || _health.IsRunning()) {
@@ -112,7 +112,7 @@ void Daemon::LookAtSettings() {
 void Daemon::Reload() {
     Manager::TellReloading();
     _stamp = SettingsStamp::Now();
-    _settings = DaemonSettings::Read();
+    _settings = DaemonSettings::Read(_settings.shares);
     _crew.SetLimits(_settings.worker);
     _collection.SetLimit(_settings.cacheLimit);
     _shares.Adapt();
@@ -238,6 +238,9 @@ void Daemon::CollectJobs() {
 
 // Nothing is started for a while, which gets longer as long as nothing succeeds.
 void Daemon::PauseBecause(const loader::Problem& problem) {
+    if (Clock::now() < _pauseUntil) {
+        return;  // of the same failure, in a job that ran beside the first one
+    }
     _pauseBecause = problem.why;
     _pauseUntil = Clock::now() + _pauseLength;
     _pauseLength = std::min<Clock::duration>(_pauseLength * 2, kLongestPause);

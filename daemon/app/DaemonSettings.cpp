@@ -29,12 +29,12 @@ int64_t ChangeOf(const char* file) {
                : 0;
 }
 
-loader::ShareMap ReadShares() {
+loader::ShareMap ReadShares(const loader::ShareMap& before) {
     try {
         return loader::ShareMap(loader::Shares());
     } catch (const loader::Failure& failure) {
         LogError(InOneLine(failure.Details()));
-        return loader::ShareMap({});
+        return before;
     }
 }
 
@@ -61,7 +61,7 @@ bool IsExcluded(const std::string& path, const std::vector<std::string>& pattern
 
 }  // namespace
 
-DaemonSettings DaemonSettings::Read() {
+DaemonSettings DaemonSettings::Read(const loader::ShareMap& before) {
     const loader::Settings settings = loader::Settings::Read();
     for (const loader::Problem& problem : settings.Problems()) {
         LogWarning(InOneLine(problem));
@@ -81,7 +81,7 @@ DaemonSettings DaemonSettings::Read() {
     read.excluded = settings.Texts(Setting::kExclude);
     read.housekeeping = settings.TimeOfDay(Setting::kHousekeeping);
     read.scanEvery = settings.Duration(Setting::kScanEvery);
-    read.shares = ReadShares();
+    read.shares = ReadShares(before);
     read.looksAfterShares = access(core::SZF_ENABLE_INDEX, F_OK) == 0;
     return read;
 }

@@ -20,9 +20,9 @@ namespace vellumo::daemon {
 // What the daemon has been told: the settings of all programs (`vellumo settings`), the shares, and
 // whether it looks after the shares at all (SZF_ENABLE_INDEX).
 struct DaemonSettings {
-    // Reads them anew and writes what is wrong to the log. When the shares cannot be read, there
-    // are none.
-    static DaemonSettings Read();
+    // Reads them anew and writes what is wrong to the log. When the shares cannot be read, they are
+    // those of `before`.
+    static DaemonSettings Read(const loader::ShareMap& before = loader::ShareMap({}));
 
     // Whether it is the time of the night's work.
     bool IsNight(std::chrono::system_clock::time_point now) const;

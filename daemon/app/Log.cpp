@@ -4,22 +4,35 @@
 #include <syslog.h>
 #include <unistd.h>
 
+#include <algorithm>
+#include <cctype>
+
 namespace vellumo::daemon {
+namespace {
+
+// Users choose names, and a line break in one would begin a message of theirs.
+std::string Printable(std::string text) {
+    std::replace_if(
+        text.begin(), text.end(), [](unsigned char c) { return std::iscntrl(c) != 0; }, '?');
+    return text;
+}
+
+}  // namespace
 
 void OpenLog() {
     openlog("navovellumod", LOG_PID | (isatty(STDERR_FILENO) == 1 ? LOG_PERROR : 0), LOG_DAEMON);
 }
 
 void LogInfo(const std::string& text) {
-    syslog(LOG_INFO, "%s", text.c_str());
+    syslog(LOG_INFO, "%s", Printable(text).c_str());
 }
 
 void LogWarning(const std::string& text) {
-    syslog(LOG_WARNING, "%s", text.c_str());
+    syslog(LOG_WARNING, "%s", Printable(text).c_str());
 }
 
 void LogError(const std::string& text) {
-    syslog(LOG_ERR, "%s", text.c_str());
+    syslog(LOG_ERR, "%s", Printable(text).c_str());
 }
 
 std::string InOneLine(const loader::Problem& problem) {

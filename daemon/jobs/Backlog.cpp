@@ -48,9 +48,6 @@ void Backlog::Look() {
 }
 
 void Backlog::TakeTasks(TaskQueue::Kind kind, size_t count) {
-    if (count == 0) {
-        return;  // what is left stays told by MayHaveMore()
-    }
     for (const QueuedTask& task : _tasks.Take(kind, count)) {
         Accept(task);
     }

@@ -7,6 +7,7 @@ using loader::Reason;
 
 bool IsCircumstance(const loader::Problem& problem) {
     switch (problem.reason) {
+        case Reason::kUnreachable:
         case Reason::kNotPrepared:
         case Reason::kInterrupted:
         case Reason::kLeftQueued:

@@ -58,9 +58,9 @@ bool FolderWork::Step(const std::function<void(const std::string& realPath)>& fo
     if (RemoveIndexed()) {
         return true;
     }
+    const auto cache = loader::OpenCache(kWhat);  // first: without it, what the step finds is lost
     std::vector<watch::TreeScan::File> files;
     const bool goesOn = _scan.Step(kEntriesInAStep, files);
-    const auto cache = loader::OpenCache(kWhat);
     for (const watch::TreeScan::File& file : files) {
         if (_task.operation == Operation::kRemove) {
             Remove(file.path, *cache);

@@ -76,12 +76,7 @@ std::vector<std::string> IndexQueue::Take(size_t count) {
 }
 
 void IndexQueue::Finish(const std::string& path) {
-    _open.erase(path);
-    EndIfDone();
-}
-
-bool IndexQueue::HasWork() const {
-    return _file || Exists(core::SZF_INDEX_QUEUE_WORKING) || Exists(core::SZF_INDEX_QUEUE);
+    _open.erase(path);  // Take() ends the file
 }
 
 bool IndexQueue::Begin() {

@@ -28,9 +28,6 @@ public:
     // The work on a path that Take() has returned has ended.
     void Finish(const std::string& path);
 
-    // Whether a file is being worked on or waits for that.
-    bool HasWork() const;
-
 private:
     using Clock = std::chrono::steady_clock;
 

@@ -147,6 +147,8 @@ void ShareWatch::TakeEvents() {
 
 void ShareWatch::TakeChanges() {
     if (!_backlog.HasRoom(Lane::kChanged)) {
+        // Housekeeping would remove what has not followed.
+        FollowMoves(_settling->TakeMoves());
         return;
     }
     const watch::Changes changes = _settling->TakeSettled();

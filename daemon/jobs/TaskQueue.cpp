@@ -79,7 +79,7 @@ bool TaskQueue::MayHaveMore() {
     const bool changed =
         status.st_mtim.tv_sec != _changed.tv_sec || status.st_mtim.tv_nsec != _changed.tv_nsec;
     _changed = status.st_mtim;
-    return changed || _hasLeft || !_done.empty();
+    return changed || _hasUrgentLeft || _hasOrdinaryLeft || !_done.empty();
 }
 
 std::vector<QueuedTask> TaskQueue::Take(Kind kind, size_t count) {
@@ -92,7 +92,7 @@ std::vector<QueuedTask> TaskQueue::Take(Kind kind, size_t count) {
                rows)) {
         return tasks;
     }
-    _hasLeft = rows.size() == count;
+    (kind == Kind::kUrgent ? _hasUrgentLeft : _hasOrdinaryLeft) = rows.size() == count;
     for (core::Row& row : rows) {
         tasks.push_back(ToTask(row));
         _taken.insert(tasks.back().id);
@@ -118,13 +118,6 @@ void TaskQueue::DeleteDone() {
         }
         _done.clear();
     }
-}
-
-void TaskQueue::PutBack(const std::vector<std::string>& ids) {
-    for (const std::string& id : ids) {
-        _taken.erase(id);
-    }
-    _changed = {};
 }
 
 std::optional<int64_t> TaskQueue::Count() const {

@@ -32,21 +32,18 @@ public:
     TaskQueue();
 
     // Whether there may be tasks to take: the queue has changed since the last call, or the last
-    // Take() has left some.
+    // Take() of a kind may have left some.
     bool MayHaveMore();
 
-    // At most `count` of the oldest tasks that Forget() has not returned and that are not taken
-    // yet: those of operation kConvertNow, or all others. They are taken from now on. Tasks with a
-    // number that no program uses are passed over. Returns no tasks when the database cannot be
-    // read; the system log has the reason.
+    // At most `count` of the oldest tasks that are not taken yet: those of operation kConvertNow,
+    // or all others. They are taken from now on. Tasks with a number that no program uses are
+    // passed over. Returns no tasks when the database cannot be read; the system log has the
+    // reason.
     enum class Kind { kUrgent, kOrdinary };
     std::vector<QueuedTask> Take(Kind kind, size_t count);
 
     // Deletes tasks that are done. When the database is locked, they are deleted later.
     void Finish(const std::vector<std::string>& ids);
-
-    // The tasks are to be taken again.
-    void PutBack(const std::vector<std::string>& ids);
 
     // How many tasks the queue has; nothing when it cannot be read.
     std::optional<int64_t> Count() const;
@@ -55,7 +52,8 @@ private:
     void DeleteDone();
 
     struct timespec _changed {};
-    bool _hasLeft = false;
+    bool _hasUrgentLeft = false;
+    bool _hasOrdinaryLeft = false;
     std::set<std::string> _taken;
     std::set<std::string> _done;  // and not deleted yet
 };

@@ -108,7 +108,7 @@ std::string TreeScan::Checkpoint() const {
 }
 
 void TreeScan::GoRoundAgain() {
-    _end = _folder;
+    _end = _folder.empty() ? _start : _folder;  // before the first step, it is to begin there
     _isSecondRound = false;
 }
 

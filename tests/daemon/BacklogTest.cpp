@@ -12,6 +12,7 @@
 #include "loader/cache/MovedProducts.h"
 #include "vellumo/CacheManager.h"
 #include "vellumo/Constants.h"
+#include "vellumo/TaskDB.h"
 
 namespace vellumo::daemon {
 namespace {
@@ -54,6 +55,37 @@ TEST_F(BacklogTest, ScanWhoseDocumentsAreNotDoneYetCannotGoRoundAgain) {
     Walk();
     ASSERT_NE(_backlog.WholeScan(), nullptr) << "a document of it is open";
     EXPECT_FALSE(_backlog.LookThroughAllAgain()) << "a change after its walk would be lost";
+}
+
+TEST_F(BacklogTest, IndexingQueueOfADeadDaemonStaysUntilItIsRead) {
+    const Item item{MakeDocument("a.docx"), loader::Products::kBoth, Lane::kNow};
+    test::WriteFile(core::SZF_INDEX_QUEUE_WORKING, item.realPath + "\n");
+    _settings.looksAfterShares = false;
+    _backlog.Look();
+    _backlog.Close(item, Outcome::kDone);
+    EXPECT_TRUE(test::Exists(core::SZF_INDEX_QUEUE_WORKING));
+    unlink(core::SZF_INDEX_QUEUE_WORKING);
+}
+
+TEST_F(BacklogTest, TasksThatHaveNoPlaceYetAreTakenLater) {
+    constexpr int kTasks = 450;
+    core::TaskDB queue;
+    ASSERT_TRUE(queue.OpenDB());
+    for (int i = 0; i < kTasks; ++i) {
+        core::TaskDB::Task task;
+        task.path = "/volume1/docs/" + std::to_string(i) + ".docx";
+        ASSERT_TRUE(queue.AppendTask(task));
+    }
+    size_t taken = 0;
+    for (int look = 0; look < 60 && taken < kTasks; ++look) {
+        _backlog.Look();
+        while (auto item = _backlog.Take(Lane::kQueued)) {
+            ++taken;
+            _backlog.Close(*item, Outcome::kDone);
+        }
+        usleep(100'000);
+    }
+    EXPECT_EQ(taken, static_cast<size_t>(kTasks));
 }
 
 TEST_F(BacklogTest, DocumentThatIsFoundWhileItIsConvertedIsLookedAtOnceMore) {
