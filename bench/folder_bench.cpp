@@ -325,14 +325,7 @@ void LookThroughLarge(benchmark::State& state) {
     state.counters["MiB"] = static_cast<double>(usage.ru_maxrss) / 1024;
 }
 
-}  // namespace
-
-int main(int argc, char** argv) {
-    EnterDeviceView(argc, argv);
-    benchmark::Initialize(&argc, argv);
-    if (benchmark::ReportUnrecognizedArguments(argc, argv)) {
-        return 2;
-    }
+void RegisterSmallFolders() {
     for (const int64_t containers : {1, 2, 4, 8}) {
         benchmark::RegisterBenchmark("folder of 40, containers", Convert)
             ->Arg(containers)
@@ -354,6 +347,9 @@ int main(int argc, char** argv) {
             ->Iterations(1)
             ->UseRealTime();
     }
+}
+
+void RegisterLargeFolders() {
     benchmark::RegisterBenchmark("folder of 100000, first tool", StartLarge)
         ->Unit(benchmark::kMillisecond)
         ->Iterations(1)
@@ -374,6 +370,18 @@ int main(int argc, char** argv) {
         ->Unit(benchmark::kMillisecond)
         ->Iterations(1)
         ->UseRealTime();
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+    EnterDeviceView(argc, argv);
+    benchmark::Initialize(&argc, argv);
+    if (benchmark::ReportUnrecognizedArguments(argc, argv)) {
+        return 2;
+    }
+    RegisterSmallFolders();
+    RegisterLargeFolders();
     benchmark::RunSpecifiedBenchmarks();
     return 0;
 }
