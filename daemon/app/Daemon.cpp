@@ -172,7 +172,7 @@ void Daemon::StartJobs() {
     }
 }
 
-// The pool is read again after each start: another program may have taken a container meanwhile.
+// What is known of the pool is at most a second old: a job that finds no container waits for one.
 bool Daemon::StartOne() {
     const Situation situation = SituationNow();
     std::optional<Item> item;

@@ -83,7 +83,6 @@ private:
     void Examine(const FolderListing::Entry& entry, Findings& findings);
     void ExamineFolder(const std::string& path, ino_t inode, Findings& findings);
     void EndListing(Findings& findings);
-    Folders::iterator Insert(const std::string& path, const Known& known);
     void Forget(const std::string& path);
     void Rename(const std::string& from, const std::string& path);
     void Sleep(std::chrono::milliseconds time);

@@ -60,6 +60,16 @@ const waitForNames = (page, ...wanted) => page.waitForFunction((all) => {
     return all.every((one) => shown.includes(one));
 }, {}, wanted);
 
+// A page in which ann has opened the share docs.
+async function openDocs() {
+    const page = await openPage();
+    await logIn(page, "ann", ANN);
+    await waitForNames(page, "docs");
+    await enter(page, "docs");
+    await waitForNames(page, "letter.docx");
+    return page;
+}
+
 async function assertNoTrouble(page) {
     assert.deepEqual(page.troubles, []);
     assert.deepEqual(await page.evaluate(() => window.violations), [], "the policy was violated");
@@ -160,11 +170,7 @@ async function openInTab(page, name) {
 }
 
 test("a click on a document opens its PDF in a new tab", async () => {
-    const page = await openPage();
-    await logIn(page, "ann", ANN);
-    await waitForNames(page, "docs");
-    await enter(page, "docs");
-    await waitForNames(page, "letter.docx");
+    const page = await openDocs();
     const {response} = await openInTab(page, "letter.docx");
     assert.deepEqual(
         [new URL(response.url()).pathname, response.status(), response.headers()["content-type"]],
@@ -197,11 +203,7 @@ async function openHeldUp(page, name) {
 }
 
 test("a tab tells how long its document takes, and closing it cancels", async () => {
-    const page = await openPage();
-    await logIn(page, "ann", ANN);
-    await waitForNames(page, "docs");
-    await enter(page, "docs");
-    await waitForNames(page, "letter.docx");
+    const page = await openDocs();
     const tab = await openHeldUp(page, "letter.docx");
     await tab.waitForFunction(() => document.body.textContent ===
         "letter.docx: 3 documents come first, about 12 s (To cancel, close this tab.)");
@@ -214,11 +216,7 @@ test("a tab tells how long its document takes, and closing it cancels", async ()
 });
 
 test("a person whose document is not made is told so, and its tab closes", async () => {
-    const page = await openPage();
-    await logIn(page, "ann", ANN);
-    await waitForNames(page, "docs");
-    await enter(page, "docs");
-    await waitForNames(page, "letter.docx");
+    const page = await openDocs();
     const tab = await openHeldUp(page, "letter.docx");
     const closed = new Promise((resolve) => { tab.once("close", resolve); });
     await page.evaluate(() => { window.answer = {state: "none"}; });
@@ -230,11 +228,7 @@ test("a person whose document is not made is told so, and its tab closes", async
 });
 
 test("a person whose session has ended gets the login form for a document", async () => {
-    const page = await openPage();
-    await logIn(page, "ann", ANN);
-    await waitForNames(page, "docs");
-    await enter(page, "docs");
-    await waitForNames(page, "letter.docx");
+    const page = await openDocs();
     const tab = await openHeldUp(page, "letter.docx");
     const closed = new Promise((resolve) => { tab.once("close", resolve); });
     await page.evaluate(() => {
@@ -246,11 +240,7 @@ test("a person whose session has ended gets the login form for a document", asyn
 });
 
 test("a person whose browser opens no tab is told so", async () => {
-    const page = await openPage();
-    await logIn(page, "ann", ANN);
-    await waitForNames(page, "docs");
-    await enter(page, "docs");
-    await waitForNames(page, "letter.docx");
+    const page = await openDocs();
     await page.evaluate(() => { window.open = () => null; });
     await enter(page, "letter.docx");
     await page.waitForFunction(() => document.getElementById("message").textContent ===
@@ -259,11 +249,7 @@ test("a person whose browser opens no tab is told so", async () => {
 });
 
 test("going back, sorting and logging out work", async () => {
-    const page = await openPage();
-    await logIn(page, "ann", ANN);
-    await waitForNames(page, "docs");
-    await enter(page, "docs");
-    await waitForNames(page, "letter.docx");
+    const page = await openDocs();
     await page.select("#order select", "-size");
     await page.waitForFunction(() => document.querySelectorAll("#entries > li").length >= 6);
     await page.evaluate(() => history.back()); // goBack() waits for a document to load
@@ -279,11 +265,7 @@ test("going back, sorting and logging out work", async () => {
 test("the browser's own viewer shows the pages of a PDF", {
     skip: KIND === "firefox" ? false : "this browser has no viewer",
 }, async () => {
-    const page = await openPage();
-    await logIn(page, "ann", ANN);
-    await waitForNames(page, "docs");
-    await enter(page, "docs");
-    await waitForNames(page, "letter.docx");
+    const page = await openDocs();
     const {tab} = await openInTab(page, "letter.docx");
     await tab.waitForSelector(".page[data-page-number='1'] canvas", {timeout: limit});
     await tab.waitForFunction(
